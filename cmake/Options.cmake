@@ -1,0 +1,46 @@
+# What every target of this project is compiled with.
+
+option(USE_BUNDLED_PLATFORM "Build this repository's host and board-support libraries" ON)
+set(HEAD_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, or empty")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+add_library(head_options INTERFACE)
+target_compile_options(
+  head_options
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wsign-conversion
+            -Wold-style-cast
+            -Wnon-virtual-dtor
+            -Woverloaded-virtual
+            -Wformat=2
+            -Wundef
+            -Werror
+            # Exposure and readout times are the same to the bit on every target only when no
+            # multiplication is fused into an addition.
+            -ffp-contract=off
+            # Names the sources as the repository does, wherever it is checked out.
+            -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+target_include_directories(head_options INTERFACE ${CMAKE_SOURCE_DIR})
+
+if(HEAD_SANITIZE)
+  add_compile_options(-fsanitize=${HEAD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${HEAD_SANITIZE})
+  if(HEAD_SANITIZE MATCHES undefined)
+    add_compile_options(-fsanitize=float-cast-overflow)
+  endif()
+else()
+  add_compile_options($<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong)
+  add_link_options(-Wl,-z,relro,-z,now)
+endif()

@@ -1,0 +1,50 @@
+/// \file
+/// One chip select of a SPI port, through the kernel's spidev character device.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include <varnox/export.h>
+
+/// Settings of a SPI port, as spidev knows them.
+struct tsSPIConfiguration {
+    std::uint32_t mode = 0;                ///< SPI_MODE_0 to SPI_MODE_3 and the kernel's flags
+    std::uint16_t lsbFirstAndBits = 0x0800; ///< low byte: 1 = LSB first; high byte: bits per word
+    std::uint32_t speedHz = 0;             ///< clock [Hz]
+
+    friend bool operator==(const tsSPIConfiguration&, const tsSPIConfiguration&) = default;
+};
+
+/// A SPI device. Errors of the kernel are reported once per operation and errno, on standard error
+/// with device, operation and errno; they never end the process.
+class VARNOX_API tcSPIDevice {
+public:
+    /// Opens the device; `isOpen` tells whether that worked.
+    /// \param path for example "/dev/spidev1.0"
+    explicit tcSPIDevice(std::string path);
+    tcSPIDevice(const tcSPIDevice&) = delete;
+    tcSPIDevice& operator=(const tcSPIDevice&) = delete;
+    ~tcSPIDevice();
+
+    [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
+
+    /// \return the port's settings as the kernel reports them; zeros where it does not
+    [[nodiscard]] tsSPIConfiguration getConfiguration();
+
+    /// Sets mode, bit order, bits per word and clock.
+    /// \return whether the kernel took all of them
+    bool setConfiguration(const tsSPIConfiguration& configuration);
+
+    /// Sends bytes in one message, that is, under one chip select.
+    /// \return the number of bytes sent, or -1
+    int write(const void* bytes, std::size_t count);
+
+private:
+    void report(const char* operation, int error);
+
+    std::string m_path;
+    int m_descriptor = -1;
+    std::uint64_t m_reported = 0; // operations and errors reported already
+};
