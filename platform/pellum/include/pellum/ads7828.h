@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <memory>
 
 #include <pellum/export.h>
 
@@ -40,14 +40,12 @@ public:
     bool Volts(int channel, float& reading, bool singleEnded);
 
 private:
-    void report(const char* operation, int error);
+    struct tsBus;
 
-    std::string m_device;
-    int m_descriptor = -1;
-    int m_address;
+    void setPowerBit(std::uint8_t bit, bool set);
+
+    std::unique_ptr<tsBus> m_bus;
     float m_referenceVolts;
-    std::uint8_t m_powerBits = 0;
-    std::uint64_t m_reported = 0;
 };
 
 } // namespace Pellum

@@ -14,7 +14,8 @@
 /// that is not initialized are reported once on standard error and do nothing.
 ///
 /// Map text: one pixel a line, "X Y" in decimal, in pixels of the full frame; '#' starts a comment;
-/// blank lines are skipped. At most 1024 pixels, each inside the full frame.
+/// blank lines are skipped; a pixel listed again counts once. At most 1024 pixels, each inside the
+/// full frame.
 class VARNOX_API tcBadPixelReplacement {
 public:
     /// \param control   physical address of the control block
@@ -32,7 +33,8 @@ public:
     /// \param hold true: hold the core in reset; false: let it run
     void reset(bool hold);
 
-    /// \param roi the part of the full frame that arrives
+    /// \param roi the part of the full frame that arrives; one that is not inside it is reported on
+    ///            standard error and changes nothing
     void setRoi(const Varnox::ROI& roi);
 
     /// \param color true: replace from neighbours of the same colour
@@ -58,13 +60,15 @@ public:
     void dumpRegisters() const;
 
 private:
+    void takeOver(const std::vector<std::uint32_t>& entries);
     bool usable(const char* operation) const;
     void setControlBit(const char* operation, std::uint32_t bit, bool set);
 
     tcMappedRegisters m_control;
     tcMappedRegisters m_table;
     tcMappedRegisters m_takeOver;
-    std::uint32_t m_buffer;
+    std::uint32_t m_base;   // physical
+    std::uint32_t m_buffer; // physical
     Varnox::ROI m_fullFrame;
     bool m_initialized = false;
     mutable bool m_reported = false;

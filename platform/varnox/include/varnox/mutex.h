@@ -15,7 +15,8 @@ public:
     tcMutex& operator=(const tcMutex&) = delete;
     ~tcMutex();
 
-    /// \return the code of `pthread_mutex_lock`: 0, or EOWNERDEAD with the mutex held and in need of
+    /// \return the code of `pthread_mutex_lock`: 0, or EOWNERDEAD with the mutex held and in need
+    /// of
     ///         `consistent`
     int lock();
 

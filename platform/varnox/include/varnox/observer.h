@@ -2,6 +2,7 @@
 /// Observer and observable: how clients' writes to the register file reach the boards.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -31,7 +32,8 @@ public:
     tcObserver& operator=(const tcObserver&) = delete;
 
     /// Takes the observer off every observable it is on. Waits for a notification that is under
-    /// way on another thread.
+    /// way on another thread. Where another thread may notify meanwhile, unregister the observer
+    /// before destroying it: a derived class is gone by the time this destructor runs.
     virtual ~tcObserver();
 
     /// Called on the thread that writes the register file.
@@ -60,11 +62,17 @@ public:
     void unregisterObserver(tcObserver& observer);
 
     /// Hands the update to every observer in turn, whether or not one has marked it already.
+    /// Observers that register meanwhile get the next one.
     void notify(tsUpdate& update);
 
 private:
     friend class tcObserver;
-    std::vector<tcObserver*> m_observers;
+    class tcNotification;
+
+    void drop(const tcObserver& observer);
+
+    std::vector<tcObserver*> m_observers; // null: left while a notification was under way
+    std::size_t m_notifications = 0;      // under way, one inside the other
 };
 
 } // namespace Varnox

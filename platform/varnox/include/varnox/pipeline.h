@@ -20,22 +20,22 @@ public:
     tcPipeline& operator=(const tcPipeline&) = delete;
     virtual ~tcPipeline(); // 0 and 1
 
-    virtual int open();                          // 2
-    virtual int close();                         // 3
-    virtual int startStream();                   // 4
-    virtual int stopStream();                    // 5
-    virtual bool isStreaming();                  // 6
-    virtual int flush();                         // 7
-    virtual int setFrameCount(int frames);       // 8
-    virtual int getFrameCount();                 // 9
-    virtual int setGeometry(const ROI& roi);     // 10
-    virtual ROI getGeometry();                   // 11
-    virtual int setColor(bool color);            // 12
-    virtual bool getColor();                     // 13
-    virtual int setGamma(int percent);           // 14
-    virtual int getGamma();                      // 15
-    virtual int getPixelPacking();               // 16
-    virtual int setPixelPacking(int packing);    // 17: a tePixelPacking
+    virtual int open();                       // 2
+    virtual int close();                      // 3
+    virtual int startStream();                // 4
+    virtual int stopStream();                 // 5
+    virtual bool isStreaming();               // 6
+    virtual int flush();                      // 7
+    virtual int setFrameCount(int frames);    // 8
+    virtual int getFrameCount();              // 9
+    virtual int setGeometry(const ROI& roi);  // 10
+    virtual ROI getGeometry();                // 11
+    virtual int setColor(bool color);         // 12
+    virtual bool getColor();                  // 13
+    virtual int setGamma(int percent);        // 14
+    virtual int getGamma();                   // 15
+    virtual int getPixelPacking();            // 16
+    virtual int setPixelPacking(int packing); // 17: a tePixelPacking
 
 private:
     ROI m_geometry;

@@ -31,5 +31,6 @@ private:
 
     tcMappedRegisters m_registers;
     bool m_initialized;
+    std::uint32_t m_base; // physical
     bool m_reported = false;
 };

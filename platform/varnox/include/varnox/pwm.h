@@ -25,9 +25,10 @@ public:
     void setInvertPulse(bool invert);
     /// \param clocks length of the pulse, 0 to 65535
     void setDutyClks(std::uint32_t clocks);
-    /// \param hertz pulses a second; the period must come to 2 to 2^32 - 1 clocks
+    /// \param hertz pulses a second; the period, rounded to whole clocks, must come to 2 to
+    ///              2^32 - 1 of them
     void setPeriodFreq(double hertz);
-    /// \param microseconds period; it must come to 2 to 2^32 - 1 clocks
+    /// \param microseconds period; rounded to whole clocks, it must come to 2 to 2^32 - 1 of them
     void setPeriodTime(std::int64_t microseconds);
 
     /// Prints the registers to standard output.
@@ -37,9 +38,10 @@ public:
 
 private:
     void setPeriodClocks(double clocks, const std::string& asked);
+    void setControlBit(std::uint32_t bit, bool set);
     void requireCore(const char* operation) const;
 
     tcMappedRegisters m_registers;
-    std::string m_name;
+    std::string m_title;
     bool m_initialized;
 };

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include <varnox/codes.h>
@@ -43,7 +44,8 @@ public:
 ///
 /// The order of the virtual operations is part of the host interface. What a board does not
 /// override has a default that says so: a result of 7 (`eNotSupported`) where there is nothing to
-/// do.
+/// do, with every out argument untouched; else the neutral value: no name, no rectangle, binning by
+/// 1, -275 degrees Celsius, pin -1.
 class VARNOX_API tcSensorBoard : public tcObserver, public tcEventHandler {
 public:
     /// Receives the board's status lines, on the thread that caused them and with the board's locks
@@ -60,7 +62,8 @@ public:
     ~tcSensorBoard() override;
 
     /// Takes clients' writes to 0x3A000 (frame interval, us) and 0x3A004 (exposure, us) and
-    /// publishes what was applied. Status 0x8FFF when the board refuses.
+    /// publishes in the process's register file what the board then has. Status 0x8FFF when the
+    /// board refuses; a value above 2147483647 is refused without asking it.
     void update(tsUpdate& update) override;
 
     /// Makes the board's own command handlers. The host owns them from then on.
@@ -160,7 +163,8 @@ private:
     tcMutex m_boardMutex{true};
     std::unique_ptr<tcPipeline> m_ownPipeline;
     tcPipeline* m_pipeline;
-    StatusListener m_statusListener;
+    std::mutex m_listenerLock; // never held while the listener runs
+    std::shared_ptr<const StatusListener> m_statusListener;
     int m_boardType;
     std::uint32_t m_regionBase;   // physical
     std::uint32_t m_regionLength; // bytes

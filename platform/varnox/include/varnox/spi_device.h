@@ -4,21 +4,23 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include <varnox/export.h>
 
 /// Settings of a SPI port, as spidev knows them.
 struct tsSPIConfiguration {
-    std::uint32_t mode = 0;                ///< SPI_MODE_0 to SPI_MODE_3 and the kernel's flags
+    std::uint32_t mode = 0;                 ///< SPI_MODE_0 to SPI_MODE_3 and the kernel's flags
     std::uint16_t lsbFirstAndBits = 0x0800; ///< low byte: 1 = LSB first; high byte: bits per word
-    std::uint32_t speedHz = 0;             ///< clock [Hz]
+    std::uint32_t speedHz = 0;              ///< clock [Hz]
 
     friend bool operator==(const tsSPIConfiguration&, const tsSPIConfiguration&) = default;
 };
 
 /// A SPI device. Errors of the kernel are reported once per operation and errno, on standard error
-/// with device, operation and errno; they never end the process.
+/// with device, operation and errno; they never end the process. All operations may be called from
+/// several threads; none takes a lock around a transfer, the kernel orders them.
 class VARNOX_API tcSPIDevice {
 public:
     /// Opens the device; `isOpen` tells whether that worked.
@@ -28,12 +30,13 @@ public:
     tcSPIDevice& operator=(const tcSPIDevice&) = delete;
     ~tcSPIDevice();
 
-    [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
+    [[nodiscard]] bool isOpen() const;
 
     /// \return the port's settings as the kernel reports them; zeros where it does not
     [[nodiscard]] tsSPIConfiguration getConfiguration();
 
-    /// Sets mode, bit order, bits per word and clock.
+    /// Sets mode, bit order, bits per word and clock, in this order, up to the first one that the
+    /// kernel refuses.
     /// \return whether the kernel took all of them
     bool setConfiguration(const tsSPIConfiguration& configuration);
 
@@ -42,9 +45,6 @@ public:
     int write(const void* bytes, std::size_t count);
 
 private:
-    void report(const char* operation, int error);
-
-    std::string m_path;
-    int m_descriptor = -1;
-    std::uint64_t m_reported = 0; // operations and errors reported already
+    struct tsPort;
+    std::unique_ptr<tsPort> m_port;
 };
