@@ -36,10 +36,10 @@ inline constexpr std::array kAll{kSysId0, kSysId1};
 
 /// Clock generator of the sensor's master clock.
 namespace pllRegisters {
-inline constexpr tsRegisterField kUpdate{
-    0, 0, 0xFFFF'FFFF, "pll_update", "write 1: the clock generator takes the new setting"};
-inline constexpr tsRegisterField kCounter{
-    0xC0, 0, 0xFFFF'FFFF, "pll_counter", "output counter: high count in 15:8, low count in 7:0"};
+inline constexpr tsRegisterField kUpdate{0, 0, 0xFFFF'FFFF, "pll_update",
+                                         "write 1: the clock generator takes the new setting"};
+inline constexpr tsRegisterField kCounter{0xC0, 0, 0xFFFF'FFFF, "pll_counter",
+                                          "output counter: high count in 15:8, low count in 7:0"};
 inline constexpr std::uint32_t kCounter24MHz = 0x1617; // 0x16 + 0x17 = 45
 inline constexpr std::uint32_t kCounter36MHz = 0x0F0F; // 0x0F + 0x0F = 30, and 45 : 30 = 36 : 24
 inline constexpr std::array kAll{kUpdate, kCounter};
@@ -90,10 +90,10 @@ inline constexpr tsRegisterField kCoreRev{129, 0, 0xFFFF'FFFF, "core_rev", "core
 inline constexpr tsRegisterField kCoreCaps{130, 0, 0xFFFF'FFFF, "core_caps", "core capabilities"};
 
 inline constexpr std::array kAll{
-    kEnable,      kPairsFlip,   kHdrUpdate,    kAligned,        kLocked,     kRgLocked,
-    kGbLocked,    kLaneInversion, kIrqFlags,   kIrqMask,        kRoiResCntH, kRoiResCntW,
-    kResolutionH, kResolutionW, kRoiY,         kRoiX,           kDpaReset,   kDpaFifoReset,
-    kDpaHold,     kDpaLock,     kIndexSync,    kFrameTimestamp, kBackPorchY, kBackPorchX,
-    kCoreId,      kCoreRev,     kCoreCaps,
+    kEnable,      kPairsFlip,     kHdrUpdate, kAligned,        kLocked,     kRgLocked,
+    kGbLocked,    kLaneInversion, kIrqFlags,  kIrqMask,        kRoiResCntH, kRoiResCntW,
+    kResolutionH, kResolutionW,   kRoiY,      kRoiX,           kDpaReset,   kDpaFifoReset,
+    kDpaHold,     kDpaLock,       kIndexSync, kFrameTimestamp, kBackPorchY, kBackPorchX,
+    kCoreId,      kCoreRev,       kCoreCaps,
 };
 } // namespace frameCtrlRegisters

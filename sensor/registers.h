@@ -27,11 +27,11 @@ inline constexpr std::uint16_t kLsbFirstAndBits = 0x2000; // MSB first, 32 bits 
 } // namespace sensorWire
 
 namespace sensorArray {
-inline constexpr std::int32_t kColumns = 2592;       // pixels
-inline constexpr std::int32_t kRows = 2056;          // rows
-inline constexpr std::uint8_t kAreas = 8;            // readout areas
-inline constexpr std::uint32_t kRowsPerUnit = 2;     // rows in one count of a row field
-inline constexpr std::uint32_t kColumnsPerUnit = 6;  // columns in one count of a column field
+inline constexpr std::int32_t kColumns = 2592;      // pixels
+inline constexpr std::int32_t kRows = 2056;         // rows
+inline constexpr std::uint8_t kAreas = 8;           // readout areas
+inline constexpr std::uint32_t kRowsPerUnit = 2;    // rows in one count of a row field
+inline constexpr std::uint32_t kColumnsPerUnit = 6; // columns in one count of a column field
 } // namespace sensorArray
 
 namespace sensorRegisters {
@@ -40,7 +40,8 @@ namespace sensorRegisters {
 inline constexpr tsRegisterField kFrameState{0x10, 0, 0x7, "frame_state",
                                              "what the sensor does: 0 stop, 3 stream, 4 lanes on"};
 inline constexpr tsRegisterField kFrameControlMode{
-    0x10, 8, 0x3, "frame_control_mode", "who sets frame and exposure: 0 registers, 1 and 3 trigger"};
+    0x10, 8, 0x3, "frame_control_mode",
+    "who sets frame and exposure: 0 registers, 1 and 3 trigger"};
 
 // Timing, all in lines of one horizontal period
 inline constexpr tsRegisterField kHdMax{0x12, 0, 0x3FFF, "hd_max", "frame length [lines]"};
@@ -111,12 +112,12 @@ inline constexpr tsRegisterField kTestPattern{0x300, 16, 0x7, "test_pattern",
 
 /// Every field, by address and shift; the areas stand for area 0.
 inline constexpr std::array kAll{
-    kFrameState,   kFrameControlMode, kHdMax,        kTiming14,        kTiming15,
-    kGresPos,      kAccFpos,          kTiming1A,     kGsPos1,          kGsPos2,
-    kTiming3B,     kAGainCoarse,      kAGainCoarse2, kAGainFine,       kDGainCoarse,
-    kDGainFine,    kVScanInvert2,     kHScanInvert2, kHScanInvert,     kVScanInvert,
-    kBin,          kAreaRowStart,     kAreaRowEnd,   kAreaColumnStart, kAreaColumnEnd,
-    kHdPrd,        kClockRange,       kTestSignal,   kTestPattern,
+    kFrameState, kFrameControlMode, kHdMax,        kTiming14,        kTiming15,
+    kGresPos,    kAccFpos,          kTiming1A,     kGsPos1,          kGsPos2,
+    kTiming3B,   kAGainCoarse,      kAGainCoarse2, kAGainFine,       kDGainCoarse,
+    kDGainFine,  kVScanInvert2,     kHScanInvert2, kHScanInvert,     kVScanInvert,
+    kBin,        kAreaRowStart,     kAreaRowEnd,   kAreaColumnStart, kAreaColumnEnd,
+    kHdPrd,      kClockRange,       kTestSignal,   kTestPattern,
 };
 
 } // namespace sensorRegisters

@@ -1,0 +1,18 @@
+/// \file
+/// What the INI library does not offer in every release.
+#pragma once
+
+#include <string>
+
+class INIReader;
+
+/// Reads an unsigned number, decimal or with 0x, up to 0xFFFFFFFF where `long` has 32 bits too.
+/// \return the number; `fallback` when the key is missing or no number starts its value
+unsigned int readUnsigned(const INIReader& ini, const std::string& section, const std::string& key,
+                          unsigned int fallback);
+
+/// Reads a voltage limit in single precision, so that a limit from a file and the built-in one
+/// compare alike.
+/// \return the number; `fallback` when the key is missing or no number starts its value
+float readFloat(const INIReader& ini, const std::string& section, const std::string& key,
+                float fallback);
