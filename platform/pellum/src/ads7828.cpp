@@ -22,6 +22,7 @@ constexpr std::uint8_t kConverterOn = 0x04; // PD0
 constexpr float kFullScale = 4096.0F;       // 12 bits
 constexpr std::uint8_t kUnusedBits = 0xF0;  // of the answer's first byte, always zero
 constexpr int kHighestChannel = 7;
+constexpr const char* kOperation = "I2C_RDWR"; // every transfer, as errors name it
 
 /// The channel as C2..C0 in bits 6..4. The chip counts the even inputs first, then the odd ones.
 constexpr std::uint8_t channelBits(int channel) {
@@ -43,15 +44,14 @@ struct tcADS7828::tsBus {
 
     /// One transfer under one START: the command byte out, and the answer in where one is asked.
     /// \return whether the chip answered; a failure is reported
-    bool transfer(const char* operation, std::uint8_t command, std::uint8_t* answer,
-                  std::uint16_t count) {
+    bool transfer(std::uint8_t command, std::uint8_t* answer, std::uint16_t count) {
         if (!descriptor.isOpen())
             return false; // reported when it was not opened
         i2c_msg messages[2] = {{chip, 0, 1, &command}, {chip, I2C_M_RD, count, answer}};
         i2c_rdwr_ioctl_data data{messages, count > 0 ? 2U : 1U};
         if (::ioctl(descriptor.get(), I2C_RDWR, &data) >= 0)
             return true;
-        reports.report(device, operation, errno);
+        reports.report(device, kOperation, errno);
         return false;
     }
 
@@ -74,6 +74,11 @@ void tcADS7828::SetPowerDown(bool down) {
 
 void tcADS7828::SetInternalReference(bool on) {
     setPowerBit(kReferenceOn, on);
+    // Told at once: the reference takes more than a millisecond to settle, and the first reading
+    // should not be the one that switches it on.
+    const std::lock_guard lock(m_bus->lock);
+    const auto command = static_cast<std::uint8_t>(kSingleEnded | m_bus->powerBits);
+    m_bus->transfer(command, nullptr, 0);
 }
 
 void tcADS7828::setPowerBit(std::uint8_t bit, bool set) {
@@ -83,7 +88,6 @@ void tcADS7828::setPowerBit(std::uint8_t bit, bool set) {
 }
 
 bool tcADS7828::Volts(int channel, float& reading, bool singleEnded) {
-    constexpr const char* kOperation = "I2C_RDWR";
     reading = 0.0F;
     if (channel < 0 || channel > kHighestChannel) {
         m_bus->reports.report(m_bus->device, "Volts", EINVAL);
@@ -93,7 +97,7 @@ bool tcADS7828::Volts(int channel, float& reading, bool singleEnded) {
     const auto command = static_cast<std::uint8_t>((singleEnded ? kSingleEnded : 0) |
                                                    channelBits(channel) | m_bus->powerBits);
     std::uint8_t answer[2] = {};
-    if (!m_bus->transfer(kOperation, command, answer, sizeof answer))
+    if (!m_bus->transfer(command, answer, sizeof answer))
         return false;
     if ((answer[0] & kUnusedBits) != 0) { // a bus that nobody drives reads as ones
         m_bus->reports.report(m_bus->device, kOperation, EPROTO);

@@ -25,13 +25,15 @@ public:
     tcADS7828& operator=(const tcADS7828&) = delete;
     ~tcADS7828();
 
+    /// Holds from the next command byte on.
     /// \param down true: the converter powers down between conversions (PD0 = 0)
     void SetPowerDown(bool down);
 
+    /// Sends a command byte at once, so that the reference settles while the caller goes on.
     /// \param on true: the chip's own 2.5 V reference is on (PD1 = 1)
     void SetInternalReference(bool on);
 
-    /// Converts one channel.
+    /// Converts one channel, in one I2C transfer.
     /// \param channel     0 to 7
     /// \param reading     [V]; 0 when the conversion fails, so that a dead ADC never reads as a
     ///                    supply within limits
