@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Static analysis by clang-tidy of everything that ships. Argument: a configured build folder.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/sources.sh | grep -E '^(common|sensor|fpga|plugin|platform|sim|apps)/.*\.cpp$' |
+    grep -v '_arm\.cpp$' |
+    xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$1" --warnings-as-errors='*' 2>/dev/null

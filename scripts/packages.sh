@@ -1,0 +1,9 @@
+# Debian packages that this project needs, by what they are needed for. Sourced.
+build_packages=(
+    g++ cmake ninja-build pkg-config libc6-dev
+    libinih-dev libcli11-dev libedit-dev libasio-dev
+)
+test_packages=(
+    libgtest-dev libgmock-dev libbenchmark-dev
+    clang-format clang-tidy cppcheck binutils
+)
