@@ -11,8 +11,8 @@
 template<std::unsigned_integral Integer>
 [[nodiscard]] constexpr Integer saturatingTo(float value) {
     // 2^digits, exact in a float; the type's maximum itself is not.
-    constexpr float kBeyond =
-        static_cast<float>(std::numeric_limits<Integer>::max() / 2 + 1) * 2.0F;
+    constexpr Integer kHighestBit = std::numeric_limits<Integer>::max() / 2 + 1;
+    constexpr float kBeyond = static_cast<float>(kHighestBit) * 2.0F;
     if (!(value > 0.0F)) {
         return 0;
     }

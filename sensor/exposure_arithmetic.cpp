@@ -73,7 +73,8 @@ tsSingleExposure singleExposure(microseconds exposure, float clockMhz, std::uint
     result.accFposBeforeRaise = start.line;
     result.raised = result.gsPos1 <= start.line;
     result.accFpos = result.raised ? result.gsPos1 - kMinSingleLines : start.line;
-    result.applied = wholeMicroseconds((hdPrd + 1) * (result.gsPos1 - result.accFpos), clockMhz);
+    const std::uint32_t clocks = (hdPrd + 1) * (result.gsPos1 - result.accFpos);
+    result.applied = wholeMicroseconds(clocks, clockMhz);
     return result;
 }
 
@@ -97,7 +98,8 @@ tsDualExposure dualExposure(microseconds exposure, float clockMhz, std::uint32_t
     }
     result.gsPos1 = low16(result.accFpos + duration / 2);
     result.gresPos = low16(result.gsPos1 - kResetBeforeGs);
-    result.applied = wholeMicroseconds(duration * (hdPrd + 1), clockMhz);
+    const std::uint32_t clocks = duration * (hdPrd + 1);
+    result.applied = wholeMicroseconds(clocks, clockMhz);
     return result;
 }
 
