@@ -1,0 +1,46 @@
+/// \file
+/// The I2C bus and its supply monitor, an ADS7828.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "sim/journal.h"
+#include "sim/supplies.h"
+
+namespace sim {
+
+/// The converter on its bus. Takes no lock.
+class tcAdc {
+public:
+    static constexpr std::uint16_t kAddress = 0x49;
+
+    tcAdc(tcJournal& journal, tcSupplies& supplies, bool present)
+        : m_journal(journal), m_supplies(supplies), m_present(present) {}
+
+    /// One write transfer to a device address. \return 0 or -errno
+    int write(std::uint16_t address, std::span<const std::uint8_t> bytes, int refusal);
+    /// One read transfer from a device address. \return 0 or -errno
+    int read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusal);
+
+private:
+    [[nodiscard]] int answer(std::uint16_t address, int refusal) const;
+    void command(std::uint8_t byte, std::uint64_t startNs);
+    [[nodiscard]] double inputVolts(unsigned channel) const;
+    [[nodiscard]] std::uint32_t sample() const;
+    [[nodiscard]] unsigned positiveChannel() const;
+    void checkConversion();
+    void busTime(std::size_t bytes);
+
+    tcJournal& m_journal;
+    tcSupplies& m_supplies;
+    bool m_present;
+    std::uint8_t m_command = 0;
+    bool m_referenceOn = false;
+    bool m_settled = false;     // the reference, when the present conversion began
+    bool m_first = false;       // the present conversion switched the reference on
+    std::uint64_t m_restNs = 0; // since when the reference charges undisturbed
+};
+
+} // namespace sim

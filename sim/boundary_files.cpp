@@ -1,0 +1,475 @@
+// The C library's file functions, as far as the head's devices need them. Everything that is not
+// the head's goes on to the C library.
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "fpga/registers.h"
+#include "sim/boundary.h"
+#include "sim/descriptors.h"
+#include "sim/export.h"
+#include "sim/mappings.h"
+#include "sim/mmio.h"
+#include "sim/model.h"
+#include "sim/real_calls.h"
+#include "sim/text.h"
+
+namespace sim {
+
+bool outside() {
+    return !headPresent() || g_headLock.mine();
+}
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kFamilies{"/dev/spidev", "/dev/gpiochip", "/dev/i2c-",
+                                                    "/dev/mem"};
+
+bool isHeadPath(const char* path) {
+    if (path == nullptr || std::strncmp(path, "/dev/", 5) != 0) {
+        return false;
+    }
+    for (const std::string_view family : kFamilies) {
+        if (std::strncmp(path, family.data(), family.size()) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A result of the model, 0 and more or -errno, as the C library returns it.
+template<class Result>
+Result finish(Result result) {
+    if (result < 0) {
+        errno = static_cast<int>(-result);
+        return -1;
+    }
+    return result;
+}
+
+int openDevice(const char* path, int flags) {
+    const tcHeadAccess head;
+    if (!head) {
+        return -ENOENT;
+    }
+    const std::optional<teDevice> device = head->deviceAt(path);
+    int result = -ENOENT;
+    if (device) {
+        const int refusal = head->count(teCall::open, *device);
+        const int error = refusal != 0 ? refusal : head->openError(*device);
+        g_descriptors.sweep(*head);
+        result = error != 0 ? -error : g_descriptors.open(*device, flags);
+    }
+    head->journal.event(teLine::open, 0, 0, result < 0 ? -result : 0, path);
+    return result;
+}
+
+int anyOpen(const char* path, int flags, mode_t mode) {
+    if (isHeadPath(path) && headPresent()) {
+        return finish(openDevice(path, flags));
+    }
+    return real::open(path, flags, mode);
+}
+
+int anyOpenat(int folder, const char* path, int flags, mode_t mode) {
+    if (isHeadPath(path) && headPresent()) {
+        return finish(openDevice(path, flags));
+    }
+    return real::openat(folder, path, flags, mode);
+}
+
+void unknownCall(tcModel& head, teDevice device, const char* what, std::uint32_t number) {
+    tcText text;
+    text.add(what).add(" ").hex(number).add(" on ").add(head.pathOf(device));
+    head.journal.violation(teRule::deviceCall, text.view());
+}
+
+int i2cMessages(tcModel& head, void* argument, int refusal) {
+    const auto& list = *static_cast<i2c_rdwr_ioctl_data*>(argument);
+    if (list.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) {
+        return -EINVAL;
+    }
+    for (std::uint32_t at = 0; at < list.nmsgs; ++at) {
+        const i2c_msg& message = list.msgs[at];
+        const int result = (message.flags & I2C_M_RD) != 0
+                               ? head.adc.read(message.addr, {message.buf, message.len}, refusal)
+                               : head.adc.write(message.addr, {message.buf, message.len}, refusal);
+        if (result < 0) {
+            return result;
+        }
+    }
+    return static_cast<int>(list.nmsgs);
+}
+
+int i2cIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument, int refusal) {
+    constexpr std::uintptr_t kLastAddress = 0x7F;
+    switch (request) {
+    case I2C_SLAVE:
+    case I2C_SLAVE_FORCE:
+        if (refusal != 0) {
+            return -refusal;
+        }
+        if (numberOf(argument) > kLastAddress) {
+            return -EINVAL;
+        }
+        file.i2cAddress = static_cast<std::uint16_t>(numberOf(argument));
+        return 0;
+    case I2C_FUNCS:
+        if (refusal == 0) {
+            const unsigned long functions = I2C_FUNC_I2C;
+            std::memcpy(argument, &functions, sizeof functions);
+        }
+        return -refusal;
+    case I2C_RDWR:
+        return i2cMessages(head, argument, refusal);
+    default:
+        return -ENOTTY;
+    }
+}
+
+int gpioIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument, int refusal) {
+    if (file.isLineRequest) {
+        return head.gpio.lineIoctl(file.lines, request, argument, refusal);
+    }
+    g_descriptors.sweep(head); // a line that was closed in another way is free
+    std::optional<tsLineRequest> granted;
+    const int result = head.gpio.chipIoctl(request, argument, refusal, granted);
+    if (result == 0 && granted) {
+        const int descriptor = g_descriptors.openLines(*granted);
+        if (descriptor < 0) {
+            head.gpio.release(*granted);
+            return descriptor;
+        }
+        static_cast<gpio_v2_line_request*>(argument)->fd = descriptor;
+    }
+    return result;
+}
+
+int headIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument) {
+    const int refusal = head.count(teCall::ioctl, file.device);
+    int result = -ENOTTY;
+    switch (file.device) {
+    case teDevice::spi:
+        result = head.spi.ioctl(request, argument, refusal);
+        break;
+    case teDevice::gpio:
+        result = gpioIoctl(head, file, request, argument, refusal);
+        break;
+    case teDevice::i2c:
+        result = i2cIoctl(head, file, request, argument, refusal);
+        break;
+    default:
+        break;
+    }
+    constexpr std::uint32_t kTerminalRequests = 'T'; // "is this a terminal?" is a fair question
+    if (result == -ENOTTY && refusal == 0 && _IOC_TYPE(request) != kTerminalRequests) {
+        unknownCall(head, file.device, "ioctl", request);
+    }
+    return result;
+}
+
+// In real time a message keeps its caller busy, outside the lock.
+void spendWireTime(std::uint64_t durationNs) {
+    const std::uint64_t end = real::monotonicNs() + durationNs;
+    while (durationNs != 0 && real::monotonicNs() < end) {
+    }
+}
+
+int anyIoctl(int descriptor, unsigned long request, void* argument) {
+    if (!outside()) {
+        std::uint64_t wireNs = 0;
+        int result = 0;
+        bool ours = false;
+        {
+            const tcHeadAccess head;
+            tsOpenFile* file = head ? g_descriptors.find(descriptor) : nullptr;
+            if (file != nullptr) {
+                ours = true;
+                head->timePassed();
+                result = headIoctl(*head, *file, static_cast<std::uint32_t>(request), argument);
+                if (file->device == teDevice::spi && head->options().wireTime) {
+                    wireNs = head->spi.lastWireNs();
+                }
+            }
+        }
+        if (ours) {
+            spendWireTime(wireNs);
+            return finish(result);
+        }
+    }
+    return real::ioctl(descriptor, request, argument);
+}
+
+ssize_t headRead(tcModel& head, const tsOpenFile& file, void* buffer, std::size_t count) {
+    const int refusal = head.count(teCall::read, file.device);
+    if (file.device == teDevice::i2c) {
+        const int result =
+            head.adc.read(file.i2cAddress, {static_cast<std::uint8_t*>(buffer), count}, refusal);
+        return result < 0 ? result : static_cast<ssize_t>(count);
+    }
+    if (refusal == 0) {
+        unknownCall(head, file.device, "read of bytes", static_cast<std::uint32_t>(count));
+    }
+    return refusal != 0 ? -refusal : -EINVAL;
+}
+
+ssize_t headWrite(tcModel& head, const tsOpenFile& file, const void* buffer, std::size_t count) {
+    const int refusal = head.count(teCall::write, file.device);
+    const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(buffer), count);
+    if (file.device == teDevice::i2c) {
+        const int result = head.adc.write(file.i2cAddress, bytes, refusal);
+        return result < 0 ? result : static_cast<ssize_t>(count);
+    }
+    if (file.device == teDevice::spi) {
+        return head.spi.write(bytes, refusal);
+    }
+    if (refusal == 0) {
+        unknownCall(head, file.device, "write of bytes", static_cast<std::uint32_t>(count));
+    }
+    return refusal != 0 ? -refusal : -EINVAL;
+}
+
+int mappingError(tcModel& head, const tsOpenFile& file, std::uint32_t address, std::size_t length,
+                 int protection, int flags) {
+    const auto page = static_cast<std::uint32_t>(::getpagesize());
+    if (length == 0 || address % page != 0) {
+        return EINVAL;
+    }
+    if ((protection & PROT_WRITE) != 0 && (file.flags & O_ACCMODE) == O_RDONLY) {
+        return EACCES;
+    }
+    const std::uint32_t offset = address - fpgaAddresses::kRegion;
+    if (offset >= fpgaAddresses::kRegionLength || length > fpgaAddresses::kRegionLength - offset) {
+        tcText text;
+        text.add("a mapping of ").decimal(length).add(" bytes at ").hex(address, 8);
+        head.journal.violation(teRule::memoryRange, text.view());
+        return EPERM;
+    }
+    if ((file.flags & O_SYNC) != O_SYNC || (flags & MAP_SHARED) == 0) {
+        tcText text;
+        text.add("registers at ").hex(address, 8).add(" were mapped cached or private");
+        head.journal.violation(teRule::memoryCached, text.view());
+    }
+    return head.mapError(address);
+}
+
+// On 32-bit targets a file offset is signed: addresses above 2 GiB arrive as negative numbers.
+std::uint32_t physicalFrom(std::int64_t offset) {
+    return static_cast<std::uint32_t>(static_cast<std::uint64_t>(offset) & 0xFFFF'FFFF);
+}
+
+void* headMap(tcModel& head, const tsOpenFile& file, std::size_t length, int protection, int flags,
+              std::int64_t offset) {
+    const int refusal = head.count(teCall::mmap, file.device);
+    if (file.device != teDevice::memory) {
+        unknownCall(head, file.device, "mmap of bytes", static_cast<std::uint32_t>(length));
+        errno = ENODEV;
+        return MAP_FAILED;
+    }
+    const std::uint32_t address = physicalFrom(offset);
+    const auto page = static_cast<std::size_t>(::getpagesize());
+    const std::size_t whole = (length + page - 1) / page * page;
+    int error =
+        refusal != 0 ? refusal : mappingError(head, file, address, length, protection, flags);
+    void* pages = nullptr;
+    if (error == 0) {
+        installTrap();
+        pages = g_mappings.map(address, whole);
+        error = pages == nullptr ? errno : 0;
+    }
+    head.journal.event(teLine::map, address, length, error, head.pathOf(file.device));
+    if (error != 0) {
+        errno = error;
+        return MAP_FAILED;
+    }
+    return pages;
+}
+
+void* anyMmap(void* address, std::size_t length, int protection, int flags, int descriptor,
+              std::int64_t offset) {
+    if (descriptor >= 0 && (flags & MAP_ANONYMOUS) == 0 && !outside()) {
+        const tcHeadAccess head;
+        tsOpenFile* file = head ? g_descriptors.find(descriptor) : nullptr;
+        if (file != nullptr) {
+            return headMap(*head, *file, length, protection, flags, offset);
+        }
+    }
+    return real::mmap(address, length, protection, flags, descriptor, offset);
+}
+
+int anyMunmap(void* address, std::size_t length) {
+    if (!outside()) {
+        const tcHeadAccess head;
+        const auto page = static_cast<std::uintptr_t>(::getpagesize());
+        const std::uintptr_t start = numberOf(address);
+        const std::size_t whole = (length + page - 1) / page * page;
+        std::uint32_t physical = 0;
+        if (head && !g_mappings.empty() && start % page == 0 && length != 0) {
+            if (const std::optional<std::uint32_t> first = g_mappings.physical(start)) {
+                const int refusal = head->count(teCall::munmap, teDevice::memory);
+                head->journal.event(teLine::unmap, *first, length, refusal,
+                                    head->pathOf(teDevice::memory));
+                if (refusal != 0) {
+                    errno = refusal;
+                    return -1;
+                }
+            }
+            g_mappings.unmap(start, whole, physical);
+        }
+    }
+    return real::munmap(address, length);
+}
+
+int closeDevice(int descriptor, bool& ours) {
+    const tcHeadAccess head;
+    tsOpenFile* file = head ? g_descriptors.find(descriptor) : nullptr;
+    if (file == nullptr) {
+        return 0;
+    }
+    ours = true;
+    const int refusal = head->count(teCall::close, file->device);
+    const bool wasLine = file->isLineRequest;
+    const teDevice device = file->device;
+    real::close(descriptor); // gone in any case, as in Linux
+    if (!wasLine) {
+        head->journal.event(teLine::close, 0, 0, refusal, head->pathOf(device));
+    }
+    g_descriptors.sweep(*head);
+    return -refusal;
+}
+
+mode_t modeFrom(int flags, std::va_list arguments) {
+    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return creates ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
+}
+
+} // namespace
+
+} // namespace sim
+
+extern "C" {
+
+SIM_API int open(const char* path, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = sim::modeFrom(flags, arguments);
+    va_end(arguments);
+    return sim::anyOpen(path, flags, mode);
+}
+
+SIM_API int open64(const char* path, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = sim::modeFrom(flags, arguments);
+    va_end(arguments);
+    return sim::anyOpen(path, flags, mode);
+}
+
+SIM_API int openat(int folder, const char* path, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = sim::modeFrom(flags, arguments);
+    va_end(arguments);
+    return sim::anyOpenat(folder, path, flags, mode);
+}
+
+SIM_API int openat64(int folder, const char* path, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = sim::modeFrom(flags, arguments);
+    va_end(arguments);
+    return sim::anyOpenat(folder, path, flags, mode);
+}
+
+// What fortified programs call where the flags are not constant.
+SIM_API int __open_2(const char* path, int flags) {
+    return sim::anyOpen(path, flags, 0);
+}
+SIM_API int __open64_2(const char* path, int flags) {
+    return sim::anyOpen(path, flags, 0);
+}
+SIM_API int __openat_2(int folder, const char* path, int flags) {
+    return sim::anyOpenat(folder, path, flags, 0);
+}
+SIM_API int __openat64_2(int folder, const char* path, int flags) {
+    return sim::anyOpenat(folder, path, flags, 0);
+}
+
+SIM_API int close(int descriptor) {
+    if (!sim::outside()) {
+        bool ours = false;
+        const int result = sim::closeDevice(descriptor, ours);
+        if (ours) {
+            return sim::finish(result);
+        }
+    }
+    return sim::real::close(descriptor);
+}
+
+SIM_API int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    std::va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return sim::anyIoctl(descriptor, request, argument);
+}
+
+#if !defined(__LP64__)
+// What programs with 64-bit time on 32-bit targets call.
+SIM_API int __ioctl_time64(int descriptor, unsigned long request, ...) noexcept {
+    std::va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return sim::anyIoctl(descriptor, request, argument);
+}
+#endif
+
+SIM_API ssize_t read(int descriptor, void* buffer, std::size_t count) {
+    if (!sim::outside()) {
+        const sim::tcHeadAccess head;
+        sim::tsOpenFile* file = head ? sim::g_descriptors.find(descriptor) : nullptr;
+        if (file != nullptr) {
+            head->timePassed();
+            return sim::finish(sim::headRead(*head, *file, buffer, count));
+        }
+    }
+    return sim::real::read(descriptor, buffer, count);
+}
+
+SIM_API ssize_t write(int descriptor, const void* buffer, std::size_t count) {
+    if (!sim::outside()) {
+        const sim::tcHeadAccess head;
+        sim::tsOpenFile* file = head ? sim::g_descriptors.find(descriptor) : nullptr;
+        if (file != nullptr) {
+            head->timePassed();
+            return sim::finish(sim::headWrite(*head, *file, buffer, count));
+        }
+    }
+    return sim::real::write(descriptor, buffer, count);
+}
+
+SIM_API void* mmap(void* address, std::size_t length, int protection, int flags, int descriptor,
+                   off_t offset) noexcept {
+    return sim::anyMmap(address, length, protection, flags, descriptor, offset);
+}
+
+SIM_API void* mmap64(void* address, std::size_t length, int protection, int flags, int descriptor,
+                     off64_t offset) noexcept {
+    return sim::anyMmap(address, length, protection, flags, descriptor, offset);
+}
+
+SIM_API int munmap(void* address, std::size_t length) noexcept {
+    return sim::anyMunmap(address, length);
+}
+
+} // extern "C"

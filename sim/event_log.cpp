@@ -1,0 +1,334 @@
+#include "sim/event_log.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <sys/mman.h>
+
+#include "sim/real_calls.h"
+#include "sim/text.h"
+
+namespace sim {
+
+namespace {
+
+// Collects a line in the heap.
+class tcStringSink {
+public:
+    void add(std::string_view text) { m_text.append(text); }
+    std::string take() { return std::move(m_text); }
+
+private:
+    std::string m_text;
+};
+
+// Writes a line to a descriptor in as few pieces as a small buffer allows.
+class tcDescriptorSink {
+public:
+    explicit tcDescriptorSink(int descriptor) : m_descriptor(descriptor) {}
+    void add(std::string_view text) {
+        for (const char character : text) {
+            if (m_length == m_buffer.size()) {
+                flush();
+            }
+            m_buffer[m_length++] = character;
+        }
+    }
+    void flush() {
+        std::size_t done = 0;
+        while (done < m_length) {
+            const ssize_t written =
+                real::write(m_descriptor, m_buffer.data() + done, m_length - done);
+            if (written <= 0) {
+                break;
+            }
+            done += static_cast<std::size_t>(written);
+        }
+        m_length = 0;
+    }
+
+private:
+    int m_descriptor;
+    std::array<char, 1024> m_buffer{};
+    std::size_t m_length = 0;
+};
+
+std::string_view asText(std::span<const std::uint8_t> bytes) {
+    const void* start = bytes.data();
+    return {static_cast<const char*>(start), bytes.size()};
+}
+
+template<class Sink>
+void formatBytes(std::span<const std::uint8_t> bytes, Sink& sink) {
+    for (const std::uint8_t byte : bytes) {
+        tcText text;
+        sink.add(text.add(" ").bareHex(byte, 2).view());
+    }
+}
+
+template<class Sink>
+void formatTime(std::uint64_t timeNs, Sink& sink) {
+    tcText text;
+    text.add("[").decimal(timeNs / 1'000'000'000, 5, ' ').add(".");
+    sink.add(text.decimal(timeNs % 1'000'000'000, 9).add("] ").view());
+}
+
+constexpr std::size_t kBigEnoughToGiveBack = 4096; // records
+
+} // namespace
+
+teEventKind kindOf(teLine line) {
+    switch (line) {
+    case teLine::spi:
+        return teEventKind::spi;
+    case teLine::spiMode:
+    case teLine::spiLsb:
+    case teLine::spiBits:
+    case teLine::spiHz:
+        return teEventKind::spiSetting;
+    case teLine::gpioOutput:
+    case teLine::gpioInput:
+    case teLine::gpioValue:
+    case teLine::gpioReleased:
+        return teEventKind::gpio;
+    case teLine::adc:
+        return teEventKind::adc;
+    case teLine::adcCommand:
+        return teEventKind::adcCommand;
+    case teLine::read:
+        return teEventKind::read;
+    case teLine::write:
+        return teEventKind::write;
+    case teLine::sleep:
+        return teEventKind::sleep;
+    case teLine::open:
+    case teLine::close:
+    case teLine::map:
+    case teLine::unmap:
+        return teEventKind::device;
+    case teLine::note:
+        return teEventKind::note;
+    case teLine::violation:
+        return teEventKind::violation;
+    }
+    return teEventKind::note;
+}
+
+tcEventLog::tcEventLog(std::size_t capacity) {
+    void* memory = real::mmap(nullptr, capacity * sizeof(tsRecord), PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED) {
+        throw std::bad_alloc();
+    }
+    m_records = {static_cast<tsRecord*>(memory), capacity};
+}
+
+tcEventLog::~tcEventLog() {
+    real::munmap(m_records.data(), m_records.size_bytes());
+}
+
+std::size_t tcEventLog::recordsOf(std::uint32_t payloadLength) {
+    constexpr std::size_t first = sizeof(tsRecord::payload);
+    if (payloadLength <= first) {
+        return 1;
+    }
+    return 1 + (payloadLength - first + sizeof(tsRecord) - 1) / sizeof(tsRecord);
+}
+
+std::span<const std::uint8_t> tcEventLog::payloadOf(const tsRecord& record) {
+    // The payload is the record's last member and goes on in the records behind it.
+    const void* start = &record;
+    const auto* bytes = static_cast<const std::uint8_t*>(start);
+    return {bytes + offsetof(tsRecord, payload), record.length};
+}
+
+bool tcEventLog::append(std::uint64_t timeNs, teLine line, std::uint32_t address,
+                        std::uint64_t value, int error, std::span<const std::uint8_t> payload) {
+    if (m_streaming) {
+        m_used = 0;
+        if (m_descriptor < 0) {
+            return true;
+        }
+    }
+    const auto length = static_cast<std::uint32_t>(payload.size());
+    const std::size_t needed = recordsOf(length);
+    if (m_records.size() - m_used < needed) {
+        return false;
+    }
+    tsRecord& record = m_records[m_used];
+    record.timeNs = timeNs;
+    record.value = value;
+    record.address = address;
+    record.length = length;
+    record.line = line;
+    record.error = static_cast<std::uint16_t>(error);
+    if (length != 0) {
+        void* start = &record;
+        std::memcpy(static_cast<std::uint8_t*>(start) + offsetof(tsRecord, payload), payload.data(),
+                    length);
+    }
+    m_used += needed;
+    if (m_streaming) {
+        streamOut(record);
+    }
+    return true;
+}
+
+bool tcEventLog::append(std::uint64_t timeNs, teLine line, std::uint32_t address,
+                        std::uint64_t value, int error, std::string_view payload) {
+    const void* start = payload.data();
+    return append(
+        timeNs, line, address, value, error,
+        std::span<const std::uint8_t>(static_cast<const std::uint8_t*>(start), payload.size()));
+}
+
+void tcEventLog::clear() {
+    if (m_used > kBigEnoughToGiveBack) {
+        madvise(m_records.data(), m_records.size_bytes(), MADV_DONTNEED);
+    }
+    m_used = 0;
+}
+
+void tcEventLog::streamTo(int descriptor) {
+    m_streaming = true;
+    m_descriptor = descriptor;
+}
+
+void tcEventLog::streamOut(const tsRecord& record) const {
+    tcDescriptorSink sink(m_descriptor);
+    formatTime(record.timeNs, sink);
+    format(record, sink);
+    sink.add("\n");
+    sink.flush();
+}
+
+template<class Sink>
+void tcEventLog::format(const tsRecord& record, Sink& sink) {
+    const std::span<const std::uint8_t> payload = payloadOf(record);
+    tcText text;
+    switch (record.line) {
+    case teLine::spi:
+        sink.add("SPI");
+        formatBytes(payload, sink);
+        break;
+    case teLine::spiMode:
+        sink.add(text.add("SPI-MODE ").decimal(record.value).view());
+        break;
+    case teLine::spiLsb:
+        sink.add(text.add("SPI-LSB ").decimal(record.value).view());
+        break;
+    case teLine::spiBits:
+        sink.add(text.add("SPI-BITS ").decimal(record.value).view());
+        break;
+    case teLine::spiHz:
+        sink.add(text.add("SPI-HZ ").decimal(record.value).view());
+        break;
+    case teLine::gpioOutput:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" out ").decimal(record.value).view());
+        break;
+    case teLine::gpioInput:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" in").view());
+        break;
+    case teLine::gpioValue:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" = ").decimal(record.value).view());
+        break;
+    case teLine::gpioReleased:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" released").view());
+        break;
+    case teLine::adc:
+        text.add("ADC ").decimal(record.address);
+        if (record.error == 0) {
+            text.add(" ").hex(record.value, 3);
+        }
+        sink.add(text.view());
+        break;
+    case teLine::adcCommand:
+        sink.add(text.add("ADC-COMMAND ").hex(record.value, 2).view());
+        break;
+    case teLine::read:
+        sink.add(text.add("READ ").hex(record.address, 8).add(" ").hex(record.value, 8).view());
+        break;
+    case teLine::write:
+        sink.add(text.add("WRITE ").hex(record.address, 8).add(" ").hex(record.value, 8).view());
+        break;
+    case teLine::sleep:
+        sink.add(text.add("SLEEP ").decimal(record.value).add(" ns").view());
+        break;
+    case teLine::open:
+        sink.add("OPEN ");
+        sink.add(asText(payload));
+        break;
+    case teLine::close:
+        sink.add("CLOSE ");
+        sink.add(asText(payload));
+        break;
+    case teLine::map:
+        sink.add(text.add("MAP ").hex(record.address, 8).add(" ").decimal(record.value).view());
+        break;
+    case teLine::unmap:
+        sink.add(text.add("UNMAP ").hex(record.address, 8).add(" ").decimal(record.value).view());
+        break;
+    case teLine::note:
+        sink.add("NOTE ");
+        sink.add(asText(payload));
+        break;
+    case teLine::violation:
+        sink.add("VIOLATION ");
+        sink.add(asText(payload));
+        break;
+    }
+    if (record.error != 0) {
+        const char* name = strerrorname_np(record.error);
+        sink.add(" failed ");
+        sink.add(name != nullptr ? name : "with an unknown error");
+    }
+}
+
+template<class Visitor>
+void tcEventLog::visit(tcKinds kinds, Visitor visitor) const {
+    for (std::size_t at = 0; at < m_used; at += recordsOf(m_records[at].length)) {
+        if (kinds.contains(kindOf(m_records[at].line))) {
+            visitor(m_records[at]);
+        }
+    }
+}
+
+std::vector<std::string> tcEventLog::lines(tcKinds kinds, bool timed) const {
+    std::vector<std::string> result;
+    visit(kinds, [&](const tsRecord& record) {
+        tcStringSink sink;
+        if (timed) {
+            formatTime(record.timeNs, sink);
+        }
+        format(record, sink);
+        result.push_back(sink.take());
+    });
+    return result;
+}
+
+std::vector<tsEvent> tcEventLog::events(tcKinds kinds) const {
+    std::vector<tsEvent> result;
+    visit(kinds, [&](const tsRecord& record) {
+        const std::span<const std::uint8_t> payload = payloadOf(record);
+        tsEvent event;
+        event.time = std::chrono::nanoseconds(record.timeNs);
+        event.kind = kindOf(record.line);
+        event.address = record.address;
+        event.value = record.value;
+        event.error = record.error;
+        if (record.line == teLine::spi) {
+            event.bytes.assign(payload.begin(), payload.end());
+        } else if (record.line == teLine::violation) {
+            event.subject = asText(payload).substr(0, asText(payload).find(':'));
+        } else if (record.line != teLine::note) {
+            event.subject = asText(payload);
+        }
+        tcStringSink sink;
+        format(record, sink);
+        event.text = sink.take();
+        result.push_back(std::move(event));
+    });
+    return result;
+}
+
+} // namespace sim

@@ -1,0 +1,69 @@
+/// \file
+/// The GPIO chip, as its character device shows it (line uAPI v2).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <linux/gpio.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/journal.h"
+
+namespace sim {
+
+class tcModel;
+
+/// Lines of one request.
+struct tsLineRequest {
+    std::array<std::uint8_t, GPIO_V2_LINES_MAX> offsets{};
+    std::uint32_t count = 0;
+};
+
+/// The chip. Takes no lock.
+class tcGpioChip {
+public:
+    static constexpr unsigned kLines = 29;
+
+    tcGpioChip(tcModel& model, tcJournal& journal, const std::vector<std::string>& missing,
+               const std::vector<std::string>& busy);
+
+    /// ioctl on the chip. \param granted the lines, after GPIO_V2_GET_LINE_IOCTL succeeded
+    /// \return 0 or -errno
+    int chipIoctl(std::uint32_t request, void* argument, int refusal,
+                  std::optional<tsLineRequest>& granted);
+    /// ioctl on requested lines. \return 0 or -errno
+    int lineIoctl(const tsLineRequest& lines, std::uint32_t request, void* argument, int refusal);
+    /// The last descriptor of the request is closed.
+    void release(const tsLineRequest& lines);
+
+    /// \return level; empty when no line has this name
+    [[nodiscard]] std::optional<int> level(std::string_view name) const;
+
+private:
+    struct tsLine {
+        std::string name;
+        std::string consumer;
+        bool used = false;
+        bool output = false;
+        bool activeLow = false;
+        int level = 0;     // at the pin
+        std::string label; // in the log: the name, or the offset of a line without one
+    };
+    int describeChip(void* argument) const;
+    int describeLine(void* argument) const;
+    int request(gpio_v2_line_request& wanted, int refusal, std::optional<tsLineRequest>& granted);
+    [[nodiscard]] int refuseRequest(const gpio_v2_line_request& wanted) const;
+    void configure(const tsLineRequest& lines, const gpio_v2_line_config& config, int error);
+    int setValues(const tsLineRequest& lines, const gpio_v2_line_values& values, int refusal);
+    int getValues(const tsLineRequest& lines, gpio_v2_line_values& values) const;
+    void drive(tsLine& line, int level, bool requested);
+
+    tcModel& m_model;
+    tcJournal& m_journal;
+    std::array<tsLine, kLines> m_lines;
+};
+
+} // namespace sim

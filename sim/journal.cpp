@@ -1,0 +1,35 @@
+#include "sim/journal.h"
+
+#include "sim/text.h"
+
+namespace sim {
+
+void tcJournal::event(teLine line, std::uint32_t address, std::uint64_t value, int error,
+                      std::string_view payload) {
+    clock.touched();
+    kept(log.append(clock.now(), line, address, value, error, payload));
+}
+
+void tcJournal::transfer(std::span<const std::uint8_t> bytes, int error) {
+    clock.touched();
+    kept(log.append(clock.now(), teLine::spi, 0, bytes.size(), error, bytes));
+}
+
+void tcJournal::violation(teRule rule, std::string_view text) {
+    const std::uint64_t now = clock.now();
+    checker.violated(rule, now, text);
+    tcText line;
+    line.add(describe(rule).name).add(": ").add(text);
+    kept(log.append(now, teLine::violation, 0, 0, 0, line.view()));
+}
+
+void tcJournal::kept(bool recorded) {
+    if (recorded) {
+        m_full = false;
+    } else if (!m_full) {
+        m_full = true;
+        checker.violated(teRule::logFull, clock.now(), "an event did not fit into the log");
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,14 @@
+/// \file
+/// How the launcher tells the preloaded library what to do: names of environment variables.
+#pragma once
+
+namespace sim::launch {
+
+inline constexpr const char* kPreloaded = "VIRTUAL_HEAD_PRELOADED"; ///< process id of the program
+inline constexpr const char* kScenario = "VIRTUAL_HEAD_SCENARIO";   ///< file; unset: healthy
+inline constexpr const char* kTime = "VIRTUAL_HEAD_TIME";           ///< "virtual" or "real"
+inline constexpr const char* kLog = "VIRTUAL_HEAD_LOG";             ///< file; unset: no log
+inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT";       ///< file for the summary
+inline constexpr const char* kVerdict = "VIRTUAL_HEAD_VERDICT";     ///< file for violation counts
+
+} // namespace sim::launch

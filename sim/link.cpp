@@ -1,0 +1,226 @@
+#include "sim/link.h"
+
+#include <algorithm>
+
+#include "fpga/registers.h"
+#include "sim/text.h"
+
+namespace sim {
+
+namespace {
+
+constexpr std::uint32_t kAllLanes = frameCtrlRegisters::kAllLanes;
+constexpr std::uint64_t kForEver = tsLinkFacts::kForEver;
+
+std::uint64_t later(std::uint64_t from, std::uint64_t duration) {
+    return from == kForEver || duration == kForEver ? kForEver : from + duration;
+}
+
+} // namespace
+
+bool tcLink::receiving() const {
+    return m_inputs.enabled && m_inputs.sensorSending && m_inputs.pulsesRun && m_inputs.clockKnown;
+}
+
+bool tcLink::pllLocked(tePllFlag flag, std::uint64_t now) const {
+    return receiving() &&
+           now >= later(m_receivingNs, m_facts.pllNs[static_cast<std::size_t>(flag)]);
+}
+
+std::uint64_t tcLink::allPllNs() const {
+    if (!receiving()) {
+        return kForEver;
+    }
+    return later(m_receivingNs, *std::max_element(m_facts.pllNs.begin(), m_facts.pllNs.end()));
+}
+
+bool tcLink::polarityRight(std::size_t lane) const {
+    return ((m_inversion ^ m_facts.polarity) >> lane & 1) == 0;
+}
+
+// Lanes lock by themselves as time passes; every look at the link brings them up to date first.
+void tcLink::settle() {
+    const std::uint64_t now = m_journal.clock.now();
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        tsLane& lane = m_lanes[at];
+        if (lane.locked || lane.step != teStep::training || !polarityRight(at)) {
+            continue;
+        }
+        const std::uint64_t lockNs = later(std::max(lane.fromNs, allPllNs()), m_facts.laneNs[at]);
+        if (now >= lockNs) {
+            lane.locked = true;
+            lane.lockedNs = lockNs;
+        }
+    }
+}
+
+void tcLink::setInputs(const tsLinkInputs& inputs) {
+    if (inputs == m_inputs) {
+        return;
+    }
+    settle();
+    countFrames();
+    const bool wasReceiving = receiving();
+    m_inputs = inputs;
+    if (!m_inputs.enabled) {
+        drop();
+    }
+    startAgain(wasReceiving);
+    m_framesFromNs = m_journal.clock.now();
+}
+
+void tcLink::startAgain(bool wasReceiving) {
+    if (receiving() && !wasReceiving) {
+        m_receivingNs = m_journal.clock.now();
+    } else if (!receiving() && wasReceiving) {
+        // A lane that is held keeps its phase without a signal; the others lose it.
+        for (std::size_t at = 0; at < kLinkLanes; ++at) {
+            m_lanes[at].locked = m_lanes[at].locked && (m_hold >> at & 1) != 0;
+        }
+    }
+}
+
+void tcLink::drop() {
+    for (tsLane& lane : m_lanes) {
+        lane = tsLane{};
+    }
+}
+
+void tcLink::setInversion(std::uint32_t inversion) {
+    settle();
+    countFrames();
+    const std::uint32_t changed = m_inversion ^ inversion;
+    m_inversion = inversion;
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        if ((changed >> at & 1) != 0) {
+            m_lanes[at].locked = false;
+            m_lanes[at].fromNs = m_journal.clock.now();
+        }
+    }
+    m_framesFromNs = m_journal.clock.now();
+}
+
+void tcLink::setResets(std::uint32_t value) {
+    settle();
+    countFrames();
+    if (m_inputs.enabled) {
+        checkResets(value);
+    }
+    m_resets = value;
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        stepLane(at, (value >> at & 1) != 0, (value >> (at + kLinkLanes) & 1) != 0);
+    }
+    m_framesFromNs = m_journal.clock.now();
+}
+
+void tcLink::stepLane(std::size_t at, bool reset, bool fifoReset) {
+    tsLane& lane = m_lanes[at];
+    if (reset || fifoReset) {
+        lane.locked = false;
+        // Only DPA reset and then FIFO reset leads to training.
+        const bool second = fifoReset && !reset && lane.step == teStep::reset;
+        const bool still = fifoReset && !reset && lane.step == teStep::fifoReset;
+        lane.step = reset ? teStep::reset : (second || still ? teStep::fifoReset : teStep::idle);
+    } else if (lane.step == teStep::fifoReset) {
+        const bool free = m_inputs.enabled && (m_hold >> at & 1) == 0;
+        lane.step = free ? teStep::training : teStep::idle;
+        lane.fromNs = m_journal.clock.now();
+    } else if (lane.step == teStep::reset) {
+        lane.step = teStep::idle;
+    }
+}
+
+void tcLink::checkResets(std::uint32_t value) {
+    if (value == m_resets) {
+        return;
+    }
+    tcText text;
+    text.add("word 10 <- ").hex(value, 6);
+    const std::uint32_t reset = value & kAllLanes;
+    const std::uint32_t fifoReset = value >> kLinkLanes & kAllLanes;
+    const std::uint32_t oldReset = m_resets & kAllLanes;
+    const std::uint32_t oldFifoReset = m_resets >> kLinkLanes & kAllLanes;
+    if (reset != 0 && (m_hold & reset) != 0) {
+        text.add(" while lanes ").hex(m_hold & reset, 3).add(" are held");
+        m_journal.violation(teRule::dpaSequence, text.view());
+    } else if (reset != 0 && m_journal.clock.now() < allPllNs()) {
+        m_journal.violation(teRule::dpaSequence,
+                            text.add(" while the PLL flags are not all set").view());
+    } else if ((fifoReset & ~(oldReset | oldFifoReset)) != 0) {
+        text.add(": FIFO reset without DPA reset before");
+        m_journal.violation(teRule::dpaSequence, text.view());
+    } else if (value == 0 && oldReset != 0) {
+        text.add(": DPA reset ends without FIFO reset");
+        m_journal.violation(teRule::dpaSequence, text.view());
+    }
+}
+
+void tcLink::setHold(std::uint32_t hold) {
+    settle();
+    countFrames();
+    std::uint32_t unlocked = 0;
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        if ((hold & ~m_hold) >> at & 1 && !m_lanes[at].locked) {
+            unlocked |= 1U << at;
+            m_lanes[at].step = teStep::idle; // a frozen lane does not train
+        }
+    }
+    if (m_inputs.enabled && unlocked != 0) {
+        tcText text;
+        text.add("word 11 <- ").hex(hold, 3).add(": lanes ").hex(unlocked, 3);
+        m_journal.violation(teRule::dpaHold, text.add(" are not locked").view());
+    }
+    if (hold == kAllLanes && m_hold != kAllLanes) {
+        m_heldNs = m_journal.clock.now();
+    }
+    m_hold = hold;
+    m_framesFromNs = m_journal.clock.now();
+}
+
+// When frame alignment is, or was, found with everything as it is now.
+std::uint64_t tcLink::alignedNs() const {
+    if (!receiving() || m_hold != kAllLanes) {
+        return kForEver;
+    }
+    std::uint64_t fromNs = std::max(m_heldNs, allPllNs());
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        if (!m_lanes[at].locked) {
+            return kForEver;
+        }
+        fromNs = std::max(fromNs, m_lanes[at].lockedNs);
+    }
+    return later(fromNs, m_facts.alignmentNs);
+}
+
+tsLinkState tcLink::state() {
+    settle();
+    const std::uint64_t now = m_journal.clock.now();
+    tsLinkState result;
+    result.enabled = m_inputs.enabled;
+    result.locked = pllLocked(tePllFlag::locked, now);
+    result.rgLocked = pllLocked(tePllFlag::rgLocked, now);
+    result.gbLocked = pllLocked(tePllFlag::gbLocked, now);
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        result.dpaLock |= (m_lanes[at].locked ? 1U : 0U) << at;
+    }
+    result.aligned = now >= alignedNs();
+    return result;
+}
+
+// A frame counts when it arrived whole since alignment, or since the last change of the inputs.
+void tcLink::countFrames() {
+    const std::uint64_t now = m_journal.clock.now();
+    if (m_inputs.streaming && m_inputs.pulseNs != 0 && alignedNs() < now) {
+        const std::uint64_t from = std::max(alignedNs(), m_framesFromNs);
+        m_frames += (now - from) / m_inputs.pulseNs;
+        m_framesFromNs = from + (now - from) / m_inputs.pulseNs * m_inputs.pulseNs;
+    }
+}
+
+std::uint64_t tcLink::frames() {
+    settle();
+    countFrames();
+    return m_frames;
+}
+
+} // namespace sim

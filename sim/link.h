@@ -1,0 +1,93 @@
+/// \file
+/// The serial link: how the frame-control core's receiver locks on the sensor's twelve lanes.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "sim/journal.h"
+#include "sim/virtual_head.h"
+
+namespace sim {
+
+inline constexpr std::size_t kLinkLanes = 12;
+inline constexpr std::size_t kPllFlags = 3;
+
+/// How a link behaves. Times in ns, `kForEver` for never.
+struct tsLinkFacts {
+    static constexpr std::uint64_t kForEver = ~std::uint64_t{0};
+    std::array<std::uint64_t, kPllFlags> pllNs{}; // by tePllFlag
+    std::array<std::uint64_t, kLinkLanes> laneNs{};
+    std::uint64_t alignmentNs = 0;
+    std::uint32_t polarity = 0; // lanes that arrive inverted
+};
+
+/// What the receiver depends on.
+struct tsLinkInputs {
+    bool enabled = false;       // core enable
+    bool sensorSending = false; // lanes carry something
+    bool streaming = false;     // frames, not only training
+    bool pulsesRun = false;     // frame-start pulses
+    std::uint64_t pulseNs = 0;  // their period
+    bool clockKnown = true;
+    friend bool operator==(const tsLinkInputs&, const tsLinkInputs&) = default;
+};
+
+/// Lock and alignment as functions of inputs, register writes and time. Takes no lock.
+///
+///     receiving = enabled, sending, pulses and clock
+///         | PLL time                 | lane time                    | alignment time
+///         v                          v                              v
+///     PLL flags --- all set ---> lane locked (DPA reset done, ---> aligned (all lanes locked
+///                                polarity right)                   and held)
+class tcLink {
+public:
+    tcLink(tcJournal& journal, const tsLinkFacts& facts) : m_journal(journal), m_facts(facts) {
+        m_inversion = 0;
+    }
+
+    void setInputs(const tsLinkInputs& inputs);
+    void setInversion(std::uint32_t inversion);
+    /// Register 10: DPA reset in 11..0, FIFO reset in 23..12.
+    void setResets(std::uint32_t value);
+    void setHold(std::uint32_t hold);
+
+    [[nodiscard]] tsLinkState state();
+    [[nodiscard]] std::uint64_t frames();
+
+private:
+    // Steps of a lane's reset
+    enum class teStep : std::uint8_t { idle, reset, fifoReset, training };
+    struct tsLane {
+        teStep step = teStep::idle;
+        bool locked = false;
+        std::uint64_t fromNs = 0;   // of training, or of the last change of polarity
+        std::uint64_t lockedNs = 0; // when it locked
+    };
+
+    [[nodiscard]] bool receiving() const;
+    [[nodiscard]] bool pllLocked(tePllFlag flag, std::uint64_t now) const;
+    [[nodiscard]] std::uint64_t allPllNs() const; // when the last flag is set
+    [[nodiscard]] bool polarityRight(std::size_t lane) const;
+    void settle();
+    void startAgain(bool wasReceiving);
+    void drop();
+    void countFrames();
+    [[nodiscard]] std::uint64_t alignedNs() const;
+    void stepLane(std::size_t lane, bool reset, bool fifoReset);
+    void checkResets(std::uint32_t value);
+
+    tcJournal& m_journal;
+    tsLinkFacts m_facts;
+    tsLinkInputs m_inputs;
+    std::uint32_t m_inversion;
+    std::uint32_t m_resets = 0;
+    std::uint32_t m_hold = 0;
+    std::uint64_t m_receivingNs = 0; // since when
+    std::uint64_t m_heldNs = 0;      // since when all lanes are held
+    std::array<tsLane, kLinkLanes> m_lanes{};
+    std::uint64_t m_frames = 0;
+    std::uint64_t m_framesFromNs = 0; // since when frames are counted with the present inputs
+};
+
+} // namespace sim

@@ -1,0 +1,247 @@
+#include "sim/model.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+
+#include "sim/text.h"
+
+namespace sim {
+
+constinit std::atomic<tcModel*> g_head{nullptr};
+
+namespace {
+
+constexpr std::string_view kResetLine = "RESET_B";
+constexpr std::string_view kI2cPath = "/dev/i2c-1";
+constexpr std::string_view kMemoryPath = "/dev/mem";
+constexpr std::string_view kClockName = "clock";
+constexpr std::uint32_t kDefaultPolarity = 0x5D9;
+
+std::optional<teRail> railOfLine(std::string_view line) {
+    if (line == "PS_1.2V_EN") {
+        return teRail::core;
+    }
+    if (line == "PS_3.3SVDD_EN") {
+        return teRail::svdd;
+    }
+    if (line == "PS_3.3AVDDH_EN") {
+        return teRail::avddh;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::uint64_t linkTime(std::chrono::nanoseconds time) {
+    if (time == kNever) {
+        return tsLinkFacts::kForEver;
+    }
+    return time.count() < 0 ? 0 : static_cast<std::uint64_t>(time.count());
+}
+
+tsHeadOptions::tsHeadOptions() {
+    for (std::size_t at = 0; at < kRails; ++at) {
+        railVolts[at] = nominalVolts(static_cast<teRail>(at));
+    }
+    fpga.systemId = {0x3505, 0x10203};
+    link.pllNs.fill(linkTime(kPllLockTime));
+    link.laneNs.fill(linkTime(kDpaLockTime));
+    link.alignmentNs = linkTime(kAlignmentTime);
+    link.polarity = kDefaultPolarity;
+}
+
+tcModel::tcModel(const tsHeadOptions& options)
+    : journal(options.realTime, options.logCapacity, options.quiet),
+      supplies(journal, options.railVolts),
+      sensor(journal),
+      spi(*this, journal, options.spiSettingsRefused, options.spiFailFrom, options.spiFailError),
+      gpio(*this, journal, options.missingLines, options.busyLines),
+      adc(journal, supplies, options.adcPresent),
+      link(journal, options.link),
+      fpga(journal, options.fpga, link),
+      m_options(options) {
+    for (const tsFailure& failure : options.failures) {
+        fail(failure);
+    }
+}
+
+void tcModel::lineDriven(std::string_view name, int level, bool requested) {
+    const bool kept = supplies.sensorKeepsState();
+    if (const std::optional<teRail> rail = railOfLine(name)) {
+        supplies.enable(*rail, level != 0, requested);
+    } else if (name == kResetLine) {
+        supplies.releaseReset(level != 0);
+    } else {
+        return;
+    }
+    if (kept && !supplies.sensorKeepsState()) {
+        sensor.clear(name == kResetLine ? teFate::clearedByReset : teFate::clearedByPowerLoss);
+        sensorChanged();
+    }
+}
+
+void tcModel::sensorReceives(std::uint32_t word) {
+    sensor.receive(word, supplies.sensorAwake(), fpga.receiverSettings());
+    sensorChanged();
+}
+
+void tcModel::sensorMissed(std::uint32_t word, teFate fate) {
+    sensor.missed(word, fate);
+}
+
+void tcModel::sensorChanged() {
+    constexpr std::uint32_t streaming = 3;
+    fpga.sensorChanged(sensor.sending(), sensor.frameState() == streaming);
+}
+
+std::optional<teDevice> tcModel::deviceAt(std::string_view path) const {
+    if (path == m_options.spiPath) {
+        return teDevice::spi;
+    }
+    if (path == m_options.gpioPath) {
+        return teDevice::gpio;
+    }
+    if (path == kI2cPath) {
+        return teDevice::i2c;
+    }
+    if (path == kMemoryPath) {
+        return teDevice::memory;
+    }
+    if (path == kClockName) {
+        return teDevice::clock;
+    }
+    return std::nullopt;
+}
+
+std::string_view tcModel::pathOf(teDevice device) const {
+    switch (device) {
+    case teDevice::spi:
+        return m_options.spiPath;
+    case teDevice::gpio:
+        return m_options.gpioPath;
+    case teDevice::i2c:
+        return kI2cPath;
+    case teDevice::memory:
+        return kMemoryPath;
+    case teDevice::clock:
+        break;
+    }
+    return kClockName;
+}
+
+int tcModel::count(teCall kind, teDevice device) {
+    std::uint64_t& calls =
+        m_calls[static_cast<std::size_t>(kind)][static_cast<std::size_t>(device)];
+    ++calls;
+    m_used = m_used || kind == teCall::open;
+    for (const tsPlannedFailure& failure : m_failures) {
+        if (failure.kind == kind && failure.device == device &&
+            (failure.nth == calls || (failure.lasting && failure.nth < calls))) {
+            return failure.error;
+        }
+    }
+    return 0;
+}
+
+std::uint64_t tcModel::calls(teCall kind, teDevice device) const {
+    return m_calls[static_cast<std::size_t>(kind)][static_cast<std::size_t>(device)];
+}
+
+void tcModel::fail(const tsFailure& failure) {
+    const std::optional<teDevice> device = deviceAt(failure.device);
+    if (!device) {
+        throw std::invalid_argument("virtual head: it has no device \"" + failure.device + "\"");
+    }
+    m_failures.push_back({failure.kind, *device, failure.nth, failure.lasting, failure.error});
+}
+
+int tcModel::openError(teDevice device) const {
+    switch (device) {
+    case teDevice::spi:
+        return m_options.spiPresent ? 0 : ENOENT;
+    case teDevice::gpio:
+        return m_options.gpioPresent ? 0 : ENOENT;
+    case teDevice::i2c:
+        return m_options.i2cPresent ? 0 : ENOENT;
+    case teDevice::memory:
+        return m_options.memOpenError;
+    case teDevice::clock:
+        break;
+    }
+    return ENOENT;
+}
+
+int tcModel::mapError(std::uint32_t physicalAddress) const {
+    for (const auto& [address, error] : m_options.unmappable) {
+        if (address == physicalAddress) {
+            return error;
+        }
+    }
+    return 0;
+}
+
+void tcModel::timePassed() {
+    sensor.checkFrame(fpga.receiverSettings());
+}
+
+std::uint32_t tcModel::load(std::uint32_t address, unsigned width) {
+    timePassed();
+    return fpga.load(address, width);
+}
+
+void tcModel::store(std::uint32_t address, unsigned width, std::uint32_t value) {
+    timePassed();
+    fpga.store(address, width, value);
+}
+
+tsSensorState tcModel::sensorState() const {
+    tsSensorState state = sensor.decoded(fpga.clockMhz());
+    state.alive = supplies.sensorAwake();
+    return state;
+}
+
+std::string tcModel::summary() {
+    const auto yesNo = [](bool flag) { return flag ? "yes" : "no"; };
+    const tsSensorState state = sensorState();
+    const tsLinkState lanes = link.state();
+    std::string text = "what the virtual head saw\n";
+    text += "  supplies:";
+    for (const teRail rail : {teRail::core, teRail::avddh, teRail::svdd}) {
+        tcText volts;
+        text += rail == teRail::core ? " " : ", ";
+        text += nameOf(rail);
+        text += volts.add(" ").fixed(supplies.volts(rail)).add(" V").view();
+    }
+    text += "\n  sensor: ";
+    text += state.alive ? "alive" : (supplies.resetReleased() ? "not alive" : "in reset");
+    text += ", frame state " + std::to_string(state.frameState) + ", image " +
+            std::to_string(state.width) + " x " + std::to_string(state.height) + ", " +
+            std::to_string(sensor.values().size()) + " registers written\n";
+    text += std::string("  link: enabled ") + yesNo(lanes.enabled) + ", locked " +
+            yesNo(lanes.locked) + ", rgLocked " + yesNo(lanes.rgLocked) + ", gbLocked " +
+            yesNo(lanes.gbLocked) + ", aligned " + yesNo(lanes.aligned) + "\n  lanes locked:";
+    for (unsigned lane = 0; lane < kLinkLanes; ++lane) {
+        text += (lanes.dpaLock >> lane & 1) != 0 ? " " + std::to_string(lane) : " -";
+    }
+    tcText clock;
+    text += "\n  master clock: ";
+    text += fpga.clockMhz() > 0 ? clock.fixed(fpga.clockMhz()).add(" MHz").view() : "unknown";
+    text += "\n  sensor register writes: " + std::to_string(spi.words());
+    text += "\n  FPGA loads: " + std::to_string(fpga.loads()) +
+            ", stores: " + std::to_string(fpga.stores());
+    text += "\n  frames: " + std::to_string(link.frames()) + "\n";
+    if (journal.checker.count() == 0) {
+        return text + "  violations: none\n";
+    }
+    text += "  violations: " + std::to_string(journal.checker.count()) + "\n";
+    for (const tsViolation& violation : journal.checker.violations()) {
+        tcText time;
+        time.seconds(static_cast<std::uint64_t>(violation.time.count()));
+        text += "    [" + std::string(time.view()) + "] " + violation.rule + ": " + violation.text +
+                "\n";
+    }
+    return text;
+}
+
+} // namespace sim

@@ -1,0 +1,121 @@
+/// \file
+/// The head as one thing: its parts, and how they act on each other.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/adc.h"
+#include "sim/fpga.h"
+#include "sim/gpio_chip.h"
+#include "sim/journal.h"
+#include "sim/link.h"
+#include "sim/options.h"
+#include "sim/sensor.h"
+#include "sim/spi_port.h"
+#include "sim/spin_lock.h"
+#include "sim/supplies.h"
+
+namespace sim {
+
+/// Device files of the head.
+enum class teDevice : std::uint8_t { spi, gpio, i2c, memory, clock };
+inline constexpr std::size_t kDevices = 5;
+inline constexpr std::size_t kCallKinds = 8;
+
+/// The head. Whoever uses it holds `g_headLock`.
+class tcModel {
+public:
+    explicit tcModel(const tsHeadOptions& options);
+    tcModel(const tcModel&) = delete;
+    tcModel& operator=(const tcModel&) = delete;
+
+    // --- The parts tell each other ---
+
+    void lineDriven(std::string_view name, int level, bool requested);
+    void sensorReceives(std::uint32_t word);
+    void sensorMissed(std::uint32_t word, teFate fate);
+
+    // --- The boundary asks ---
+
+    /// \return the device with this path, present or not
+    [[nodiscard]] std::optional<teDevice> deviceAt(std::string_view path) const;
+    [[nodiscard]] std::string_view pathOf(teDevice device) const;
+    /// Counts a call. \return errno of a failure that was asked for, else 0
+    int count(teCall kind, teDevice device);
+    [[nodiscard]] std::uint64_t calls(teCall kind, teDevice device) const;
+    void fail(const tsFailure& failure);
+    /// \return 0, or errno for a device that is absent or cannot be opened
+    [[nodiscard]] int openError(teDevice device) const;
+    /// \return errno for a block that cannot be mapped, else 0
+    [[nodiscard]] int mapError(std::uint32_t physicalAddress) const;
+    /// Rules that wait for time to pass.
+    void timePassed();
+    std::uint32_t load(std::uint32_t address, unsigned width);
+    void store(std::uint32_t address, unsigned width, std::uint32_t value);
+
+    [[nodiscard]] tsSensorState sensorState() const;
+    [[nodiscard]] std::string summary();
+    /// \return whether the program opened any device
+    [[nodiscard]] bool used() const { return m_used; }
+
+    const tsHeadOptions& options() const { return m_options; }
+
+    tcJournal journal;
+    tcSupplies supplies;
+    tcSensor sensor;
+    tcSpiPort spi;
+    tcGpioChip gpio;
+    tcAdc adc;
+    tcLink link;
+    tcFpga fpga;
+
+private:
+    struct tsPlannedFailure {
+        teCall kind;
+        teDevice device;
+        std::uint64_t nth;
+        bool lasting;
+        int error;
+    };
+    void sensorChanged();
+
+    tsHeadOptions m_options;
+    std::array<std::array<std::uint64_t, kDevices>, kCallKinds> m_calls{};
+    std::vector<tsPlannedFailure> m_failures;
+    bool m_used = false;
+};
+
+/// The head that answers this process's devices, or null. Changes only under `g_headLock`.
+extern std::atomic<tcModel*> g_head;
+
+/// Holds the head's lock. `model` is null when there is no head.
+class tcHeadAccess {
+public:
+    tcHeadAccess() {
+        g_headLock.lock();
+        m_model = g_head.load(std::memory_order_relaxed);
+    }
+    tcHeadAccess(const tcHeadAccess&) = delete;
+    tcHeadAccess& operator=(const tcHeadAccess&) = delete;
+    ~tcHeadAccess() { g_headLock.unlock(); }
+    explicit operator bool() const { return m_model != nullptr; }
+    tcModel* operator->() const { return m_model; }
+    tcModel& operator*() const { return *m_model; }
+
+private:
+    tcModel* m_model;
+};
+
+/// \return whether there is a head at all, without taking the lock
+inline bool headPresent() {
+    return g_head.load(std::memory_order_acquire) != nullptr;
+}
+
+} // namespace sim

@@ -1,0 +1,57 @@
+/// \file
+/// What a head is like.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sim/fpga.h"
+#include "sim/link.h"
+#include "sim/supplies.h"
+#include "sim/virtual_head.h"
+
+namespace sim {
+
+/// One call, or all from one on, that fails.
+struct tsFailure {
+    teCall kind = teCall::open;
+    std::string device;
+    std::uint64_t nth = 1;
+    bool lasting = false;
+    int error = 0;
+};
+
+/// Everything that builder and scenario can say. The defaults are a healthy head.
+struct tsHeadOptions {
+    tsHeadOptions();
+
+    std::array<double, kRails> railVolts{};
+    bool adcPresent = true;
+    bool i2cPresent = true;
+    std::string gpioPath = "/dev/gpiochip0";
+    bool gpioPresent = true;
+    std::vector<std::string> missingLines;
+    std::vector<std::string> busyLines;
+    std::string spiPath = "/dev/spidev1.0";
+    bool spiPresent = true;
+    bool spiSettingsRefused = false;
+    std::uint64_t spiFailFrom = 0; // message, from 1; 0: none
+    int spiFailError = 0;
+    int memOpenError = 0;
+    std::vector<std::pair<std::uint32_t, int>> unmappable; // physical address, errno
+    tsFpgaFacts fpga;
+    tsLinkFacts link;
+    std::vector<tsFailure> failures;
+    bool realTime = false;
+    bool wireTime = false;
+    bool quiet = false;
+    std::size_t logCapacity = std::size_t{1} << 21; // records
+};
+
+/// \return ns as the link keeps them
+std::uint64_t linkTime(std::chrono::nanoseconds time);
+
+} // namespace sim

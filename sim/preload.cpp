@@ -1,0 +1,137 @@
+#include "sim/preload.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <new>
+#include <string>
+#include <unistd.h>
+
+#include "sim/export.h"
+#include "sim/launch.h"
+#include "sim/mmio.h"
+#include "sim/model.h"
+#include "sim/real_calls.h"
+#include "sim/scenario.h"
+
+namespace sim {
+
+namespace {
+
+constexpr mode_t kFileMode = 0644;
+
+// Lives until the process is gone: the program's last destructors may still touch the head.
+tcModel* s_model = nullptr;
+pid_t s_owner = 0;
+constinit std::atomic<bool> s_reported{false};
+
+std::string variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+void append(const std::string& path, const std::string& text) {
+    if (path.empty()) {
+        return;
+    }
+    const int file = real::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
+    if (file < 0) {
+        return;
+    }
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t written = real::write(file, text.data() + done, text.size() - done);
+        if (written <= 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+    real::close(file);
+}
+
+void openLog(tcModel& model) {
+    const std::string path = variable(launch::kLog);
+    int file = -1;
+    if (!path.empty()) {
+        file = real::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
+    }
+    model.journal.log.streamTo(file);
+}
+
+// The launcher's own child reports in any case; what it starts in its turn, a shell's commands for
+// example, reports when it used the head.
+bool worthReporting() {
+    return s_model->used() || variable(launch::kPreloaded) == std::to_string(::getpid());
+}
+
+void report() {
+    if (s_model == nullptr || s_owner != ::getpid() || s_reported.exchange(true)) {
+        return;
+    }
+    const tcHeadAccess head;
+    if (!worthReporting()) {
+        return;
+    }
+    append(variable(launch::kReport), s_model->summary());
+    append(variable(launch::kVerdict), std::to_string(s_model->journal.checker.count()) + "\n");
+}
+
+[[gnu::constructor]] void start() {
+    real::resolveAll();
+    if (variable(launch::kPreloaded).empty()) {
+        return;
+    }
+    tsHeadOptions options;
+    try {
+        const std::string scenario = variable(launch::kScenario);
+        if (!scenario.empty()) {
+            applyScenario(scenario, options);
+        }
+    } catch (const std::exception& error) {
+        stopProgram(std::string("virtual head: ") + error.what() + "\n");
+    }
+    const std::string time = variable(launch::kTime);
+    if (!time.empty()) {
+        options.realTime = time == "real";
+    }
+    options.logCapacity = 4096; // records: only the event at hand is kept
+    s_model = new tcModel(options);
+    openLog(*s_model);
+    s_owner = ::getpid();
+    g_head.store(s_model, std::memory_order_release);
+}
+
+[[gnu::destructor]] void end() {
+    report();
+}
+
+} // namespace
+
+void programDies() {
+    if (!g_headLock.mine()) {
+        report();
+    }
+}
+
+} // namespace sim
+
+extern "C" {
+
+// Ways to end a program past its exit handlers.
+[[noreturn]] SIM_API void abort() noexcept {
+    sim::programDies();
+    sim::real::abort();
+}
+
+[[noreturn]] SIM_API void _exit(int status) {
+    sim::programDies();
+    sim::real::exitNow(status);
+}
+
+[[noreturn]] SIM_API void _Exit(int status) noexcept {
+    sim::programDies();
+    sim::real::exitNow(status);
+}
+
+} // extern "C"

@@ -1,0 +1,26 @@
+/// \file
+/// The one lock of the virtual head.
+#pragma once
+
+#include <atomic>
+
+namespace sim {
+
+/// A lock that a signal handler may take: no heap, no system call but yielding. It is not
+/// recursive: a thread that takes it twice (a signal handler of the program that reaches the head
+/// while its thread is inside the head) stops the program with a message instead of hanging.
+class tcSpinLock {
+public:
+    void lock();
+    void unlock() { m_owner.store(nullptr, std::memory_order_release); }
+    /// \return whether the calling thread holds the lock
+    [[nodiscard]] bool mine() const;
+
+private:
+    std::atomic<const void*> m_owner{nullptr};
+};
+
+/// Guards the head and everything in it.
+extern tcSpinLock g_headLock;
+
+} // namespace sim

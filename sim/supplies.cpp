@@ -1,0 +1,174 @@
+#include "sim/supplies.h"
+
+#include "sim/text.h"
+
+namespace sim {
+
+namespace {
+
+constexpr std::uint64_t kMs = 1'000'000; // ns
+
+struct tsRailFacts {
+    std::string_view name;
+    std::string_view line;
+    double nominal;           // V
+    std::uint64_t riseNs;     // from enable to the settled voltage, as a straight line
+    std::uint64_t requiredNs; // from enable to the next step of the sequence
+};
+constexpr std::array<tsRailFacts, kRails> kFacts{{
+    {kRail1V2, "PS_1.2V_EN", 1.2, kMs / 2, 1 * kMs},
+    {kRailSvdd, "PS_3.3SVDD_EN", 3.3, 20 * kMs, 300 * kMs},
+    {kRailAvddh, "PS_3.3AVDDH_EN", 3.3, 20 * kMs, 300 * kMs},
+}};
+constexpr std::uint64_t kWakeNs = 10 * kMs; // from release of reset
+constexpr double kUpFraction = 0.85;        // of the nominal voltage: below, the sensor is dead
+
+const tsRailFacts& factsOf(teRail rail) {
+    return kFacts[static_cast<std::size_t>(rail)];
+}
+
+tcText& microseconds(tcText& text, std::uint64_t ns) {
+    return text.decimal(ns / 1000).add(".").decimal(ns % 1000, 3).add(" us");
+}
+
+} // namespace
+
+std::optional<teRail> railNamed(std::string_view name) {
+    for (std::size_t at = 0; at < kRails; ++at) {
+        if (kFacts[at].name == name) {
+            return static_cast<teRail>(at);
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view nameOf(teRail rail) {
+    return factsOf(rail).name;
+}
+
+double nominalVolts(teRail rail) {
+    return factsOf(rail).nominal;
+}
+
+std::uint64_t tcSupplies::since(teRail rail) const {
+    return m_journal.clock.now() - m_switchedNs[static_cast<std::size_t>(rail)];
+}
+
+std::uint64_t tcSupplies::sinceRelease() const {
+    return m_released ? m_journal.clock.now() - m_releasedNs : 0;
+}
+
+void tcSupplies::enable(teRail rail, bool on, bool requested) {
+    const auto at = static_cast<std::size_t>(rail);
+    if (m_on[at] == on) {
+        return;
+    }
+    if (on) {
+        checkSwitchOn(rail);
+    } else if (m_released && !requested) {
+        tcText text;
+        m_journal.violation(
+            teRule::supplyOffRunning,
+            text.add(factsOf(rail).line).add(" went low while RESET_B is high").view());
+    }
+    m_on[at] = on;
+    m_switchedNs[at] = m_journal.clock.now();
+}
+
+void tcSupplies::checkSwitchOn(teRail rail) {
+    if (rail == teRail::core) {
+        if (on(teRail::svdd) || on(teRail::avddh)) {
+            m_journal.violation(teRule::supplyOrder,
+                                "PS_1.2V_EN went high after a 3.3 V supply was on");
+        }
+        return;
+    }
+    tcText text;
+    text.add(factsOf(rail).line);
+    if (!on(teRail::core)) {
+        m_journal.violation(teRule::supplyOrder,
+                            text.add(" went high while PS_1.2V_EN is low").view());
+    } else if (since(teRail::core) < factsOf(teRail::core).requiredNs) {
+        text.add(" went high ");
+        microseconds(text, since(teRail::core));
+        m_journal.violation(teRule::supplyDelay,
+                            text.add(" after PS_1.2V_EN; 1000 us are needed").view());
+    } else if (rail == teRail::avddh && !on(teRail::svdd)) {
+        m_journal.violation(teRule::supplyOrder,
+                            text.add(" went high while PS_3.3SVDD_EN is low").view());
+    }
+}
+
+void tcSupplies::releaseReset(bool released) {
+    if (m_released == released) {
+        return;
+    }
+    if (released) {
+        checkRelease();
+        m_releasedNs = m_journal.clock.now();
+    }
+    m_released = released;
+}
+
+void tcSupplies::checkRelease() {
+    for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
+        tcText text;
+        if (!on(rail)) {
+            m_journal.violation(
+                teRule::resetEarly,
+                text.add("RESET_B went high while ").add(factsOf(rail).line).add(" is low").view());
+            return;
+        }
+        if (since(rail) < factsOf(rail).requiredNs) {
+            text.add("RESET_B went high ");
+            microseconds(text, since(rail)).add(" after ").add(factsOf(rail).line).add("; ");
+            m_journal.violation(
+                teRule::resetEarly,
+                text.decimal(factsOf(rail).requiredNs / 1000).add(" us are needed").view());
+            return;
+        }
+    }
+}
+
+double tcSupplies::volts(teRail rail) const {
+    const auto at = static_cast<std::size_t>(rail);
+    if (!m_on[at]) {
+        return 0;
+    }
+    const std::uint64_t age = since(rail);
+    const std::uint64_t rise = factsOf(rail).riseNs;
+    if (age >= rise) {
+        return m_settledVolts[at];
+    }
+    return m_settledVolts[at] * static_cast<double>(age) / static_cast<double>(rise);
+}
+
+bool tcSupplies::up(teRail rail) const {
+    return volts(rail) >= kUpFraction * factsOf(rail).nominal;
+}
+
+void tcSupplies::checkMeasurable(teRail rail) {
+    if (!on(rail)) {
+        return; // an unpowered rail reads 0 V, and may be read
+    }
+    tcText text;
+    text.add(factsOf(rail).name).add(" was measured ");
+    if (since(rail) < factsOf(rail).requiredNs) {
+        microseconds(text, since(rail)).add(" after ").add(factsOf(rail).line);
+        text.add("; ").decimal(factsOf(rail).requiredNs / 1000).add(" us are needed");
+        m_journal.violation(teRule::adcEarly, text.view());
+    } else if (m_released && sinceRelease() < kWakeNs) {
+        microseconds(text, sinceRelease()).add(" after RESET_B; 10000 us are needed");
+        m_journal.violation(teRule::adcEarly, text.view());
+    }
+}
+
+bool tcSupplies::sensorKeepsState() const {
+    return m_released && up(teRail::core) && up(teRail::svdd) && up(teRail::avddh);
+}
+
+bool tcSupplies::sensorAwake() const {
+    return sensorKeepsState() && sinceRelease() >= kWakeNs;
+}
+
+} // namespace sim
