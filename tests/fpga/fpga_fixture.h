@@ -22,7 +22,7 @@ protected:
           m_out(std::cout, [this](const std::string& text) { note("OUT ", text); }),
           m_err(std::cerr, [this](const std::string& text) { note("ERR ", text); }) {}
 
-    void useHead(sim::tcVirtualHeadBuilder builder) {
+    void useHead(sim::tcVirtualHeadBuilder& builder) {
         m_head.reset(); // a process has one head at a time
         m_head.emplace(builder.build());
     }

@@ -49,8 +49,8 @@ private:
 class LinkBringUp : public tcFpgaFixture {
 protected:
     /// A head whose sensor drives its lanes and gets frame starts, and the core on it.
-    void makeLink(sim::tcVirtualHeadBuilder builder) {
-        useHead(std::move(builder));
+    void makeLink(sim::tcVirtualHeadBuilder& builder) {
+        useHead(builder);
         m_directory.write("3U5MGXS_12bit.txt", "10 0\nB0 383\n12 FA0\n94 201800\n95 1AF000\n");
         m_sensor = std::make_unique<tc3U5MGXS>("/dev/spidev1.0");
         ASSERT_EQ(m_sensor->powerUp(), 0);
@@ -251,7 +251,8 @@ TEST_F(LinkBringUp, ALaterCallRepeatsTheWholeSequence) {
 }
 
 TEST_F(LinkBringUp, SwitchingOffClearsBit31AndNothingElse) {
-    makeLink(sim::aVirtualHead());
+    auto healthy = sim::aVirtualHead();
+    makeLink(healthy);
     head().setFpgaWord(0xFF210000, 0x80000002);
     EXPECT_THAT(trace([&] { EXPECT_EQ(core().enableCore(false), 0); }),
                 ElementsAre("READ 0xFF210000 0x80000002", "WRITE 0xFF210000 0x00000002"));

@@ -55,7 +55,7 @@ tcBoardFixture::~tcBoardFixture() {
     setPublishSpy({});
 }
 
-void tcBoardFixture::useHead(sim::tcVirtualHeadBuilder builder) {
+void tcBoardFixture::useHead(sim::tcVirtualHeadBuilder& builder) {
     m_head.reset(); // a process has one head at a time
     m_head.emplace(builder.build());
 }

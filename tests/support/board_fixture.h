@@ -31,7 +31,8 @@ protected:
     ~tcBoardFixture() override;
 
     /// Replaces the healthy head. Call before `makeBoard`.
-    void useHead(sim::tcVirtualHeadBuilder builder);
+    void useHead(sim::tcVirtualHeadBuilder& builder);
+    void useHead(sim::tcVirtualHeadBuilder&& builder) { useHead(builder); }
 
     /// Writes the demonstration settings and INI files that ship with the project.
     void useShippedFiles();
