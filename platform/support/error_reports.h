@@ -27,7 +27,7 @@ public:
     explicit tcErrorReports(std::string who) : m_who(std::move(who)) {}
 
     /// Prints "WHO: DEVICE: OPERATION: TEXT (errno N)", unless that was printed already.
-    void report(const std::string& device, const char* operation, int error) {
+    void report(const std::string& device, const std::string& operation, int error) {
         const std::lock_guard lock(m_lock);
         if (!m_reported.emplace(device, operation, error).second)
             return;

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <sys/types.h>
 
+#include "core_text.h"
 #include "platform/support/error_reports.h"
 #include "platform/support/file_descriptor.h"
 
@@ -23,15 +24,18 @@ constexpr off_t fileOffset(std::uint32_t physical) {
 /// \return null after reporting why not
 void* mapPages(std::uint32_t base, std::size_t bytes) {
     platform::tcErrorReports reports("tcMappedRegisters");
+    const std::string block = " for " + hexText(base);
     const auto memory = platform::tcFileDescriptor::open(kDevice, O_RDWR | O_SYNC);
     if (!memory.isOpen()) {
-        reports.report(kDevice, "open", errno);
+        const int error = errno;
+        reports.report(kDevice, "open" + block, error);
         return nullptr;
     }
     void* const mapping =
         ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), fileOffset(base));
     if (mapping == MAP_FAILED) {
-        reports.report(kDevice, "mmap", errno);
+        const int error = errno;
+        reports.report(kDevice, "mmap" + block, error);
         return nullptr;
     }
     return mapping;

@@ -1,0 +1,207 @@
+#include <cstring>
+
+#include <nlohmann/json.hpp>
+
+#include "apps/camhost/commands.h"
+#include "apps/camhost/executor.h"
+#include "apps/camhost/results.h"
+#include "apps/camhost/setting.h"
+
+namespace camhost {
+
+namespace {
+
+constexpr const char* kGroup = "Identity";
+constexpr int kNoTemperature = -275; // degrees Celsius: the board has no thermometer
+
+using Json = nlohmann::ordered_json;
+
+template<std::size_t N>
+std::string fieldText(const char (&field)[N]) {
+    return std::string(field, ::strnlen(field, N));
+}
+
+std::string temperatureText(int celsius) {
+    return celsius <= kNoTemperature ? "not measured" : std::to_string(celsius) + " C";
+}
+
+std::string version(tcCall& call, tcArguments& arguments) {
+    arguments.end();
+    const std::string fpga = call.board().fpgaVersion();
+    return "version " + call.board().getVersion() + (fpga.empty() ? "" : "\nfpga " + fpga);
+}
+
+std::string camera(tcCall& call, tcArguments& arguments) {
+    arguments.end();
+    Varnox::tsCameraInfo info{};
+    requireSuccess("camera", call.board().GetCameraInfo(info));
+    return "camera " + fieldText(info.model) + " by " + fieldText(info.maker) + ", " +
+           std::to_string(info.sensorWidth) + " x " + std::to_string(info.sensorHeight) +
+           " pixels, full frame " + info.fullFrame.toString() + ", flags " + hexText(info.flags);
+}
+
+std::string temperature(tcCall& call, tcArguments& arguments) {
+    const int index = arguments.more() ? arguments.takeInt("INDEX", 0, 255) : 0;
+    arguments.end();
+    return "temperature " + std::to_string(index) + ": \"" + call.board().getTemperature(index) +
+           "\", sensor " + temperatureText(call.board().getTempCelsius()) + ", board " +
+           temperatureText(call.board().getBoardTempCelsius());
+}
+
+std::string keywordList(tcCall& call) {
+    std::string list;
+    for (const std::string& keyword : call.head().keywords())
+        list += (list.empty() ? "" : " ") + keyword;
+    return list.empty() ? "none" : list;
+}
+
+std::string status(tcCall& call, tcArguments& arguments) {
+    arguments.end();
+    Varnox::tcSensorBoard& board = call.board();
+    std::string text = "capturing " + yesNo(board.isCapturing());
+    text += "\nexposure " + std::to_string(board.getExposure()) + " us";
+    text += "\ninterval " + std::to_string(board.getFrameInterval()) + " us, at least " +
+            std::to_string(board.getMinFrameIntervalMicroS()) + " us";
+    text += "\nroi " + board.getROI().toString();
+    text += "\nimage " + board.getImageROI().toString();
+    text += std::string("\ntrigger ") +
+            (board.getTrigger() == Varnox::eTriggerFreeRunning ? "free" : "external");
+    int clock = 0;
+    if (board.getClockSetting(clock) == Varnox::eSuccess)
+        text += "\nclock " + std::to_string(clock);
+    text += "\ntest pattern " + std::to_string(board.getTestPattern());
+    return text;
+}
+
+Json rectangleJson(const Varnox::ROI& roi) {
+    return {{"y", roi.y}, {"x", roi.x}, {"width", roi.width}, {"height", roi.height}};
+}
+
+Json temperatureJson(int celsius) {
+    return celsius <= kNoTemperature ? Json(nullptr) : Json(celsius);
+}
+
+Json cameraJson(Varnox::tcSensorBoard& board) {
+    Varnox::tsCameraInfo info{};
+    if (board.GetCameraInfo(info) != Varnox::eSuccess)
+        return nullptr;
+    return {{"model", fieldText(info.model)},
+            {"maker", fieldText(info.maker)},
+            {"sensor_width_pixels", info.sensorWidth},
+            {"sensor_height_rows", info.sensorHeight},
+            {"full_frame", rectangleJson(info.fullFrame)},
+            {"flags", info.flags}};
+}
+
+Json mirrorJson(Varnox::tcSensorBoard& board, bool horizontal) {
+    bool enabled = false;
+    if (board.getMirroring(horizontal, &enabled) != Varnox::eSuccess)
+        return nullptr;
+    return enabled;
+}
+
+Json stateJson(Varnox::tcSensorBoard& board) {
+    int clock = 0;
+    const bool hasClock = board.getClockSetting(clock) == Varnox::eSuccess;
+    return {{"capturing", board.isCapturing()},
+            {"exposure_us", board.getExposure()},
+            {"frame_interval_us", board.getFrameInterval()},
+            {"min_frame_interval_us", board.getMinFrameIntervalMicroS()},
+            {"roi", rectangleJson(board.getROI())},
+            {"image", rectangleJson(board.getImageROI())},
+            {"vertical_bin", board.getVerticalBin()},
+            {"horizontal_bin", board.getHorizontalBin()},
+            {"mirror_horizontal", mirrorJson(board, true)},
+            {"mirror_vertical", mirrorJson(board, false)},
+            {"trigger", board.getTrigger()},
+            {"shutter", board.getShutterMode()},
+            {"test_pattern", board.getTestPattern()},
+            {"clock", hasClock ? Json(clock) : Json(nullptr)},
+            {"temperature_sensor_celsius", temperatureJson(board.getTempCelsius())},
+            {"temperature_board_celsius", temperatureJson(board.getBoardTempCelsius())}};
+}
+
+std::string infoJson(tcCall& call) {
+    Json json = {{"sensor_type", call.head().sensorType()},
+                 {"camera", cameraJson(call.board())},
+                 {"version", call.board().getVersion()},
+                 {"fpga_version", call.board().fpgaVersion()},
+                 {"pins", call.board().getNumPins()},
+                 {"pixel_format", call.board().getPixelFormat()},
+                 {"regions", call.head().regions() != nullptr
+                                 ? Json(call.head().regions()->regions.size())
+                                 : Json(1)},
+                 {"keywords", call.head().keywords()},
+                 {"state", stateJson(call.board())}};
+    // Files of the board may hold anything: what is no UTF-8 is replaced, not refused.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string info(tcCall& call, tcArguments& arguments) {
+    if (arguments.more()) {
+        const std::string word = arguments.takeWord("--json");
+        if (word != "--json")
+            arguments.refuse("argument", word, "is not known; it takes --json");
+        arguments.end();
+        return infoJson(call);
+    }
+    std::string text = "sensor type " + std::to_string(call.head().sensorType());
+    Varnox::tsCameraInfo record{};
+    if (call.board().GetCameraInfo(record) == Varnox::eSuccess)
+        text += "\ncamera " + fieldText(record.model) + " by " + fieldText(record.maker) + ", " +
+                std::to_string(record.sensorWidth) + " x " + std::to_string(record.sensorHeight) +
+                " pixels";
+    text += "\nversion " + call.board().getVersion();
+    text += "\npins " + std::to_string(call.board().getNumPins());
+    text += "\npixel format " + std::to_string(call.board().getPixelFormat());
+    text += "\nkeywords " + keywordList(call);
+    return text + "\n" + status(call, arguments);
+}
+
+tsCommand command(const char* name, const char* arguments, const char* summary,
+                  std::vector<std::string> examples, tsCommand::Run run) {
+    tsCommand made;
+    made.group = kGroup;
+    made.name = name;
+    made.arguments = arguments;
+    made.summary = summary;
+    made.examples = std::move(examples);
+    made.run = std::move(run);
+    return made;
+}
+
+/// Makes a command of an operation on one of the board's slots for settings.
+tsCommand slotCommand(const char* name, const char* summary, const char* example,
+                      int (Varnox::tcSensorBoard::*run)(int)) {
+    return command(name, "SLOT", summary, {example},
+                   [name, run](tcCall& call, tcArguments& arguments) {
+                       const int slot = arguments.takeInt("SLOT", 0, 255);
+                       arguments.end();
+                       const std::string title = std::string(name) + " " + std::to_string(slot);
+                       const int result = (call.board().*run)(slot);
+                       requireSuccess(title, result);
+                       return title + ": " + resultText(result);
+                   });
+}
+
+} // namespace
+
+void addIdentityCommands(tcCommandTable& table) {
+    table.add(command("status", "", "what holds now", {"status"}, status));
+    tsCommand all = command("info", "[--json]", "what the head is and what holds now",
+                            {"info", "info --json"}, info);
+    all.choices = [](tcCall&, std::size_t index) {
+        return index == 0 ? std::vector<std::string>{"--json"} : std::vector<std::string>{};
+    };
+    table.add(std::move(all));
+    table.add(command("version", "", "versions of head, software and FPGA", {"version"}, version));
+    table.add(command("camera", "", "model, maker and size of the sensor", {"camera"}, camera));
+    table.add(command("temperature", "[INDEX]", "temperatures [degrees Celsius]", {"temperature"},
+                      temperature));
+    table.add(slotCommand("saveslot", "keep the settings in a slot of the board", "saveslot 0",
+                          &Varnox::tcSensorBoard::save));
+    table.add(slotCommand("recallslot", "take the settings from a slot of the board",
+                          "recallslot 0", &Varnox::tcSensorBoard::recall));
+}
+
+} // namespace camhost

@@ -1,0 +1,135 @@
+#include <limits>
+
+#include "apps/camhost/commands.h"
+#include "apps/camhost/results.h"
+#include "apps/camhost/setting.h"
+#include "apps/camhost/setting_order.h"
+
+namespace camhost {
+
+namespace {
+
+constexpr const char* kGroup = "Time";
+constexpr int kMax = std::numeric_limits<int>::max();
+
+using B = Varnox::tcSensorBoard;
+
+/// \return a setting in microseconds
+tsSetting microseconds(const char* name, const char* summary) {
+    tsSetting setting;
+    setting.group = kGroup;
+    setting.name = name;
+    setting.argument = "MICROSECONDS";
+    setting.unit = " us";
+    setting.summary = summary;
+    setting.highest = kMax;
+    return setting;
+}
+
+tsSetting exposure() {
+    tsSetting setting = microseconds("exposure", "exposure time [us]");
+    setting.details = "The board limits it to what the frame allows and rounds it to whole lines.";
+    setting.examples = {"exposure 20000"};
+    setting.set = [](B& board, int value) { return board.setExposure(value); };
+    setting.get = plainGetter(&B::getExposure);
+    setting.order = settingOrder::kExposure;
+    return setting;
+}
+
+tsSetting interval() {
+    tsSetting setting = microseconds("interval", "frame interval [us]");
+    setting.details = "An exposure that does not fit into it becomes shorter.";
+    setting.examples = {"interval 100000"};
+    setting.set = [](B& board, int value) { return board.setFrameInterval(value); };
+    setting.get = plainGetter(&B::getFrameInterval);
+    setting.order = settingOrder::kInterval;
+    return setting;
+}
+
+tsSetting shortestInterval() {
+    tsSetting setting =
+        microseconds("mininterval", "shortest frame interval that is possible [us]");
+    setting.examples = {"mininterval"};
+    setting.get = plainGetter(&B::getMinFrameIntervalMicroS);
+    return setting;
+}
+
+tsSetting strobe() {
+    tsSetting setting = microseconds("strobe", "length of the strobe pulse [us]");
+    setting.examples = {"strobe"};
+    setting.set = [](B& board, int value) { return board.setStrobe(value); };
+    setting.order = settingOrder::kPixel;
+    return setting;
+}
+
+tsSetting mode(const char* name, const char* argument, const char* summary,
+               std::vector<tsChoice> choices) {
+    tsSetting setting;
+    setting.group = kGroup;
+    setting.name = name;
+    setting.argument = argument;
+    setting.summary = summary;
+    setting.choices = std::move(choices);
+    setting.highest = kMax;
+    return setting;
+}
+
+tsSetting trigger() {
+    tsSetting setting =
+        mode("trigger", "free|external", "what starts a frame",
+             {{"free", Varnox::eTriggerFreeRunning}, {"external", Varnox::eTriggerExternal}});
+    setting.examples = {"trigger free"};
+    setting.set = [](B& board, int value) {
+        return board.setTrigger(static_cast<Varnox::teTriggerMode>(value));
+    };
+    setting.get = plainGetter(&B::getTrigger);
+    setting.order = settingOrder::kTrigger;
+    return setting;
+}
+
+tsSetting shutter() {
+    tsSetting setting =
+        mode("shutter", "rolling|global", "how rows are exposed",
+             {{"rolling", Varnox::eShutterRolling}, {"global", Varnox::eShutterGlobal}});
+    setting.examples = {"shutter"};
+    setting.set = [](B& board, int value) {
+        return board.setShutterMode(static_cast<Varnox::teShutterMode>(value));
+    };
+    setting.get = plainGetter(&B::getShutterMode);
+    return setting;
+}
+
+tsSetting clock() {
+    tsSetting setting =
+        mode("clock", "INDEX", "the sensor's master clock, by the board's index", {});
+    setting.details = "What an index stands for is the board's; the link comes up anew.";
+    setting.examples = {"clock 1"};
+    setting.set = [](B& board, int value) { return board.setClockSetting(value); };
+    setting.get = [](B& board, int& value) { return board.getClockSetting(value); };
+    setting.order = settingOrder::kClock;
+    return setting;
+}
+
+std::string skipFrames(tcCall& call, tcArguments& arguments) {
+    arguments.end();
+    bool skip = false;
+    const int answer = call.board().GetSkipFrames(skip);
+    return "skipframes " + yesNo(skip) + " (answer " + std::to_string(answer) + ")";
+}
+
+} // namespace
+
+void addTimingCommands(tcCommandTable& table) {
+    for (const auto& setting :
+         {exposure(), interval(), shortestInterval(), trigger(), shutter(), clock(), strobe()})
+        table.add(settingCommand(setting));
+    tsCommand skip;
+    skip.group = kGroup;
+    skip.name = "skipframes";
+    skip.summary = "whether frames are to be skipped";
+    skip.examples = {"skipframes"};
+    skip.run = skipFrames;
+    table.add(std::move(skip));
+}
+
+} // namespace camhost

@@ -1,0 +1,143 @@
+#include "apps/camhost/executor.h"
+
+#include <algorithm>
+#include <exception>
+#include <iomanip>
+#include <sstream>
+
+#include "apps/camhost/interrupt.h"
+
+namespace camhost {
+
+namespace {
+
+constexpr const char* kInitialize = "init";
+
+/// Unlocks for as long as it lives.
+class tcUnlocked {
+public:
+    explicit tcUnlocked(std::unique_lock<std::mutex>& lock) : m_lock(lock) { m_lock.unlock(); }
+    tcUnlocked(const tcUnlocked&) = delete;
+    tcUnlocked& operator=(const tcUnlocked&) = delete;
+    ~tcUnlocked() { m_lock.lock(); }
+
+private:
+    std::unique_lock<std::mutex>& m_lock;
+};
+
+std::string seconds(std::chrono::milliseconds time) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << static_cast<double>(time.count()) / 1000.0
+         << " s";
+    return text.str();
+}
+
+/// \return for example "capture [#####     ] 2.5 s of 5.0 s"
+std::string progressLine(const std::string& what, std::chrono::milliseconds done,
+                         std::chrono::milliseconds all) {
+    constexpr int kWidth = 30;
+    const auto full = static_cast<std::size_t>(kWidth * done.count() / all.count());
+    return what + " [" + std::string(full, '#') + std::string(kWidth - full, ' ') + "] " +
+           seconds(done) + " of " + seconds(all);
+}
+
+teExit failedStage(const tsLine& line) {
+    return !line.words.empty() && line.words.front() == kInitialize ? teExit::eInitialize
+                                                                    : teExit::eCommand;
+}
+
+} // namespace
+
+std::string executeKeyword(tcHead& head, const std::string& keyword, const std::string& arguments) {
+    std::string reply = head.execute(keyword, arguments);
+    // Some handlers answer a success with the refusal number 0.
+    if (reply.starts_with("<nack ") && reply != "<nack 0>")
+        throw tcCommandError(reply);
+    return reply;
+}
+
+bool tcCall::wait(std::chrono::milliseconds duration, const std::string& what) {
+    const tcUnlocked unlocked(m_lock);
+    const bool whole = tcInterrupt::sleep(duration, [&](std::chrono::milliseconds slept) {
+        m_output.progress(progressLine(what, slept, duration));
+    });
+    m_output.endProgress();
+    return whole;
+}
+
+bool tcCall::pause(std::chrono::milliseconds duration) {
+    const tcUnlocked unlocked(m_lock);
+    return tcInterrupt::sleep(duration, {});
+}
+
+tsReply tcExecutor::execute(std::string_view line) {
+    return execute(line, [this](const std::string& text) { m_output.reply(text); });
+}
+
+tsReply tcExecutor::execute(std::string_view line, const tcCall::Line& showLine) {
+    tsLine split;
+    try {
+        split = splitLine(line);
+        if (split.words.empty())
+            return {};
+        std::unique_lock lock(m_lock);
+        tcCall call(m_head, m_output, m_table, lock, showLine);
+        const std::string text = run(call, split);
+        return {teExit::eSuccess, text, call.quitRequested()};
+    } catch (const tcInterrupted& exception) {
+        return {teExit::eInterrupted, exception.what()};
+    } catch (const tcCommandError& exception) {
+        return {failedStage(split), exception.what()};
+    } catch (const std::exception& exception) {
+        return {failedStage(split), split.words.front() + ": the plug-in threw \"" +
+                                        exception.what() + "\"; see the board's lines above"};
+    }
+}
+
+std::string tcExecutor::run(tcCall& call, tsLine line) {
+    const std::string name = line.words.front();
+    if (const tsCommand* command = m_table.find(name)) {
+        tcArguments arguments(name, command->arguments, std::move(line));
+        return command->run(call, arguments);
+    }
+    if (m_head.hasKeyword(name))
+        return executeKeyword(m_head, name, line.rest);
+    const std::string similar = m_table.similarTo(name);
+    throw tcCommandError("\"" + name + "\" is no command and no keyword of the plug-in; " +
+                         (similar.empty() ? "" : "did you mean \"" + similar + "\"? ") +
+                         "\"help\" lists all");
+}
+
+std::vector<std::string> tcExecutor::completions(std::string_view line) {
+    tsLine split;
+    try {
+        split = splitLine(line);
+    } catch (const tcCommandError&) {
+        return {};
+    }
+    const bool newWord = line.empty() || line.back() == ' ' || line.back() == '\t';
+    if (newWord)
+        split.words.emplace_back();
+    if (split.words.empty())
+        return {};
+
+    std::vector<std::string> candidates;
+    std::unique_lock lock(m_lock);
+    if (split.words.size() == 1) {
+        candidates = m_head.keywords();
+        for (const tsCommand& command : m_table.commands())
+            candidates.push_back(command.name);
+    } else if (const tsCommand* command = m_table.find(split.words.front());
+               command != nullptr && command->choices) {
+        tcCall call(m_head, m_output, m_table, lock, [](const std::string&) {});
+        candidates = command->choices(call, split.words.size() - 2);
+    }
+    std::erase_if(candidates, [&](const std::string& candidate) {
+        return !candidate.starts_with(split.words.back());
+    });
+    std::sort(candidates.begin(), candidates.end());
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    return candidates;
+}
+
+} // namespace camhost

@@ -1,0 +1,72 @@
+/// \file
+/// One camera head, as the host drives it.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <varnox/abstract_handler.h>
+#include <varnox/multiple_roi_sensor.h>
+#include <varnox/pipeline.h>
+#include <varnox/register_file.h>
+#include <varnox/sensor_board.h>
+
+#include "apps/camhost/output.h"
+
+namespace camhost {
+
+/// A board with its command handlers, registered with the process's register file, its status
+/// lines going to the log. Destroying it stops a running capture, takes everything off the register
+/// file, deletes the handlers and then the board. It powers nothing off.
+///
+/// Not safe for several threads: `tcExecutor` serves one command after the other.
+class tcHead {
+public:
+    /// \param sensorType what the plug-in says it serves
+    /// \param board      fresh from the plug-in
+    /// \param output     where status lines go; outlives the head
+    tcHead(int sensorType, std::unique_ptr<Varnox::tcSensorBoard> board, tcOutput& output);
+    tcHead(const tcHead&) = delete;
+    tcHead& operator=(const tcHead&) = delete;
+    ~tcHead();
+
+    [[nodiscard]] int sensorType() const { return m_sensorType; }
+    [[nodiscard]] Varnox::tcSensorBoard& board() { return *m_board; }
+    [[nodiscard]] Varnox::tcPipeline& pipeline() { return m_pipeline; }
+    [[nodiscard]] Varnox::tcRegisterFile& registerFile() { return m_registerFile; }
+    /// \return the board's several regions, or null when it has a single one only
+    [[nodiscard]] Varnox::tcMultipleROISensor* regions();
+
+    /// \return the keywords that the board's handlers answer, in alphabetical order
+    [[nodiscard]] std::vector<std::string> keywords() const;
+    [[nodiscard]] bool hasKeyword(const std::string& keyword) const;
+    /// Hands a command to the handler of its keyword, or to the chain where it has none.
+    /// \return the handler's reply
+    std::string execute(std::string keyword, std::string arguments);
+
+    /// Boards do not tell every setting: the host keeps what they took.
+    void remember(const std::string& setting, int value) { m_remembered[setting] = value; }
+    [[nodiscard]] std::optional<int> remembered(const std::string& setting) const;
+    /// After an initialization the board's own defaults hold.
+    void forgetSettings() { m_remembered.clear(); }
+
+private:
+    using tmHandlers = std::map<std::string, Varnox::tcAbstractHandler*>;
+
+    void takeHandlers();
+
+    int m_sensorType;
+    Varnox::tcPipeline m_pipeline;
+    Varnox::tcRegisterFile& m_registerFile;
+    std::unique_ptr<Varnox::tcSensorBoard> m_board;
+    tmHandlers m_keywords;                        // not owned
+    Varnox::tcAbstractHandler* m_chain = nullptr; // not owned
+    std::set<std::unique_ptr<Varnox::tcAbstractHandler>> m_handlers;
+    std::map<std::string, int> m_remembered;
+};
+
+} // namespace camhost

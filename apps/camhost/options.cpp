@@ -1,0 +1,73 @@
+#include "apps/camhost/options.h"
+
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+namespace camhost {
+
+namespace {
+
+constexpr const char* kDescription =
+    "Loads a sensor-board plug-in and drives its camera head by text commands.\n"
+    "Without commands and script it asks for them: \"help\" lists all.";
+
+constexpr const char* kFooter =
+    "Exit status:\n"
+    "  0    all went well\n"
+    "  1    a defect of this program\n"
+    "  2    the command line was not understood\n"
+    "  3    the plug-in could not be loaded\n"
+    "  4    the board could not be constructed\n"
+    "  5    the board's initialization failed\n"
+    "  6    a command failed\n"
+    "  7    the script could not be read\n"
+    "  8    the address to listen on could not be had\n"
+    "  130  interrupted\n"
+    "\n"
+    "Example:\n"
+    "  camhost --plugin sensor_board_3u5mgxs.so --spi /dev/spidev1.0 -c init -c \"exposure 20000\"";
+
+void addOptions(CLI::App& app, tsOptions& options) {
+    app.add_option("--plugin", options.plugin, "Shared library of the sensor board")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--spi", options.spi, "SPI device of the sensor")
+        ->required()
+        ->type_name("DEVICE");
+    app.add_option("--workdir", options.workdir,
+                   "Folder with the settings files that the board reads")
+        ->type_name("FOLDER");
+    app.add_option("--log", options.log,
+                   "Where the board's status lines and the plug-in's own output go; - is standard "
+                   "error. Standard output then carries replies only")
+        ->type_name("FILE");
+    app.add_option("-c,--command", options.commands,
+                   "Command to carry out; may be given several "
+                   "times")
+        ->type_name("COMMAND")
+        ->allow_extra_args(false);
+    app.add_option("script", options.script, "File of commands, a line each; - is standard input")
+        ->type_name("SCRIPT");
+    app.add_flag("--keep-going", options.keepGoing, "Go on after a command that failed");
+    app.add_flag("--echo", options.echo, "Print every command before its reply");
+}
+
+} // namespace
+
+std::optional<tsOptions> parseOptions(int argc, const char* const* argv, teExit& status) {
+    tsOptions options;
+    CLI::App app(kDescription, "camhost");
+    app.footer(kFooter);
+    addOptions(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        const bool helped = app.exit(error) == 0;
+        status = helped ? teExit::eSuccess : teExit::eUsage;
+        return std::nullopt;
+    }
+    return options;
+}
+
+} // namespace camhost

@@ -1,0 +1,97 @@
+#include "apps/camhost/output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "apps/camhost/errors.h"
+
+namespace camhost {
+
+namespace {
+
+constexpr std::string_view kToLineStart = "\r\033[K"; // and erase the line
+
+/// Writes everything. A reader that went away is no reason to stop the camera.
+void writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(descriptor, text.data(), text.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return;
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+} // namespace
+
+tcOutput::tcOutput() : m_terminal(::isatty(STDERR_FILENO) == 1) {
+    // Plug-ins print on both streams: line by line they stay in order, in a pipe as well.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
+tcOutput::~tcOutput() {
+    if (m_replies != STDOUT_FILENO)
+        ::close(m_replies);
+}
+
+void tcOutput::sendLogTo(const std::string& file) {
+    const int log = file == "-"
+                        ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)
+                        : ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (log < 0)
+        throw tcFatalError(teExit::eUsage, "log file \"" + file +
+                                               "\" cannot be written: " + std::strerror(errno) +
+                                               ". Name another one with --log.");
+    m_replies = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    ::dup2(log, STDOUT_FILENO);
+    ::close(log);
+}
+
+void tcOutput::print(int descriptor, const std::string& text) {
+    if (text.empty())
+        return;
+    const std::lock_guard lock(m_lock);
+    eraseProgress();
+    std::cout.flush(); // what a plug-in printed before comes before
+    std::fflush(stdout);
+    writeAll(descriptor, text + "\n");
+}
+
+void tcOutput::reply(const std::string& text) {
+    print(m_replies, text);
+}
+
+void tcOutput::log(const std::string& text) {
+    print(STDOUT_FILENO, text);
+}
+
+void tcOutput::error(const std::string& text) {
+    print(STDERR_FILENO, text);
+}
+
+void tcOutput::progress(const std::string& text) {
+    if (!m_terminal)
+        return;
+    const std::lock_guard lock(m_lock);
+    writeAll(STDERR_FILENO, std::string(kToLineStart) + text);
+    m_progress = true;
+}
+
+void tcOutput::endProgress() {
+    const std::lock_guard lock(m_lock);
+    eraseProgress();
+}
+
+void tcOutput::eraseProgress() {
+    if (m_progress)
+        writeAll(STDERR_FILENO, kToLineStart);
+    m_progress = false;
+}
+
+} // namespace camhost

@@ -1,0 +1,47 @@
+/// \file
+/// Where the program's texts go.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+namespace camhost {
+
+/// The program's three streams: replies and the board's log on standard output, errors on standard
+/// error. With a log file, the log and whatever a plug-in prints by itself go there instead, and
+/// standard output carries replies only.
+///
+/// All operations may be called from several threads; every text comes out in one piece.
+class tcOutput {
+public:
+    tcOutput();
+    tcOutput(const tcOutput&) = delete;
+    tcOutput& operator=(const tcOutput&) = delete;
+    ~tcOutput();
+
+    /// Sends the log, and what plug-ins print on standard output, to a file.
+    /// \param file appended to; "-" is standard error
+    /// \throws tcFatalError when it cannot be written
+    void sendLogTo(const std::string& file);
+
+    /// \param text without its last newline; nothing is printed for an empty one
+    void reply(const std::string& text);
+    void log(const std::string& text);
+    void error(const std::string& text);
+
+    /// Shows how far a long step is, on a terminal only. The next text replaces it.
+    void progress(const std::string& text);
+    /// Takes the progress line away.
+    void endProgress();
+
+private:
+    void eraseProgress();
+    void print(int descriptor, const std::string& text);
+
+    std::mutex m_lock;
+    int m_replies = 1;       // descriptor; not owned while it is standard output
+    bool m_progress = false; // a progress line is on the screen
+    const bool m_terminal;   // standard error is one
+};
+
+} // namespace camhost

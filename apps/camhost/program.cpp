@@ -1,0 +1,86 @@
+#include "apps/camhost/program.h"
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+
+#include <unistd.h>
+
+#include "apps/camhost/executor.h"
+#include "apps/camhost/head.h"
+#include "apps/camhost/interrupt.h"
+#include "apps/camhost/output.h"
+#include "apps/camhost/plugin.h"
+#include "apps/camhost/runner.h"
+
+namespace camhost {
+
+namespace {
+
+/// Files of the command line are meant from where the program was started.
+std::string fromHere(const std::string& path) {
+    return path.empty() || path == "-" ? path : std::filesystem::absolute(path).string();
+}
+
+void enterWorkdir(const std::string& folder) {
+    if (!folder.empty() && ::chdir(folder.c_str()) != 0)
+        throw tcFatalError(teExit::eUsage, "working directory " + folder +
+                                               " not entered: " + std::strerror(errno) +
+                                               ". Give an existing folder with --workdir.");
+}
+
+std::string servedText(const tcPlugin& plugin, tcHead& head) {
+    std::string text = "camhost: " + plugin.path() + " serves sensor type " +
+                       std::to_string(head.sensorType()) + "; keywords:";
+    for (const std::string& keyword : head.keywords())
+        text += " " + keyword;
+    return text;
+}
+
+teExit carryOut(const tsOptions& options, const std::string& script, tcExecutor& executor,
+                tcOutput& output) {
+    tcRunner runner(executor, output, options.keepGoing, options.echo);
+    bool more = true;
+    for (const std::string& command : options.commands) {
+        more = more && runner.runLine(command, "command line");
+    }
+    if (more && !script.empty())
+        more = runner.runScript(script);
+    if (more && script.empty() && options.commands.empty())
+        runner.runScript("-");
+    return runner.status();
+}
+
+teExit drive(const tsOptions& options, tcOutput& output) {
+    const std::string script = fromHere(options.script);
+    if (!options.log.empty())
+        output.sendLogTo(options.log);
+    const tcPlugin plugin(fromHere(options.plugin));
+    enterWorkdir(options.workdir);
+    tcInterrupt::install();
+
+    tcHead head(plugin.sensorType(), plugin.makeBoard(options.spi), output);
+    output.log(servedText(plugin, head));
+    const tcCommandTable table = makeCommandTable();
+    tcExecutor executor(head, table, output);
+    return carryOut(options, script, executor, output);
+}
+
+} // namespace
+
+teExit run(const tsOptions& options) {
+    tcOutput output;
+    try {
+        return drive(options, output);
+    } catch (const tcFatalError& error) {
+        output.error(std::string("camhost: ") + error.what());
+        return error.status();
+    } catch (const std::exception& error) {
+        output.error(std::string("camhost: unexpected failure: ") + error.what() +
+                     ". This is a defect of camhost.");
+        return teExit::eInternal;
+    }
+}
+
+} // namespace camhost

@@ -1,0 +1,39 @@
+#include "apps/camhost/register_names.h"
+
+#include <algorithm>
+
+namespace camhost {
+
+const std::vector<tsRegisterName>& registerNames() {
+    static const std::vector<tsRegisterName> theNames = {
+        {0x3A000, "frame_interval", "frame interval [us]"},
+        {0x3A004, "exposure", "exposure time [us]"},
+        {0x3A008, "image_width", "width of the image [pixels]"},
+        {0x3A00C, "image_height", "height of the image [rows]"},
+        {0x3A010, "image_x", "left column of the image [pixels]"},
+        {0x3A014, "image_y", "top row of the image [rows]"},
+        {0x3A070, "bad_pixel_map", "1 loads the default map of bad pixels, 0 clears it"},
+        {0x3A074, "bad_pixel_apply", "1: listed bad pixels are replaced"},
+        {0x3A200, "internal_exposure", "1: the sensor's own timer ends the exposure"},
+        {0x3C020, "min_frame_interval", "shortest frame interval [us]"},
+        {0x3D000, "sensor_exposure_mode", "exposure mode of the sensor"},
+        {0x3D004, "digital_gain", "coarse digital gain"},
+    };
+    return theNames;
+}
+
+std::string_view registerName(std::uint32_t address) {
+    const auto& names = registerNames();
+    const auto entry = std::find_if(names.begin(), names.end(),
+                                    [&](const auto& word) { return word.address == address; });
+    return entry != names.end() ? entry->name : std::string_view();
+}
+
+std::optional<std::uint32_t> registerAddress(std::string_view name) {
+    const auto& names = registerNames();
+    const auto entry = std::find_if(names.begin(), names.end(),
+                                    [&](const auto& word) { return word.name == name; });
+    return entry != names.end() ? std::optional(entry->address) : std::nullopt;
+}
+
+} // namespace camhost

@@ -1,0 +1,60 @@
+#include "apps/camhost/runner.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "apps/camhost/interrupt.h"
+
+namespace camhost {
+
+void tcRunner::fail(teExit status, const std::string& place, const std::string& text) {
+    if (m_status == teExit::eSuccess)
+        m_status = status;
+    m_output.error("camhost: " + place + ": " + text);
+}
+
+bool tcRunner::runLine(const std::string& line, const std::string& place) {
+    if (m_echo && line.find_first_not_of(" \t\r") != std::string::npos)
+        m_output.reply("> " + line);
+    const tsReply reply = m_executor.execute(line);
+    if (reply.ok()) {
+        m_output.reply(reply.text);
+    } else {
+        fail(reply.status, place, reply.text);
+    }
+    if (tcInterrupt::requested()) {
+        if (reply.status != teExit::eInterrupted)
+            fail(teExit::eInterrupted, place, "interrupted; nothing more is carried out");
+        return false;
+    }
+    return !reply.quit && (reply.ok() || m_keepGoing);
+}
+
+bool tcRunner::runLines(std::istream& lines, const std::string& name) {
+    std::string line;
+    for (int number = 1; std::getline(lines, line); ++number) {
+        if (!runLine(line, name + ":" + std::to_string(number)))
+            return false;
+    }
+    return true;
+}
+
+bool tcRunner::runScript(const std::string& script) {
+    if (script == "-")
+        return runLines(std::cin, "standard input");
+    const std::string hint = ". Give the file of a script, or - for standard input.";
+    if (std::filesystem::is_directory(script))
+        throw tcFatalError(teExit::eScript,
+                           "script " + script + " not read: it is a folder" + hint);
+    errno = 0;
+    std::ifstream file(script);
+    if (!file)
+        throw tcFatalError(teExit::eScript,
+                           "script " + script + " not read: " + std::strerror(errno) + hint);
+    return runLines(file, script);
+}
+
+} // namespace camhost
