@@ -40,10 +40,10 @@ TEST_F(MappedBlock, StartsOnePageEarlyForABaseInsideAPage) {
     // becomes 32 + 4096 = 4128 words, rounded up to 8192.
     std::vector<std::string> lines = trace([] {
         const tcMappedBlock block(0xFF211204, 32);
-        EXPECT_EQ(block.read(0), 0x00000001U); // word 129 of the pulse generator: its revision
+        EXPECT_EQ(block.read(0), 0x00010000U); // word 129 of the pulse generator: its revision
     });
     EXPECT_THAT(lines, ElementsAre("OPEN /dev/mem", "MAP 0xFF210000 32768", "CLOSE /dev/mem",
-                                   "READ 0xFF211204 0x00000001", "UNMAP 0xFF210000 8192"));
+                                   "READ 0xFF211204 0x00010000", "UNMAP 0xFF210000 8192"));
 }
 
 TEST_F(MappedBlock, ReportsAnUnavailableDeviceAndStaysUnmapped) {
