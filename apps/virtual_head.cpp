@@ -1,0 +1,371 @@
+// Runs a program on the virtual head: preloads the head's library, waits for the program, and says
+// what the head saw.
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <link.h>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "sim/launch.h"
+#include "sim/virtual_head.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kUsageError = 2;
+constexpr int kViolations = 3;
+constexpr int kNotStarted = 127;
+constexpr int kKilledBase = 128; // plus the signal, as shells say it
+
+struct tsArguments {
+    std::string scenario;
+    std::string workdir;
+    std::string log;
+    std::string summary;
+    std::string time;
+    bool printRegisters = false;
+    bool printRules = false;
+    bool printScenarioKeys = false;
+    std::vector<std::string> program; // with its arguments
+};
+
+// Something that the user got wrong.
+class tcUsageError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A directory that is removed with everything in it.
+class tcTemporaryFolder {
+public:
+    tcTemporaryFolder() {
+        std::string name = (fs::temp_directory_path() / "virtual-head-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error(name + ": " + std::strerror(errno));
+        }
+        m_path = name;
+    }
+    tcTemporaryFolder(const tcTemporaryFolder&) = delete;
+    tcTemporaryFolder& operator=(const tcTemporaryFolder&) = delete;
+    ~tcTemporaryFolder() {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+    [[nodiscard]] const fs::path& path() const { return m_path; }
+
+private:
+    fs::path m_path;
+};
+
+// The head's library, wherever this program was linked to it.
+std::string libraryPath() {
+    auto* function = &sim::aVirtualHead;
+    void* address = nullptr;
+    static_assert(sizeof function == sizeof address);
+    std::memcpy(&address, &function, sizeof address);
+    Dl_info info{};
+    if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
+        throw std::runtime_error("the virtual head's library cannot be found");
+    }
+    return fs::canonical(info.dli_fname).string();
+}
+
+int collectSanitizer(dl_phdr_info* info, std::size_t, void* user) {
+    const std::string_view name = info->dlpi_name;
+    if (name.find("/libasan.so") != std::string_view::npos ||
+        name.find("/libtsan.so") != std::string_view::npos) {
+        static_cast<std::vector<std::string>*>(user)->emplace_back(name);
+    }
+    return 0;
+}
+
+// A sanitizer's runtime must be the first library of a program.
+std::string preloadList() {
+    std::vector<std::string> libraries;
+    dl_iterate_phdr(collectSanitizer, &libraries);
+    libraries.push_back(libraryPath());
+    if (const char* before = std::getenv("LD_PRELOAD"); before != nullptr && *before != '\0') {
+        libraries.emplace_back(before);
+    }
+    std::string list;
+    for (const std::string& library : libraries) {
+        list += (list.empty() ? "" : ":") + library;
+    }
+    return list;
+}
+
+// Links to everything in `from`, with the scenario's files in the place of those they replace.
+void layOut(const fs::path& from, const fs::path& to,
+            const std::vector<sim::tsReplacedFile>& replaced) {
+    fs::create_directory(to);
+    for (const fs::directory_entry& entry : fs::directory_iterator(from)) {
+        fs::create_symlink(fs::absolute(entry.path()), to / entry.path().filename());
+    }
+    for (const sim::tsReplacedFile& file : replaced) {
+        fs::remove(to / file.name);
+        fs::create_symlink(file.path, to / file.name);
+    }
+}
+
+volatile std::sig_atomic_t s_child = 0;
+
+void passOn(int number) {
+    if (s_child > 0) {
+        kill(static_cast<pid_t>(s_child), number);
+    }
+}
+
+// Ctrl-C reaches the program by itself; other wishes to end are passed on to it.
+void leaveSignalsToChild() {
+    struct sigaction action {};
+    action.sa_handler = passOn;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGQUIT, &action, nullptr);
+}
+
+void setVariable(const char* name, const std::string& value) {
+    if (value.empty()) {
+        unsetenv(name);
+    } else {
+        setenv(name, value.c_str(), 1);
+    }
+}
+
+// What the program's process is told, by environment variables.
+struct tsOrders {
+    std::string preload;
+    std::string scenario;
+    std::string time;
+    std::string log;
+    std::string report;
+    std::string verdict;
+};
+
+[[noreturn]] void becomeProgram(const std::vector<std::string>& program, const fs::path& folder,
+                                const tsOrders& orders, int errorChannel) {
+    using namespace sim::launch;
+    setVariable(kPreloaded, std::to_string(getpid()));
+    setVariable(kScenario, orders.scenario);
+    setVariable(kTime, orders.time);
+    setVariable(kLog, orders.log);
+    setVariable(kReport, orders.report);
+    setVariable(kVerdict, orders.verdict);
+    setVariable("LD_PRELOAD", orders.preload);
+    std::vector<std::string> words = program;
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    if (chdir(folder.c_str()) == 0) {
+        execvp(arguments[0], arguments.data());
+    }
+    const int error = errno;
+    if (write(errorChannel, &error, sizeof error) != sizeof error) {
+        std::cerr << "virtual-head: " << std::strerror(error) << std::endl;
+    }
+    _exit(kNotStarted);
+}
+
+// Starts the program. \return 0 or errno
+int startProgram(const std::vector<std::string>& program, const fs::path& folder,
+                 const tsOrders& orders, pid_t& child) {
+    std::array<int, 2> channel{};
+    if (pipe2(channel.data(), O_CLOEXEC) != 0) {
+        return errno;
+    }
+    child = fork();
+    if (child < 0) {
+        return errno;
+    }
+    if (child == 0) {
+        becomeProgram(program, folder, orders, channel[1]);
+    }
+    s_child = child;
+    leaveSignalsToChild();
+    close(channel[1]);
+    int error = 0;
+    const bool failed = read(channel[0], &error, sizeof error) == sizeof error;
+    close(channel[0]);
+    return failed ? error : 0;
+}
+
+int waitFor(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kKilledBase + WTERMSIG(status);
+}
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+unsigned long long violationsIn(const fs::path& verdict) {
+    std::ifstream file(verdict);
+    unsigned long long sum = 0;
+    for (unsigned long long count = 0; file >> count;) {
+        sum += count;
+    }
+    return sum;
+}
+
+void say(const std::string& where, const std::string& text) {
+    if (where.empty()) {
+        std::cerr << text << std::flush;
+    } else if (where == "-") {
+        std::cout << text << std::flush;
+    } else {
+        std::ofstream file(where);
+        if (!(file << text << std::flush)) {
+            throw std::runtime_error(where + ": cannot be written");
+        }
+    }
+}
+
+std::string absolute(const std::string& path) {
+    return path.empty() ? path : fs::absolute(path).string();
+}
+
+// The program as its process will find it after changing the folder.
+std::vector<std::string> resolved(std::vector<std::string> program) {
+    if (program.front().find('/') != std::string::npos) {
+        program.front() = fs::absolute(program.front()).string();
+    }
+    return program;
+}
+
+void startLog(const std::string& path) {
+    if (!path.empty() && !std::ofstream(path)) {
+        throw tcUsageError(path + ": cannot be written");
+    }
+}
+
+int run(const tsArguments& arguments) {
+    std::vector<sim::tsReplacedFile> replaced;
+    if (!arguments.scenario.empty()) {
+        try {
+            replaced = sim::replacedFiles(arguments.scenario);
+        } catch (const std::runtime_error& error) {
+            throw tcUsageError(error.what());
+        }
+    }
+    const tcTemporaryFolder temporary;
+    fs::path folder = arguments.workdir.empty() ? fs::current_path() : fs::path(arguments.workdir);
+    if (!fs::is_directory(folder)) {
+        throw tcUsageError(folder.string() + ": no such directory");
+    }
+    if (!replaced.empty()) {
+        layOut(folder, temporary.path() / "work", replaced);
+        folder = temporary.path() / "work";
+    }
+    startLog(arguments.log);
+    const tsOrders orders{preloadList(),
+                          absolute(arguments.scenario),
+                          arguments.time,
+                          absolute(arguments.log),
+                          (temporary.path() / "report").string(),
+                          (temporary.path() / "verdict").string()};
+    pid_t child = 0;
+    const int error = startProgram(resolved(arguments.program), folder, orders, child);
+    const int status = waitFor(child);
+    if (error != 0) {
+        std::cerr << "virtual-head: " << arguments.program.front() << ": " << std::strerror(error)
+                  << std::endl;
+        return kNotStarted;
+    }
+    std::string report = contentOf(temporary.path() / "report");
+    if (report.empty()) {
+        report = "what the virtual head saw\n  unknown: the program was killed, or did not load "
+                 "the head's library (is it\n  statically linked?)\n";
+    }
+    say(arguments.summary, report);
+    return status == 0 && violationsIn(temporary.path() / "verdict") != 0 ? kViolations : status;
+}
+
+void declare(CLI::App& app, tsArguments& arguments) {
+    app.add_option("--scenario", arguments.scenario, "INI file that says what is wrong");
+    app.add_option("--workdir", arguments.workdir, "the program's working directory");
+    app.add_option("--log", arguments.log, "file for every event, one a line");
+    app.add_option("--summary", arguments.summary,
+                   "file for the summary, - for standard output; default: standard error");
+    app.add_option("--time", arguments.time, "default: virtual")
+        ->check(CLI::IsMember({"virtual", "real"}));
+    app.add_flag("--print-registers", arguments.printRegisters, "print the register reference");
+    app.add_flag("--print-rules", arguments.printRules, "print the rules of the head");
+    app.add_flag("--print-scenario-keys", arguments.printScenarioKeys,
+                 "print the keys of a scenario");
+    app.footer("Usage: virtual-head [OPTIONS] -- PROGRAM [ARGUMENTS]\n"
+               "Exit status: the program's; 3 when that is 0 and a rule of the head was broken;\n"
+               "2 for wrong usage; 127 when the program cannot be started.");
+}
+
+bool print(const tsArguments& arguments) {
+    if (arguments.printRegisters) {
+        std::cout << sim::registersMarkdown();
+    }
+    if (arguments.printRules) {
+        std::cout << sim::rulesMarkdown();
+    }
+    if (arguments.printScenarioKeys) {
+        std::cout << sim::scenarioKeysMarkdown();
+    }
+    return arguments.printRegisters || arguments.printRules || arguments.printScenarioKeys;
+}
+
+} // namespace
+
+int main(int count, char** values) {
+    tsArguments arguments;
+    std::vector<char*> options;
+    int at = 0;
+    for (; at < count && std::string_view(values[at]) != "--"; ++at) {
+        options.push_back(values[at]);
+    }
+    for (++at; at < count; ++at) {
+        arguments.program.emplace_back(values[at]);
+    }
+    CLI::App app("Runs a program on the virtual camera head.", "virtual-head");
+    declare(app, arguments);
+    try {
+        app.parse(static_cast<int>(options.size()), options.data());
+        if (print(arguments)) {
+            return EXIT_SUCCESS;
+        }
+        if (arguments.program.empty()) {
+            throw tcUsageError("no program given; usage: virtual-head [OPTIONS] -- PROGRAM "
+                               "[ARGUMENTS]");
+        }
+        return run(arguments);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError;
+    } catch (const tcUsageError& error) {
+        std::cerr << "virtual-head: " << error.what() << std::endl;
+        return kUsageError;
+    } catch (const std::exception& error) {
+        std::cerr << "virtual-head: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+}
