@@ -1,0 +1,2 @@
+#define LEVEL optimized
+#include "tests/sim/access_forms.inc"

@@ -1,0 +1,2 @@
+#define LEVEL plain
+#include "tests/sim/access_forms.inc"

@@ -1,0 +1,140 @@
+// The I2C bus and the supply monitor on it.
+
+#include <cerrno>
+#include <gmock/gmock.h>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "sim/virtual_head.h"
+#include "tests/sim/head_user.h"
+
+namespace {
+
+using sim::teEventKind;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr auto kAdcKinds = teEventKind::adc | teEventKind::adcCommand;
+
+TEST(Adc, TheSuppliesReadThroughTheirDividers) {
+    const auto head = sim::aVirtualHead().build();
+    tcUser user;
+    user.powerUp();
+    EXPECT_THAT(head.lines(kAdcKinds),
+                ElementsAre("ADC-COMMAND 0x8C", "ADC 0 0xFFF", // the reference settles
+                            "ADC-COMMAND 0x8C", "ADC 0 0x7AE", // 1.2 V of 2.5 V
+                            "ADC-COMMAND 0xCC", "ADC 1 0xA8F", // 1.65 V
+                            "ADC-COMMAND 0xAC", "ADC 4 0xA8F"));
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Adc, AnotherVoltageIsAnotherReading) {
+    const auto head = sim::aVirtualHead()
+                          .withRail("VDD1.2", 1.0)
+                          .withRailOffset("VDD3.3AVDDH", -0.3)
+                          .withRail("VDD3.3SVDD", 6.0)
+                          .build();
+    tcUser user;
+    user.powerUp();
+    EXPECT_EQ(user.monitor.measure(0), 0x666); // 1.0 V
+    EXPECT_EQ(user.monitor.measure(1), 0x99A); // 1.5 V
+    EXPECT_EQ(user.monitor.measure(4), 0xFFF); // 3.0 V is above the reference
+    EXPECT_DOUBLE_EQ(head.rail("VDD3.3AVDDH"), 3.0);
+}
+
+TEST(Adc, SuppliesThatAreOffReadZero) {
+    const auto head = sim::aVirtualHead().build();
+    tcMonitor monitor;
+    monitor.measure(0);
+    usleep(5000);
+    EXPECT_EQ(monitor.measure(0), 0);
+    EXPECT_EQ(monitor.measure(1), 0);
+    EXPECT_DOUBLE_EQ(head.rail("VDD1.2"), 0.0);
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Adc, EveryChannelOfTheCommandByteIsAddressed) {
+    const auto head = sim::aVirtualHead().build();
+    tcMonitor monitor;
+    // C2 C1 C0 count the even channels first, then the odd ones.
+    for (const int command : {0x8C, 0x9C, 0xAC, 0xBC, 0xCC, 0xDC, 0xEC, 0xFC}) {
+        monitor.command(static_cast<std::uint8_t>(command));
+        monitor.convert();
+        usleep(5000);
+    }
+    std::vector<std::uint32_t> channels;
+    for (const sim::tsEvent& event : head.log(teEventKind::adc)) {
+        channels.push_back(event.address);
+    }
+    EXPECT_THAT(channels, ElementsAre(0, 2, 4, 6, 1, 3, 5, 7));
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Adc, ADifferentialConversionSubtractsTheNeighbour) {
+    const auto head = sim::aVirtualHead().build();
+    tcUser user;
+    user.powerUp();
+    user.monitor.command(0x0C); // +CH0 -CH1: 1.2 V - 1.65 V
+    EXPECT_EQ(user.monitor.convert(), 0);
+    user.monitor.command(0x4C); // +CH1 -CH0: 0.45 V
+    EXPECT_EQ(user.monitor.convert(), 0x2E1);
+}
+
+TEST(Adc, TransfersTakeTheirTimeOnTheBus) {
+    const auto head = sim::aVirtualHead().build();
+    tcMonitor monitor;
+    monitor.command(0x8C);
+    EXPECT_EQ(head.now(), 180us); // address and command, nine bits each at 100 kHz
+    monitor.convert();
+    EXPECT_EQ(head.now(), 450us); // address and two bytes
+}
+
+TEST(Adc, ACombinedTransferIsTheSame) {
+    const auto head = sim::aVirtualHead().build();
+    tcUser user;
+    user.powerUp();
+    std::uint8_t command = 0xCC;
+    std::uint8_t result[2] = {};
+    i2c_msg messages[2] = {{0x49, 0, 1, &command}, {0x49, I2C_M_RD, 2, result}};
+    i2c_rdwr_ioctl_data transfer{messages, 2};
+    EXPECT_EQ(ioctl(user.monitor.descriptor(), I2C_RDWR, &transfer), 2);
+    EXPECT_THAT(result, ElementsAre(0x0A, 0x8F));
+}
+
+TEST(Adc, NobodyAnswersAtAnotherAddress) {
+    const auto head = sim::aVirtualHead().build();
+    tcMonitor monitor;
+    ASSERT_EQ(ioctl(monitor.descriptor(), I2C_SLAVE, 0x48), 0);
+    EXPECT_EQ(monitor.command(0x8C), -ENXIO);
+    EXPECT_THAT(head.lines(kAdcKinds), ElementsAre("ADC-COMMAND 0x8C failed ENXIO"));
+    EXPECT_EQ(ioctl(monitor.descriptor(), I2C_SLAVE, 0x80), -1);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST(Adc, AMissingAdcDoesNotAnswer) {
+    const auto head = sim::aVirtualHead().withoutAdc().build();
+    tcMonitor monitor;
+    EXPECT_EQ(monitor.command(0x8C), -ENXIO);
+    EXPECT_EQ(monitor.convert(), -ENXIO);
+    EXPECT_THAT(head.lines(kAdcKinds),
+                ElementsAre("ADC-COMMAND 0x8C failed ENXIO", "ADC 0 failed ENXIO"));
+}
+
+TEST(Adc, AMissingBusCannotBeOpened) {
+    const auto head = sim::aVirtualHead().withoutI2cBus().build();
+    EXPECT_FALSE(openDevice("/dev/i2c-1").valid());
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(Adc, TheBusTellsWhatItCanDo) {
+    const auto head = sim::aVirtualHead().build();
+    tcMonitor monitor;
+    unsigned long functions = 0;
+    ASSERT_EQ(ioctl(monitor.descriptor(), I2C_FUNCS, &functions), 0);
+    EXPECT_EQ(functions, 1U); // plain I2C
+}
+
+} // namespace
