@@ -1,0 +1,78 @@
+#include "common/ini.h"
+
+#include <cmath>
+#include <limits>
+
+#include <INIReader.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+class Ini : public testing::Test {
+protected:
+    unsigned int unsignedOf(const std::string& value) {
+        m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
+        return readUnsigned(INIReader("test.ini"), "Settings", "Key", 77);
+    }
+    float floatOf(const std::string& value) {
+        m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
+        return readFloat(INIReader("test.ini"), "Settings", "Key", 7.7F);
+    }
+
+private:
+    tcTemporaryDirectory m_directory;
+};
+
+TEST_F(Ini, UnsignedNumbersAreDecimalOrHexadecimal) {
+    EXPECT_EQ(unsignedOf("0"), 0U);
+    EXPECT_EQ(unsignedOf("1497"), 1497U);
+    EXPECT_EQ(unsignedOf("0x5D9"), 1497U);
+    EXPECT_EQ(unsignedOf("0X5d9"), 1497U);
+}
+
+TEST_F(Ini, UnsignedNumbersReachAll32Bits) {
+    EXPECT_EQ(unsignedOf("0x7FFFFFFF"), 0x7FFFFFFFU);
+    EXPECT_EQ(unsignedOf("0x80000000"), 0x80000000U);
+    EXPECT_EQ(unsignedOf("0xFFFFFFFF"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("4294967295"), 4294967295U);
+}
+
+TEST_F(Ini, UnsignedNumbersEndWhereTheirDigitsDo) {
+    EXPECT_EQ(unsignedOf("12 lanes"), 12U);
+    EXPECT_EQ(unsignedOf("12.9"), 12U);
+}
+
+TEST_F(Ini, WhatIsNoUnsignedNumberGivesTheDefault) {
+    EXPECT_EQ(unsignedOf(""), 77U);
+    EXPECT_EQ(unsignedOf("lanes"), 77U);
+    EXPECT_EQ(readUnsigned(INIReader("missing.ini"), "Settings", "Key", 0xFFFFFFFF), 0xFFFFFFFFU);
+    unsignedOf("1");
+    EXPECT_EQ(readUnsigned(INIReader("test.ini"), "Settings", "Other", 3), 3U);
+    EXPECT_EQ(readUnsigned(INIReader("test.ini"), "Other", "Key", 4), 4U);
+}
+
+TEST_F(Ini, FloatsAreSinglePrecision) {
+    EXPECT_EQ(floatOf("3.4"), 3.4F);
+    EXPECT_EQ(floatOf("1.15"), 1.15F);
+    EXPECT_EQ(floatOf("-2"), -2.0F);
+    EXPECT_EQ(floatOf("0"), 0.0F);
+    EXPECT_EQ(floatOf("33e-1"), 3.3F);
+}
+
+TEST_F(Ini, FloatsBeyondSinglePrecisionAreEndless) {
+    EXPECT_EQ(floatOf("1e300"), std::numeric_limits<float>::infinity());
+    EXPECT_EQ(floatOf("-1e300"), -std::numeric_limits<float>::infinity());
+    EXPECT_EQ(floatOf("inf"), std::numeric_limits<float>::infinity());
+    EXPECT_EQ(floatOf("1e-300"), 0.0F);
+    EXPECT_TRUE(std::isnan(floatOf("nan")));
+}
+
+TEST_F(Ini, WhatIsNoFloatGivesTheDefault) {
+    EXPECT_EQ(floatOf(""), 7.7F);
+    EXPECT_EQ(floatOf("volts"), 7.7F);
+    EXPECT_EQ(readFloat(INIReader("missing.ini"), "Settings", "Key", 1.3F), 1.3F);
+}
+
+} // namespace

@@ -1,0 +1,65 @@
+#include "tests/sensor/lock_spy.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <varnox/mutex.h>
+#include <varnox/spi_device.h>
+
+namespace {
+
+void call(const std::function<void()>& spy) {
+    if (spy) {
+        spy();
+    }
+}
+
+/// The definition that this program's own stands before.
+template<class Function>
+Function next(const char* name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+tsLockSpy& lockSpy() {
+    static tsLockSpy spy;
+    return spy;
+}
+
+bool& keepsItsLocks() {
+    thread_local bool keeps = false;
+    return keeps;
+}
+
+int tcMutex::lock() {
+    static const auto real = next<int (*)(tcMutex*)>("_ZN7tcMutex4lockEv");
+    const int result = real(this);
+    call(lockSpy().afterLock);
+    return result;
+}
+
+int tcMutex::unlock() {
+    static const auto real = next<int (*)(tcMutex*)>("_ZN7tcMutex6unlockEv");
+    if (keepsItsLocks()) {
+        return 0;
+    }
+    call(lockSpy().beforeUnlock);
+    return real(this);
+}
+
+int tcSPIDevice::write(const void* bytes, std::size_t count) {
+    // The mangled name ends in the type that std::size_t is on the target.
+    constexpr const char* kName =
+        sizeof(std::size_t) == 8 ? "_ZN11tcSPIDevice5writeEPKvm" : "_ZN11tcSPIDevice5writeEPKvj";
+    static const auto real = next<int (*)(tcSPIDevice*, const void*, std::size_t)>(kName);
+    call(lockSpy().beforeWrite);
+    return real(this, bytes, count);
+}
+
+extern "C" __attribute__((visibility("default"))) int
+pthread_mutex_consistent(pthread_mutex_t* mutex) noexcept {
+    static const auto real = next<int (*)(pthread_mutex_t*)>("pthread_mutex_consistent");
+    call(lockSpy().onConsistent);
+    return lockSpy().consistentResult != 0 ? lockSpy().consistentResult : real(mutex);
+}
