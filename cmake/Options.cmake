@@ -37,6 +37,8 @@ target_include_directories(head_options INTERFACE ${CMAKE_SOURCE_DIR})
 if(HEAD_SANITIZE)
   add_compile_options(-fsanitize=${HEAD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${HEAD_SANITIZE})
+  # GCC takes members of the standard library for uninitialized once they are instrumented.
+  add_compile_options(-Wno-maybe-uninitialized)
   if(HEAD_SANITIZE MATCHES undefined)
     add_compile_options(-fsanitize=float-cast-overflow)
   endif()
