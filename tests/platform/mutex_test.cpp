@@ -34,6 +34,9 @@ TEST_P(AnyMutex, LocksAndUnlocks) {
 }
 
 TEST_P(AnyMutex, RefusesToBeUnlockedByWhoDoesNotHoldIt) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "thread sanitizer takes the attempt itself for an error";
+#endif
     tcMutex mutex(GetParam());
     EXPECT_EQ(mutex.unlock(), EPERM);
     ASSERT_EQ(mutex.lock(), 0);

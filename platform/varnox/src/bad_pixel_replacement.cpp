@@ -36,7 +36,8 @@ bool isInside(const Varnox::ROI& roi, const Varnox::ROI& frame) {
            end(roi.y, roi.height) <= end(frame.y, frame.height);
 }
 
-/// \return the file's text, or nothing when `name` does not name a readable file
+/// \return the file's text, up to a block more than a map may have, or nothing when `name` does not
+/// name a readable file
 std::optional<std::string> readFile(const std::string& name) {
     if (name.find('\0') != std::string::npos)
         return std::nullopt;
@@ -116,6 +117,11 @@ bool tcBadPixelReplacement::setData(const std::string& data) {
     if (!usable("setData"))
         return false;
     const std::optional<std::string> file = readFile(data);
+    if (file && file->size() > kMapFileMax) {
+        reportMapError(data,
+                       {1, "the file is longer than " + std::to_string(kMapFileMax) + " bytes"});
+        return false;
+    }
     const auto map = parseBadPixelMap(file ? *file : data, m_fullFrame);
     if (const auto* error = std::get_if<tsBadPixelMapError>(&map)) {
         reportMapError(file ? data : "text (no readable file of that name)", *error);
@@ -158,9 +164,8 @@ void tcBadPixelReplacement::dumpRegisters() const {
         std::cout << title + ": the core is not there\n";
         return;
     }
-    std::cout << title + ": revision " +
-                     std::to_string(m_control.read(coreIdentity::kRevisionWord)) + ", control " +
-                     hexText(m_control.read(kControlWord)) + ", status " +
+    std::cout << title + ": revision " + hexText(m_control.read(coreIdentity::kRevisionWord)) +
+                     ", control " + hexText(m_control.read(kControlWord)) + ", status " +
                      hexText(m_control.read(kStatusWord)) + ", origin " +
                      hexText(m_control.read(kRoiOriginWord)) + ", size " +
                      hexText(m_control.read(kRoiSizeWord)) + ", buffer " +

@@ -89,9 +89,8 @@ void tcPwm::dumpRegisters() const {
         std::cout << m_title + ": the core is not there\n";
         return;
     }
-    std::cout << m_title + ": revision " +
-                     std::to_string(m_registers.read(coreIdentity::kRevisionWord)) + ", control " +
-                     hexText(m_registers.read(kControlWord)) + ", period " +
+    std::cout << m_title + ": revision " + hexText(m_registers.read(coreIdentity::kRevisionWord)) +
+                     ", control " + hexText(m_registers.read(kControlWord)) + ", period " +
                      std::to_string(m_registers.read(kPeriodWord)) + " clocks, pulse " +
                      std::to_string(m_registers.read(kDutyWord)) + " clocks\n";
 }
