@@ -2,6 +2,8 @@
 /// Text and register-file access to the bad-pixel replacement.
 #pragma once
 
+#include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,7 +32,8 @@ public:
     tcBadPixelHandler(tcSensorBoard* board, tcAbstractHandler* next, Core& core)
         : tcAbstractHandler(board, next), m_core(&core) {}
 
-    /// Serves word writes to the two words and marks them as handled.
+    /// Serves word writes to the two words and marks them as handled, with status 0x8FFF when the
+    /// core throws.
     void update(tsUpdate& update) override {
         if (update.kind != kUpdateWordWrite) {
             return;
@@ -38,7 +41,9 @@ public:
         const std::optional<teOp> op = servedBy(update.address);
         if (op) {
             int value = update.value != 0 ? 1 : 0;
-            operate(*op, value);
+            if (operate(*op, value) != eSuccess) {
+                update.status = kUpdateFailed;
+            }
             update.handled = true;
         }
     }
@@ -71,8 +76,21 @@ public:
     /// Does the work for commands and register-file words.
     /// \param op    a `teOp`; others do nothing
     /// \param value what to set, or what was asked for
-    /// \return 0
+    /// \return 0; 6 when the core throws
     virtual int operate(int op, int& value) {
+        try {
+            callCore(op, value);
+            return eSuccess;
+        } catch (const std::exception&) {
+            return eLinkFailure;
+        }
+    }
+
+private:
+    static constexpr int kNoArgument = 2;
+    static constexpr int kNotANumber = 3;
+
+    void callCore(int op, int& value) {
         switch (op) {
         case eGetMapState:
             value = m_core->mapState() ? 1 : 0;
@@ -89,12 +107,7 @@ public:
         default:
             break;
         }
-        return eSuccess;
     }
-
-private:
-    static constexpr int kNoArgument = 2;
-    static constexpr int kNotANumber = 3;
 
     static std::optional<teOp> meantBy(std::string_view command) {
         if (command == "SBPR") {

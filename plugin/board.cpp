@@ -82,4 +82,10 @@ bool tc3U5MGXSSensorBoard::enablePulses(bool enable) {
     return guarded([this, enable] { m_fpga.pwm.enableCore(enable); });
 }
 
+bool tc3U5MGXSSensorBoard::resetPipeline(bool hold) {
+    bool done = false;
+    guarded([this, hold, &done] { done = m_fpga.resetPipeline(hold); });
+    return done;
+}
+
 } // namespace Varnox

@@ -66,7 +66,7 @@ public:
                       std::map<std::string, tcAbstractHandler*>* handlers) override;
 
     /// Holds the FPGA pipeline in reset.
-    /// \return 1, the success of the FPGA object
+    /// \return 1, the success of the FPGA object; 0 when a core throws
     int resetFpga() override;
 
     int GetCameraInfo(tsCameraInfo& info) override;
@@ -80,9 +80,9 @@ public:
     int getClockSetting(int& index) override;
 
     /// Brings the head from power-off to a running link, with the settings of "3u5mgxs_config.ini".
+    /// Whatever is thrown on the way, a host's status listener included, ends here.
     /// \return 0, or the first of: the sensor's power-up code (6 when it throws), the FPGA's mask
-    /// of
-    ///         cores that are not ready, the link's code
+    ///         of cores that are not ready (6 when it throws), the link's code
     int initialize() override;
 
     /// \param microseconds limited to what the frame interval allows
@@ -115,7 +115,7 @@ public:
     int setShutterMode(teShutterMode mode) override; ///< always 7: the shutter is global
     int getShutterMode() override;                   ///< always 1
 
-    /// \return 0; 4 for another mode than 0, 2 and 3
+    /// \return 0; 4 for another mode than 0, 2 and 3; 6 when the pixel shifter throws
     int setBPP(teBPPMode mode) override;
     int setColor(bool color) override;
     /// \return 0; 3 for another pattern than 0, 1, 16 and 17
@@ -193,6 +193,8 @@ private:
     /// \return whether they went through
     bool guarded(const std::function<void()>& calls);
     bool enablePulses(bool enable);
+    bool resetPipeline(bool hold);
+    void reportFailure(const char* text) noexcept;
 
     // Steps of initialize, and of the clock setting where it does the same.
     int bringUp();

@@ -4,6 +4,8 @@
 #include <exception>
 #include <iostream>
 
+#include <cxxabi.h>
+
 #include <INIReader.h>
 #include <varnox/register_file.h>
 
@@ -45,9 +47,22 @@ int readInt(const INIReader& settings, const char* key, int fallback) {
 int tc3U5MGXSSensorBoard::initialize() {
     try {
         return bringUp();
+    } catch (const abi::__forced_unwind&) {
+        throw; // no failure: the host ends this thread, and that cannot be stopped
     } catch (const std::exception& exception) {
-        updateStatusFMT(eStatusError, "%s", exception.what());
-        return eLinkFailure;
+        reportFailure(exception.what());
+    } catch (...) {
+        reportFailure("unknown exception");
+    }
+    return eLinkFailure;
+}
+
+/// For failures of any origin: when it was the host's listener that threw, nobody is left to tell.
+void tc3U5MGXSSensorBoard::reportFailure(const char* text) noexcept {
+    try {
+        updateStatusFMT(eStatusError, "%s", text);
+    } catch (...) {
+        return;
     }
 }
 
@@ -70,7 +85,7 @@ int tc3U5MGXSSensorBoard::bringUp() {
     }
     setBPP(eBPP12);
     publishState();
-    m_fpga.dumpRegisters();
+    guarded([this] { m_fpga.dumpRegisters(); });
     return link;
 }
 
@@ -132,9 +147,11 @@ int tc3U5MGXSSensorBoard::trainLink() {
 }
 
 void tc3U5MGXSSensorBoard::loadBadPixelMap(const ROI& roi) {
-    m_fpga.badPixelReplacement.setData("bad_pixel_map.txt");
-    m_fpga.badPixelReplacement.setRoi(roi);
-    m_fpga.badPixelReplacement.setColor(false);
+    guarded([this, &roi] {
+        m_fpga.badPixelReplacement.setData("bad_pixel_map.txt");
+        m_fpga.badPixelReplacement.setRoi(roi);
+        m_fpga.badPixelReplacement.setColor(false);
+    });
 }
 
 void tc3U5MGXSSensorBoard::publishState() {
@@ -150,7 +167,7 @@ int tc3U5MGXSSensorBoard::start() {
     if (validate() != 0) {
         return eValidationFailed;
     }
-    if (isCapturing() || !m_fpga.resetPipeline(false)) {
+    if (isCapturing() || !resetPipeline(false)) {
         // Hosts look for this text in both cases.
         print(std::cout, "Error starting capture (failed to get all channels synced)\n");
         return eLinkFailure;
@@ -175,14 +192,14 @@ int tc3U5MGXSSensorBoard::stop() {
         pauseFor(frame);
     }
     enablePulses(false);
-    m_fpga.resetPipeline(true);
+    resetPipeline(true);
     m_capturing = false;
     updateStatus(eStatusCaptureEnded, "Ending capture...");
     return eSuccess;
 }
 
 int tc3U5MGXSSensorBoard::resetFpga() {
-    return m_fpga.resetPipeline(true) ? 1 : 0;
+    return resetPipeline(true) ? 1 : 0;
 }
 
 int tc3U5MGXSSensorBoard::validate() {
@@ -201,7 +218,7 @@ int tc3U5MGXSSensorBoard::setClockSetting(int index) {
         return eCaptureInProgress;
     }
     updateStatus(eStatusProgress, "Changing clock settings");
-    m_fpga.resetPipeline(true);
+    resetPipeline(true);
     m_fpga.frameCtrl.enableCore(false);
     const int clock = m_fpga.setMClk(static_cast<tc3U5MGXSFpga::teMClkSpeed>(index));
 

@@ -48,14 +48,16 @@ int tc3U5MGXSSensorBoard::setBPP(teBPPMode mode) {
     if (wanted == nullptr) {
         return eValidationFailed;
     }
-    m_fpga.pixelShift.setShift(wanted->direction, wanted->amount);
+    if (!guarded([&] { m_fpga.pixelShift.setShift(wanted->direction, wanted->amount); })) {
+        return eLinkFailure;
+    }
     pipeline().setPixelPacking(wanted->packing);
     return eSuccess;
 }
 
 int tc3U5MGXSSensorBoard::setColor(bool color) {
     updateStatusFMT("setColor: %d", color ? 1 : 0);
-    m_fpga.badPixelReplacement.setColor(color);
+    guarded([this, color] { m_fpga.badPixelReplacement.setColor(color); });
     return eSuccess;
 }
 

@@ -62,16 +62,18 @@ ROI tc3U5MGXSSensorBoard::getROI() {
     return m_roi;
 }
 
-/// Regions in use, never more than the base has slots for.
+/// Regions in use, never more than the sensor has areas and never beyond the table, whose length
+/// and number are the host's.
 std::size_t tc3U5MGXSSensorBoard::activeRegions() const {
-    return std::min(regions.size(), static_cast<std::size_t>(std::max(numberOfRegions, 0)));
+    const std::size_t slots = std::min<std::size_t>(regions.size(), sensorArray::kAreas);
+    return std::min(slots, static_cast<std::size_t>(std::max(numberOfRegions, 0)));
 }
 
 ROI tc3U5MGXSSensorBoard::getImageROI() {
     if (numberOfRegions == 1) {
         return getROI();
     }
-    ROI image = regions.front();
+    ROI image = regions.empty() ? ROI{} : regions.front();
     image.height = 0;
     for (std::size_t area = 0; area < activeRegions(); ++area) {
         image.y = std::min(image.y, regions[area].y);

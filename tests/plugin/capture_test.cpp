@@ -45,7 +45,7 @@ TEST_F(Capture, StartFreeRunningLetsAFirstFramePassBeforeStreaming) {
     makeReadyBoard();
     int result = -1;
     EXPECT_EQ(seen([&] { result = board().start(); }), text({
-                                                           pipelineReleased(0, 1),
+                                                           pipelineReleased(0x80000000, 1),
                                                            spi(0x10, 4),
                                                            slept(200),
                                                            load(0xFF211000, 0x00000001),
@@ -65,7 +65,7 @@ TEST_F(Capture, StartUnderAnExternalTriggerDoesNotPulse) {
     int result = -1;
     EXPECT_EQ(seen([&] { result = board().start(); }),
               text({
-                  pipelineReleased(0, 1),
+                  pipelineReleased(0x80000000, 1),
                   spi(0x10, 0x303), // frame-control mode 3 stays
                   status(0, "Starting capture..."),
               }));
@@ -111,12 +111,12 @@ TEST_F(Capture, StartWithInvalidSettingsReturnsFourAndTouchesNothing) {
 }
 
 TEST_F(Capture, StartWithoutPulseGeneratorReportsAndGoesOn) {
-    useHead(aQuickHead().withSilentCore(sim::teCore::pwm));
+    useHead(aQuickHead().withSilentCore(sim::teCore::pwm).withQuietViolations());
     makeBoard();
     EXPECT_EQ(seen([&] { EXPECT_EQ(board().start(), 0); },
                    sim::teEventKind::note | sim::teEventKind::sleep),
               text({
-                  complained("tcPixelShift at 0xFF217000: reset: the core is not there\n"),
+                  complained("tcBadPixelReplacement at 0xFF215000: reset: the core is not there\n"),
                   slept(200),
                   status(4, "tcPwm at 0xFF211000: enableCore: the core is not there"),
                   slept(8000),
@@ -161,7 +161,7 @@ TEST_F(Capture, StopWithoutStartDoesTheSame) {
                                                           slept(45000),
                                                           load(0xFF211000, 0x00000001),
                                                           store(0xFF211000, 0x00000001),
-                                                          pipelineHeld(0, 1),
+                                                          pipelineHeld(0x80000000, 1),
                                                           status(1, "Ending capture..."),
                                                       }));
     EXPECT_EQ(result, 0);
@@ -182,7 +182,7 @@ TEST_F(Capture, StopWithAnIntervalOfZeroDoesNotSleep) {
                                                                spi(0x10, 0),
                                                                load(0xFF211000, 0x00000001),
                                                                store(0xFF211000, 0x00000001),
-                                                               pipelineHeld(0, 1),
+                                                               pipelineHeld(0x80000000, 1),
                                                                status(1, "Ending capture..."),
                                                            }));
 }
@@ -202,7 +202,7 @@ TEST_F(Capture, StopUnderAnExternalTriggerKeepsItsFrameControlMode) {
 }
 
 TEST_F(Capture, StopWithoutPulseGeneratorReportsAndReturnsZero) {
-    useHead(aQuickHead().withSilentCore(sim::teCore::pwm));
+    useHead(aQuickHead().withSilentCore(sim::teCore::pwm).withQuietViolations());
     makeBoard();
     EXPECT_EQ(board().stop(), 0);
     EXPECT_THAT(
@@ -215,7 +215,7 @@ TEST_F(Capture, StopWithoutPulseGeneratorReportsAndReturnsZero) {
 TEST_F(Capture, ResetFpgaHoldsThePipelineAndReturnsOne) {
     makeReadyBoard();
     int result = -1;
-    EXPECT_EQ(seen([&] { result = board().resetFpga(); }), text({pipelineHeld(0, 1)}));
+    EXPECT_EQ(seen([&] { result = board().resetFpga(); }), text({pipelineHeld(0x80000000, 1)}));
     EXPECT_EQ(result, 1);
 }
 

@@ -33,8 +33,8 @@ TEST_F(Features, DepthTwoShiftsToTheLeftByFourThenPacksEightBits) {
     EXPECT_EQ(seen([&] { result = board().setBPP(static_cast<teBPPMode>(2)); }),
               text({
                   status(6, "setBPP: 2"),
-                  load(0xFF217000, 0),
-                  store(0xFF217000, 0x14),
+                  load(0xFF217000, 0x80000000), // held, as before a capture
+                  store(0xFF217000, 0x80000014),
                   packing(1),
               }));
     EXPECT_EQ(result, 0);
@@ -46,8 +46,8 @@ TEST_F(Features, DepthThreeShiftsToTheLeftByFourThenPacksSixteenBits) {
     EXPECT_EQ(seen([&] { result = board().setBPP(static_cast<teBPPMode>(3)); }),
               text({
                   status(6, "setBPP: 3"),
-                  load(0xFF217000, 0),
-                  store(0xFF217000, 0x14),
+                  load(0xFF217000, 0x80000000), // held, as before a capture
+                  store(0xFF217000, 0x80000014),
                   packing(3),
               }));
     EXPECT_EQ(result, 0);

@@ -58,10 +58,10 @@ TEST_F(PeekPoke, PokeBeyondTheRegistersShowsTheValueThenTheRefusal) {
 
 TEST_F(PeekPoke, PokeOfANegativeRegisterLosesItsUpperBits) {
     makeReadyBoard();
-    EXPECT_EQ(seen([&] { EXPECT_EQ(board().poke(-65520, 0x12), 0); }), // 0xFFFF0010
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().poke(-65470, 0x12), 0); }), // 0xFFFF0042
               text({
-                  status(6, "Poke: Register 0xFFFF0010: Value: 0x0012"),
-                  spi(0x10, 0x12),
+                  status(6, "Poke: Register 0xFFFF0042: Value: 0x0012"),
+                  spi(0x42, 0x12),
               }));
     EXPECT_EQ(seen([&] { EXPECT_EQ(board().poke(std::numeric_limits<int>::min(), 1), 0); }),
               text({

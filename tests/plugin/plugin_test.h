@@ -12,6 +12,10 @@
 
 using tsTrace = std::vector<std::string>;
 
+/// For what the hardware does not stand, and the board does all the same.
+inline constexpr sim::tcKinds kWithoutViolations =
+    sim::kHardwareEvents | sim::teEventKind::sleep | sim::teEventKind::note;
+
 /// \name One line of a trace
 /// @{
 std::string spi(std::uint32_t address, std::uint32_t value); ///< one sensor register write
