@@ -77,6 +77,9 @@ std::unique_ptr<Varnox::tcSensorBoard> tcPlugin::makeBoard(const std::string& de
         // Copied: the exception's type lives in the plug-in.
         throw tcFatalError(teExit::eBoard,
                            where + exception.what() + ". Check the device given with --spi.");
+    } catch (...) {
+        throw tcFatalError(teExit::eBoard, where + "it threw something that is no std::exception" +
+                                               ". Check the device given with --spi.");
     }
     if (!board)
         throw tcFatalError(teExit::eBoard,

@@ -1,0 +1,53 @@
+/// \file
+/// An executor on a board without hardware.
+#pragma once
+
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "apps/camhost/executor.h"
+#include "tests/apps/fake_board.h"
+
+/// Carries out lines on a fake board. What board and log print goes nowhere.
+class CamhostTest : public testing::Test {
+protected:
+    explicit CamhostTest(const std::string& device = "x") {
+        testing::internal::CaptureStdout();
+        head = std::make_unique<camhost::tcHead>(42, std::make_unique<tcFakeBoard>(device), output);
+        executor = std::make_unique<camhost::tcExecutor>(*head, table, output);
+    }
+    ~CamhostTest() override {
+        head.reset();
+        const std::string printed = testing::internal::GetCapturedStdout();
+        if (HasFailure())
+            std::cout << printed; // the failures are in it
+    }
+
+    /// \return the reply's text; a failure where it is none
+    std::string reply(const std::string& line) {
+        const camhost::tsReply got = run(line);
+        EXPECT_TRUE(got.ok()) << line << ": " << got.text;
+        return got.text;
+    }
+
+    /// \return the text of the refusal; a failure where it is none
+    std::string refusal(const std::string& line) {
+        const camhost::tsReply got = run(line);
+        EXPECT_FALSE(got.ok()) << line << ": " << got.text;
+        return got.text;
+    }
+
+    camhost::tsReply run(const std::string& line) {
+        return executor->execute(line, [this](const std::string& text) { lines.push_back(text); });
+    }
+
+    camhost::tcOutput output;
+    camhost::tcCommandTable table = camhost::makeCommandTable();
+    std::unique_ptr<camhost::tcHead> head;
+    std::unique_ptr<camhost::tcExecutor> executor;
+    std::vector<std::string> lines; ///< that came before a reply
+};

@@ -1,0 +1,234 @@
+#include <gmock/gmock.h>
+
+#include "tests/apps/process.h"
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// \return the arguments behind those that load the fake plug-in
+std::vector<std::string> onFakePlugin(std::vector<std::string> arguments,
+                                      const std::string& device = "x") {
+    arguments.insert(arguments.begin(), {"--plugin", FAKE_PLUGIN, "--spi", device});
+    return arguments;
+}
+
+const std::string kServed =
+    std::string("camhost: ") + FAKE_PLUGIN + " serves sensor type 42; keywords: CLKS FAKE FAKE2\n";
+const std::string kDeleted = "fake: board deleted\n";
+
+} // namespace
+
+TEST(Program, LoadsAnyPluginAndCarriesOutCommands) {
+    const tsFinished run =
+        runCamhost(onFakePlugin({"-c", "init", "-c", "exposure 20004", "-c", "CLKS"}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, StartsWith(kServed + "[6] Fake head powers up on x\n"
+                                              "fake: initialize\n"
+                                              "init: result 0: success\n"
+                                              "exposure: asked 20004 us, applied 20000 us (result "
+                                              "0: success)\n"
+                                              "<ack ^1>\n"));
+    EXPECT_THAT(run.out, EndsWith(kDeleted));
+    EXPECT_EQ(run.err, "");
+}
+
+TEST(Program, SendsTheBoardsLogToAFileAndOnlyRepliesToStandardOutput) {
+    const tcFolder folder;
+    const std::string log = folder.path() + "/log";
+    const tsFinished run = runCamhost(onFakePlugin({"--log", log, "-c", "init", "-c", "exposure"}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "init: result 0: success\nexposure 30000 us\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(folder.read("log"),
+                StartsWith(kServed + "[6] Fake head powers up on x\nfake: initialize\n"));
+    EXPECT_THAT(folder.read("log"), EndsWith(kDeleted));
+}
+
+TEST(Program, SendsTheLogToStandardError) {
+    const tsFinished run = runCamhost(onFakePlugin({"--log", "-", "-c", "exposure"}));
+    EXPECT_EQ(run.out, "exposure 30000 us\n");
+    EXPECT_THAT(run.err, StartsWith(kServed));
+}
+
+TEST(Program, EndsWithTwoWhenTheCommandLineIsNotUnderstood) {
+    EXPECT_EQ(runCamhost({}).status, 2);
+    EXPECT_EQ(runCamhost({"--plugin", FAKE_PLUGIN}).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--nonsense"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"one script", "and another"})).status, 2);
+    EXPECT_THAT(runCamhost({"--plugin", FAKE_PLUGIN}).err, HasSubstr("--spi is required"));
+}
+
+TEST(Program, EndsWithTwoWhenTheWorkingDirectoryIsMissing) {
+    const tsFinished run = runCamhost(onFakePlugin({"--workdir", "/no/such/folder", "-c", "init"}));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "camhost: working directory /no/such/folder not entered: No such file or "
+                       "directory. Give an existing folder with --workdir.\n");
+}
+
+TEST(Program, EndsWithTwoWhenTheLogCannotBeWritten) {
+    const tsFinished run = runCamhost(onFakePlugin({"--log", "/no/such/folder/log", "-c", "init"}));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "camhost: log file \"/no/such/folder/log\" cannot be written: No such file "
+                       "or directory. Name another one with --log.\n");
+}
+
+TEST(Program, EndsWithThreeWhenThePluginIsMissing) {
+    const tsFinished run =
+        runCamhost({"--plugin", "/no/such/plugin.so", "--spi", "x", "-c", "init"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.err,
+              "camhost: plug-in /no/such/plugin.so not loaded: there is no such file. Give "
+              "the plug-in's file with --plugin.\n");
+}
+
+TEST(Program, EndsWithThreeWhenThePluginIsAFolder) {
+    const tcFolder folder;
+    const tsFinished run = runCamhost({"--plugin", folder.path(), "--spi", "x", "-c", "init"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.err, "camhost: plug-in " + folder.path() +
+                           " not loaded: it is a folder. Give the plug-in's file in it with "
+                           "--plugin.\n");
+}
+
+TEST(Program, EndsWithThreeWhenThePluginIsNoLibrary) {
+    const tcFolder folder;
+    const std::string file = folder.file("plugin.so", "text");
+    const tsFinished run = runCamhost({"--plugin", file, "--spi", "x", "-c", "init"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, StartsWith("camhost: plug-in " + file + " not loaded: " + file + ": "));
+    EXPECT_THAT(run.err, EndsWith(". It must be a shared library for this machine, built against "
+                                  "this host's libraries.\n"));
+}
+
+TEST(Program, EndsWithThreeWhenAFunctionIsMissing) {
+    const tsFinished run = runCamhost({"--plugin", HALF_PLUGIN, "--spi", "x", "-c", "init"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, StartsWith(std::string("camhost: plug-in ") + HALF_PLUGIN +
+                                    " not loaded: it has no function \"makeSensor\" ("));
+    EXPECT_THAT(run.err, EndsWith("). Give a sensor-board plug-in with --plugin.\n"));
+}
+
+TEST(Program, EndsWithFourWhenThereIsNoBoard) {
+    const std::string prefix = std::string("camhost: board for \"");
+    const auto error = [](const std::string& device, const std::string& reason) {
+        return "camhost: board for \"" + device + "\" not constructed by " + FAKE_PLUGIN + ": " +
+               reason + ". Check the device given with --spi.\n";
+    };
+    const tsFinished thrown = runCamhost(onFakePlugin({"-c", "init"}, "throw"));
+    EXPECT_EQ(thrown.status, 4);
+    EXPECT_EQ(thrown.err, error("throw", "no head there"));
+    const tsFinished number = runCamhost(onFakePlugin({"-c", "init"}, "throw a number"));
+    EXPECT_EQ(number.status, 4);
+    EXPECT_EQ(number.err, error("throw a number", "it threw something that is no std::exception"));
+    const tsFinished none = runCamhost(onFakePlugin({"-c", "init"}, "null"));
+    EXPECT_EQ(none.status, 4);
+    EXPECT_EQ(none.err, error("null", "it returned none"));
+}
+
+TEST(Program, EndsWithFiveWhenInitializationFails) {
+    const tsFinished run = runCamhost(onFakePlugin({"-c", "init", "-c", "status"}, "init=-4"));
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(run.err, "camhost: command line: init failed, result -4: a code of the board's lower "
+                       "layers; see the board's lines above\n");
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("capturing")));
+}
+
+TEST(Program, EndsWithSixAtTheFirstCommandThatFails) {
+    const tsFinished run = runCamhost(onFakePlugin({"-c", "exposure x", "-c", "status"}));
+    EXPECT_EQ(run.status, 6);
+    EXPECT_THAT(run.err, StartsWith("camhost: command line: exposure: MICROSECONDS \"x\""));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("capturing")));
+}
+
+TEST(Program, GoesOnWhenToldToAndStillTellsTheFirstFailure) {
+    const tsFinished run = runCamhost(onFakePlugin(
+        {"--keep-going", "-c", "exposure x", "-c", "init", "-c", "exposure"}, "init=6"));
+    EXPECT_EQ(run.status, 6);
+    EXPECT_THAT(run.out, HasSubstr("exposure 30000 us\n"));
+    EXPECT_THAT(run.err, HasSubstr("camhost: command line: init failed, result 6"));
+}
+
+TEST(Program, CarriesOutAScript) {
+    const tcFolder folder;
+    const std::string script = folder.file("demo", "# a script\n"
+                                                   "exposure 500   # short\n"
+                                                   "\n"
+                                                   "exposure\n"
+                                                   "FAKE a b");
+    const tsFinished run = runCamhost(onFakePlugin({"--log", "/dev/null", "-c", "init", script}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "init: result 0: success\n"
+                       "exposure: asked 500 us, applied 500 us (result 0: success)\n"
+                       "exposure 500 us\n"
+                       "<ack>\n");
+}
+
+TEST(Program, EchoesCommandsWhenToldTo) {
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--log", "/dev/null", "--echo", "-"}), "exposure\n\nquit\nroi\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "> exposure\nexposure 30000 us\n> quit\n");
+}
+
+TEST(Program, NamesFileAndLineOfWhatFailed) {
+    const tcFolder folder;
+    const std::string script = folder.file("demo", "exposure 500\n\nexposur 7\nexposure 600\n");
+    const tsFinished run = runCamhost(onFakePlugin({script}));
+    EXPECT_EQ(run.status, 6);
+    EXPECT_EQ(run.err, "camhost: " + script +
+                           ":3: \"exposur\" is no command and no keyword of the plug-in; did you "
+                           "mean \"exposure\"? \"help\" lists all\n");
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("600")));
+}
+
+TEST(Program, ReadsStandardInputWhenThereIsNothingElse) {
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--log", "/dev/null"}), "exposure\nexposure x\n");
+    EXPECT_EQ(run.status, 6);
+    EXPECT_EQ(run.out, "exposure 30000 us\n");
+    EXPECT_THAT(run.err, StartsWith("camhost: standard input:2: exposure: "));
+}
+
+TEST(Program, EndsWithSevenWhenTheScriptCannotBeRead) {
+    const tcFolder folder;
+    const tsFinished missing = runCamhost(onFakePlugin({folder.path() + "/missing"}));
+    EXPECT_EQ(missing.status, 7);
+    EXPECT_EQ(missing.err, "camhost: script " + folder.path() +
+                               "/missing not read: No such file or directory. Give the file of a "
+                               "script, or - for standard input.\n");
+    const tsFinished aFolder = runCamhost(onFakePlugin({folder.path()}));
+    EXPECT_EQ(aFolder.status, 7);
+    EXPECT_EQ(aFolder.err, "camhost: script " + folder.path() +
+                               " not read: it is a folder. Give the file of a script, or - for "
+                               "standard input.\n");
+}
+
+TEST(Program, FindsItsFilesFromWhereItWasStartedAndWorksInItsWorkingDirectory) {
+    const tcFolder folder;
+    const tcFolder work;
+    const std::string script = folder.file("demo", "exposure\n");
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--workdir", work.path(), "--log", "/dev/null", script}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "exposure 30000 us\n");
+}
+
+TEST(Program, StopsARunningCaptureBeforeItEnds) {
+    const tsFinished run = runCamhost(onFakePlugin({"-c", "start"}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("start: result 0: success\n[1] Ending capture...\n"));
+}
+
+TEST(Program, ExplainsItsExitStatuses) {
+    const tsFinished run = runCamhost({"--help"});
+    EXPECT_EQ(run.status, 0);
+    for (const char* line :
+         {"  0    all went well\n", "  2    the command line was not understood\n",
+          "  3    the plug-in could not be loaded\n", "  4    the board could not be constructed\n",
+          "  5    the board's initialization failed\n", "  6    a command failed\n",
+          "  7    the script could not be read\n", "  130  interrupted\n"})
+        EXPECT_THAT(run.out, HasSubstr(line));
+}
