@@ -8,17 +8,25 @@
 
 namespace {
 
+/// As a 32-bit `long` takes it, on every target: what is too large is the maximum, and a minus sign
+/// wraps.
+unsigned int to32Bits(unsigned long long number) {
+    constexpr unsigned int kMaximum = std::numeric_limits<unsigned int>::max();
+    const bool fits = number <= kMaximum || 0 - number <= kMaximum;
+    return fits ? static_cast<unsigned int>(number) : kMaximum;
+}
+
 template<class Reader>
 unsigned int getUnsigned(const Reader& ini, const std::string& section, const std::string& key,
                          unsigned int fallback) {
     if constexpr (requires { ini.GetUnsigned(section, key, 0UL); }) {
-        return static_cast<unsigned int>(ini.GetUnsigned(section, key, fallback));
+        return to32Bits(ini.GetUnsigned(section, key, fallback));
     } else {
         // The same syntax as the newer library's getter: base 0, trailing text ignored.
         const std::string text = ini.Get(section, key, "");
         char* end = nullptr;
         const unsigned long long number = std::strtoull(text.c_str(), &end, 0);
-        return end > text.c_str() ? static_cast<unsigned int>(number) : fallback;
+        return end > text.c_str() ? to32Bits(number) : fallback;
     }
 }
 

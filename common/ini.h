@@ -6,7 +6,8 @@
 
 class INIReader;
 
-/// Reads an unsigned number, decimal or with 0x, up to 0xFFFFFFFF where `long` has 32 bits too.
+/// Reads an unsigned number, decimal or with 0x, up to 0xFFFFFFFF, the same on every target: a
+/// larger one is 0xFFFFFFFF, a negative one wraps.
 /// \return the number; `fallback` when the key is missing or no number starts its value
 unsigned int readUnsigned(const INIReader& ini, const std::string& section, const std::string& key,
                           unsigned int fallback);

@@ -52,8 +52,9 @@ tc3U5MGXS::teCtrlMode tc3U5MGXS::getFrameControlMode() {
 }
 
 void tc3U5MGXS::setBin(unsigned short bin) {
-    m_binning = bin == 2 ? 1 : 0;
-    setField(kBin, m_binning);
+    const unsigned short state = bin == 2 ? 1 : 0;
+    m_binning = state;
+    setField(kBin, state);
 }
 
 void tc3U5MGXS::setVScanInvert(bool invert) {

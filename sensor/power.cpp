@@ -133,10 +133,11 @@ bool tc3U5MGXS::suppliesWithinLimits(const INIReader& limits) {
 }
 
 void tc3U5MGXS::loadSettings() {
-    if (m_pixelDepth == kDepth10) {
+    const unsigned char depth = m_pixelDepth;
+    if (depth == kDepth10) {
         printFlushed(std::cout, "tc3U5MGXS::powerUp: Configuring initial settings 10-bit...");
         writeRegistersFromFile("3U5MGXS_10bit.txt");
-    } else if (m_pixelDepth == kDepth12) {
+    } else if (depth == kDepth12) {
         printFlushed(std::cout, "tc3U5MGXS::powerUp: Configuring initial settings 12-bit...");
         writeRegistersFromFile("3U5MGXS_12bit.txt");
     } else {

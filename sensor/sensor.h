@@ -208,9 +208,9 @@ private:
     tcSPIDevice m_spi;
     tcMutex m_registerLock{true};
     tcShadowRegisterMap m_shadow;
-    std::atomic<std::int64_t> m_exposure{0}; // us
-    unsigned char m_pixelDepth = 12;         // bits
-    unsigned short m_binning = 0;            // 1 = two rows make one
+    std::atomic<std::int64_t> m_exposure{0};     // us
+    std::atomic<unsigned char> m_pixelDepth{12}; // bits
+    std::atomic<unsigned short> m_binning{0};    // 1 = two rows make one
     std::atomic<teExposureMode> m_exposureMode{eExposureSingle};
     Pellum::tcGpioSingle m_enable1V2{0};
     Pellum::tcGpioSingle m_enableSvdd{0};

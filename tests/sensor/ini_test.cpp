@@ -39,6 +39,21 @@ TEST_F(Ini, UnsignedNumbersReachAll32Bits) {
     EXPECT_EQ(unsignedOf("4294967295"), 4294967295U);
 }
 
+// As where `long` has 32 bits.
+TEST_F(Ini, UnsignedNumbersBeyond32BitsAreTheLargest) {
+    EXPECT_EQ(unsignedOf("4294967296"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("0x100000001"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("9223372036854775808"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("99999999999999999999"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("-4294967296"), 0xFFFFFFFFU);
+}
+
+TEST_F(Ini, AMinusSignWraps) {
+    EXPECT_EQ(unsignedOf("-1"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("-2"), 0xFFFFFFFEU);
+    EXPECT_EQ(unsignedOf("-4294967295"), 1U);
+}
+
 TEST_F(Ini, UnsignedNumbersEndWhereTheirDigitsDo) {
     EXPECT_EQ(unsignedOf("12 lanes"), 12U);
     EXPECT_EQ(unsignedOf("12.9"), 12U);

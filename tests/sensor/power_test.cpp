@@ -506,6 +506,16 @@ TEST_F(ExactReading, AKeyOfTheOtherSectionIsNotTaken) {
     EXPECT_EQ(powerUpWith(1.2F, 1.65F, 2.0F), -4);
 }
 
+TEST_F(ExactReading, TheFileIsReadBeforeTheSuppliesAreMeasured) {
+    const tcFakeAdc adc([&](int channel, bool) {
+        directory().write("3u5mgxs_sensor.ini", "[Voltages_Max]\nVDD1.2 = 2\n"); // too late
+        return channel == 0 ? 1.9F : 1.65F;
+    });
+    makeSensor();
+    EXPECT_EQ(sensor().powerUp(), -4);
+    EXPECT_EQ(sensor().powerUp(), 0);
+}
+
 TEST_F(ExactReading, TheFileIsReadAnewByEachPowerUp) {
     directory().write("3u5mgxs_sensor.ini", "[Voltages_Max]\nVDD1.2 = 2\n");
     EXPECT_EQ(powerUpWith(1.9F, 1.65F, 1.65F), 0);

@@ -118,6 +118,23 @@ TEST_F(Threads, ReadsRunBesideWritesThatInsert) {
     EXPECT_EQ(wrong, 0U);
 }
 
+TEST_F(Threads, PixelDepthAndBinningMayBeSetWhileGainIs) {
+    makePoweredSensor();
+    std::thread other([&] {
+        for (int round = 0; round < 100; ++round) {
+            sensor().setPixelDepth(round % 2 == 0 ? 10 : 12);
+            sensor().setBin(2);
+        }
+    });
+    for (int round = 0; round < 100; ++round) {
+        const unsigned int result = sensor().setAGainFine(1);
+        EXPECT_TRUE(result == 0 || result == 4);
+        sensor().setBin(2);
+    }
+    other.join();
+    EXPECT_EQ(shadow(0x90), 0x40000U);
+}
+
 TEST_F(Threads, ExposureAndReadoutMayBeAskedForWhileTheyAreSet) {
     makePoweredSensor();
     sensor().setMClockMhz(36.0F);
