@@ -121,5 +121,5 @@ private:
     bool lockDpa();
     bool alignFrame();
 
-    tcMappedBlock m_block;
+    tsMappedBlock m_block;
 };

@@ -26,7 +26,7 @@ tc3U5MGXSFpga::tc3U5MGXSFpga(const std::string& /*config*/)
     : m_clockMhz(kClock36MHz),
       m_speed(eMClk36MHz),
       m_base(fpgaAddresses::kBase, fpgaAddresses::kBaseWords),
-      m_pll(std::make_unique<tcMappedBlock>(fpgaAddresses::kPll, fpgaAddresses::kPllWords)),
+      m_pll(std::make_unique<tsMappedBlock>(fpgaAddresses::kPll, fpgaAddresses::kPllWords)),
       frameCtrl(fpgaAddresses::kFrameCtrl),
       pwm(fpgaAddresses::kPwm, static_cast<double>(m_clockMhz), std::string()),
       pixelShift(fpgaAddresses::kPixelShift),

@@ -29,7 +29,7 @@ public:
     tc3U5MGXSFpga& operator=(const tc3U5MGXSFpga&) = delete;
 
     /// Sets the bad-pixel core up and asks the others whether they are ready. The clock generator
-    /// has no bit: when it is not mapped, setting the clock is fatal.
+    /// has no bit: when it is not mapped, setting the clock and dumping the registers are fatal.
     /// \return what is not usable, 0 for nothing: 0x01 base block, 0x02 frame control, 0x04 PWM,
     ///         0x08 pixel shift, 0x10 bad-pixel replacement
     unsigned int initialize();
@@ -62,8 +62,8 @@ public:
 private:
     float m_clockMhz;
     teMClkSpeed m_speed;
-    tcMappedBlock m_base;
-    std::unique_ptr<tcMappedBlock> m_pll;
+    tsMappedBlock m_base;
+    std::unique_ptr<tsMappedBlock> m_pll;
 
 public:
     tcCanon3U5MGXSFrameCtrl frameCtrl;

@@ -8,19 +8,19 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-tcMappedBlock::tcMappedBlock(std::uint32_t physicalBase, std::uint32_t length)
+tsMappedBlock::tsMappedBlock(std::uint32_t physicalBase, std::uint32_t length)
     : m_physicalBase(physicalBase), m_length(length) {
     map();
 }
 
-tcMappedBlock::~tcMappedBlock() {
+tsMappedBlock::~tsMappedBlock() {
     if (m_registers != nullptr) {
         auto* const first = reinterpret_cast<volatile std::byte*>(m_registers);
         munmap(const_cast<std::byte*>(first - m_pageOffset), m_length);
     }
 }
 
-void tcMappedBlock::map() {
+void tsMappedBlock::map() {
     const auto pageSize = static_cast<std::uint32_t>(getpagesize());
     const std::uint32_t insidePage = pageSize - 1;
 
@@ -61,7 +61,7 @@ void tcMappedBlock::map() {
     m_registers = reinterpret_cast<volatile std::uint32_t*>(start + m_pageOffset);
 }
 
-void tcMappedBlock::modify(const tsRegisterField& field, std::uint32_t value) {
+void tsMappedBlock::modify(const tsRegisterField& field, std::uint32_t value) {
     const std::uint32_t old = read(field.address);
     write(field.address,
           (old & ~(field.mask << field.shift)) | ((value & field.mask) << field.shift));

@@ -9,20 +9,19 @@
 /// One block of 32-bit registers at a physical address. Mapping failures are reported with
 /// `perror` and kept in a flag. No access checks it: touching a block that is not mapped is fatal.
 /// Takes no lock.
-class tcMappedBlock {
-public:
+struct tsMappedBlock {
     /// Maps the block.
     /// \param physicalBase address of the first register
     /// \param length       32-bit words
-    tcMappedBlock(std::uint32_t physicalBase, std::uint32_t length);
+    tsMappedBlock(std::uint32_t physicalBase, std::uint32_t length);
 
     /// Unmaps as many bytes as the block has words, not four times as many: the rest of the
     /// window stays mapped until the process ends. Meant; the count of mappings that a host sees
     /// depends on it.
-    ~tcMappedBlock();
+    ~tsMappedBlock();
 
-    tcMappedBlock(const tcMappedBlock&) = delete;
-    tcMappedBlock& operator=(const tcMappedBlock&) = delete;
+    tsMappedBlock(const tsMappedBlock&) = delete;
+    tsMappedBlock& operator=(const tsMappedBlock&) = delete;
 
     /// \return false when opening or mapping failed
     [[nodiscard]] bool ok() const { return m_ok; }

@@ -25,12 +25,15 @@ namespace Varnox {
 
 /// One camera head with a 3U5MGXS sensor, as the host drives it.
 ///
-/// Results are `teResult` numbers unless a docstring says otherwise; no operation lets an exception
-/// out. Times at this interface are whole microseconds.
+/// Results are `teResult` numbers unless a docstring says otherwise. What the FPGA cores throw
+/// never leaves an operation, and `initialize` lets nothing out at all. Times at this interface are
+/// whole microseconds.
 ///
 /// Threads: `setExposure`, `setFrameInterval` and `getVersion` hold the board mutex and may be
-/// called from several threads, as may `peek`, `poke`, the getters and the register-file observer.
-/// Everything else is for one control thread of the host.
+/// called from several threads, as may `peek`, `poke`, the gain, the exposure mode, the getters of
+/// exposure, intervals, trigger and capture, and writes to the register file. Everything else is
+/// for one control thread of the host, and `initialize`, `setClockSetting` and regions not beside
+/// them: they reprogram what the others work with.
 class tc3U5MGXSSensorBoard : public tcSensorBoard,
                              public tcMultipleROISensor,
                              public tcExternalExposure {
@@ -215,7 +218,7 @@ private:
     std::atomic<std::int64_t> m_exposure{0};      // us, as applied
     std::atomic<std::int64_t> m_frameInterval{0}; // us, as applied
     std::atomic<bool> m_internalExposure{true};
-    int m_trigger = eTriggerFreeRunning;
+    std::atomic<int> m_trigger{eTriggerFreeRunning};
     int m_testPattern = eTestPatternOff;
     std::uint16_t m_verticalBin = 1;
     std::atomic<bool> m_capturing{false};

@@ -3,7 +3,9 @@
 #include "fpga/fpga.h"
 
 #include <cerrno>
+#include <new>
 
+#include "tests/fpga/failing_allocation.h"
 #include "tests/fpga/fpga_fixture.h"
 
 using testing::AllOf;
@@ -13,6 +15,8 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
+
+const std::string kNoFile;
 
 constexpr auto kAccesses = sim::teEventKind::read | sim::teEventKind::write;
 
@@ -148,6 +152,24 @@ TEST_F(Fpga, SetMClkRefusesAnUnknownSpeedAndWritesNothing) {
         EXPECT_EQ(fpga.getClockMhz(), 36.0F);
         EXPECT_EQ(fpga.getMClk(), 1);
     }
+}
+
+TEST_F(Fpga, ARefusalKeepsTheSlowClock) {
+    tc3U5MGXSFpga fpga("");
+    ASSERT_EQ(fpga.setMClk(tc3U5MGXSFpga::eMClk24MHz), 0);
+    EXPECT_EQ(fpga.setMClk(static_cast<tc3U5MGXSFpga::teMClkSpeed>(2)), 3);
+    EXPECT_EQ(fpga.getClockMhz(), 24.0F);
+    EXPECT_EQ(fpga.getMClk(), 0);
+    EXPECT_EQ(fpga.pwm.clockMhz, 24.0);
+}
+
+TEST_F(Fpga, AFailedConstructionUnmapsWhatWasMapped) {
+    const auto lines = trace([] {
+        allocationsUntilFailure = 1; // the record of the clock generator's block
+        EXPECT_THROW(const tc3U5MGXSFpga fpga(kNoFile), std::bad_alloc);
+    });
+    EXPECT_THAT(lines, ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 16384", "CLOSE /dev/mem",
+                                   "UNMAP 0xFF200000 4096"));
 }
 
 TEST_F(Fpga, ExposureModeAndExternalTriggerAreIgnored) {

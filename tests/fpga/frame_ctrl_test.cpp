@@ -219,6 +219,18 @@ TEST_F(FrameCtrl, BackPorchIsInUnitsOfTwoAndSix) {
                             "WRITE 0xFF21003C 0x7FFF2AAA"));
 }
 
+TEST_F(FrameCtrl, ReadsKeepTheUpperBitsOfEachHalf) {
+    head().setFpgaWord(0xFF210020, 0x9ABCDEF0);
+    EXPECT_EQ(core.readResolutionConfig().H, 0x9ABC);
+    EXPECT_EQ(core.readResolutionConfig().W, 0xDEF0);
+    head().setFpgaWord(0xFF210024, 0x9ABCDEF0);
+    EXPECT_EQ(core.readRoiConfig().y, 0x9ABC);
+    EXPECT_EQ(core.readRoiConfig().x, 0xDEF0);
+    head().setFpgaWord(0xFF21003C, 0xFFFFFFFF);
+    EXPECT_EQ(core.readBackPorchConfig().y, 0xFFFE);
+    EXPECT_EQ(core.readBackPorchConfig().x, 0xFFFA); // 0xFFFF x 6 = 0x5FFFA
+}
+
 TEST_F(FrameCtrl, IdentificationLiesBeyondTheSixtyFourWords) {
     head().setFpgaWord(0xFF210200, 0x11111111);
     head().setFpgaWord(0xFF210204, 0x22222222);
@@ -283,6 +295,11 @@ TEST_F(FrameCtrl, RecordsArePackedIntoOneWordFirstFieldLow) {
     EXPECT_EQ(std::bit_cast<std::uint32_t>(resolution), 0x56781234U);
     const tcCanon3U5MGXSFrameCtrl::tsRoiConfig roi{0x1234, 0x5678};
     EXPECT_EQ(std::bit_cast<std::uint32_t>(roi), 0x56781234U);
+    const tcCanon3U5MGXSFrameCtrl::tsBackPorchConfig porch{0x1234, 0x5678};
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(porch), 0x56781234U);
+    const tcCanon3U5MGXSFrameCtrl::tsCoreStatus status{
+        .aligned = true, .locked = false, .rgLocked = true, .gbLocked = false};
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(status), 0x00010001U);
 }
 
 } // namespace

@@ -234,6 +234,56 @@ TEST_F(LinkBringUp, AFrameThatNeverAlignsEndsAfterTenLongPauses) {
     EXPECT_EQ(head().fpgaWord(0xFF21002C), 0xFFFU);
 }
 
+TEST_F(LinkBringUp, AFrameThatAlignsWithTheEleventhReadIsInTime) {
+    makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(400ms));
+    const auto lines = bringUp(0);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "SLEEP 40000000 ns"), 10);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "NOTE OUT  tries: 9\\n"), 1);
+    EXPECT_EQ(err().text(), "");
+}
+
+TEST_F(LinkBringUp, EnablingKeepsTheOtherControlBits) {
+    makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns));
+    head().setFpgaWord(0xFF210000, 0x00000002);
+    const auto lines = bringUp(0);
+    EXPECT_EQ(lines[0], "READ 0xFF210000 0x00000002");
+    EXPECT_EQ(lines[1], "WRITE 0xFF210000 0x80000002");
+}
+
+TEST_F(LinkBringUp, ProgressAndFailuresAreFlushedLineByLine) {
+    makeLink(sim::aVirtualHead().withPllAfter(5ms).withLanesAfter(0ns).withStuckLane(11));
+    std::cerr << std::nounitbuf; // else every piece is flushed anyway
+    bringUp(-2);
+    std::cerr << std::unitbuf;
+    EXPECT_EQ(err().textWithFlushes(), "DPA failed to lock\n<flush>");
+    EXPECT_THAT(out().textWithFlushes(),
+                testing::StartsWith("Status: Aligned 0 Locked 0 rgLocked 0 gbLocked 0\n<flush>"
+                                    " tries: 0\n<flush>"
+                                    "Status: Aligned 0 Locked 1 rgLocked 1 gbLocked 1\n<flush>"
+                                    "DPA Lock: 7ff tries: 0\n<flush>"));
+}
+
+TEST_F(LinkBringUp, TheDumpShowsALinkThatIsUp) {
+    makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns));
+    bringUp(0);
+    out().clear();
+    core().dumpRegisters();
+    EXPECT_THAT(out().text(), testing::HasSubstr("Core enabled:\t1\n"));
+    EXPECT_THAT(out().text(),
+                testing::HasSubstr("Status: Aligned 1 Locked 1 rgLocked 1 gbLocked 1\n"));
+    EXPECT_THAT(out().text(), testing::EndsWith("DPA Reset:\t0x0\n"
+                                                "DPA Fifo Reset:\t0x0\n"
+                                                "DPA Hold:\t0xfff\n"
+                                                "DPA Lock:\t0xfff\n"));
+}
+
+TEST_F(LinkBringUp, ALinkThatIsUpIsSwitchedOffWithOneBit) {
+    makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns));
+    bringUp(0);
+    EXPECT_THAT(trace([&] { EXPECT_EQ(core().enableCore(false), 0); }),
+                ElementsAre("READ 0xFF210000 0x80000000", "WRITE 0xFF210000 0x00000000"));
+}
+
 TEST_F(LinkBringUp, ALaterCallRepeatsTheWholeSequence) {
     makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns));
     bringUp(0);
@@ -268,6 +318,15 @@ TEST_F(LinkBringUp, AnInterruptedPauseGoesOnWithWhatIsLeft) {
     const auto lines =
         trace([&] { EXPECT_EQ(core().enableCore(true), 0); }, sim::teEventKind::sleep);
     EXPECT_THAT(lines, ElementsAre("SLEEP 10000000 ns failed EINTR", "SLEEP 5000000 ns"));
+}
+
+TEST_F(LinkBringUp, AnInterruptedAlignmentPauseGoesOnToo) {
+    makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(30ms));
+    head().failCall(sim::teCall::sleep, "clock", head().calls(sim::teCall::sleep, "clock") + 1,
+                    EINTR);
+    const auto lines =
+        trace([&] { EXPECT_EQ(core().enableCore(true), 0); }, sim::teEventKind::sleep);
+    EXPECT_THAT(lines, ElementsAre("SLEEP 40000000 ns failed EINTR", "SLEEP 20000000 ns"));
 }
 
 } // namespace

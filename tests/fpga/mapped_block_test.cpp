@@ -14,7 +14,7 @@ class MappedBlock : public tcFpgaFixture {};
 
 TEST_F(MappedBlock, OpensMapsAndClosesInThatOrder) {
     EXPECT_THAT(trace([] {
-                    const tcMappedBlock block(0xFF200000, 32);
+                    const tsMappedBlock block(0xFF200000, 32);
                     EXPECT_TRUE(block.ok());
                 }),
                 ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 16384", "CLOSE /dev/mem",
@@ -23,14 +23,14 @@ TEST_F(MappedBlock, OpensMapsAndClosesInThatOrder) {
 
 TEST_F(MappedBlock, RoundsBothBlockLengthsUpTo4096Words) {
     // 4096 words are 16384 bytes; unmapping passes the words as bytes and leaves three pages.
-    EXPECT_THAT(trace([] { const tcMappedBlock block(0xFF204000, 512); }, sim::teEventKind::device),
+    EXPECT_THAT(trace([] { const tsMappedBlock block(0xFF204000, 512); }, sim::teEventKind::device),
                 ElementsAre("OPEN /dev/mem", "MAP 0xFF204000 16384", "CLOSE /dev/mem",
                             "UNMAP 0xFF204000 4096"));
 }
 
 TEST_F(MappedBlock, KeepsALengthOfWholePages) {
     EXPECT_THAT(
-        trace([] { const tcMappedBlock block(0xFF200000, 8192); }, sim::teEventKind::device),
+        trace([] { const tsMappedBlock block(0xFF200000, 8192); }, sim::teEventKind::device),
         ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 32768", "CLOSE /dev/mem",
                     "UNMAP 0xFF200000 8192"));
 }
@@ -39,7 +39,7 @@ TEST_F(MappedBlock, StartsOnePageEarlyForABaseInsideAPage) {
     // (0xFF211204 - 4096) & ~4095 = 0xFF210000, 0x1204 bytes before the first register. The length
     // becomes 32 + 4096 = 4128 words, rounded up to 8192.
     std::vector<std::string> lines = trace([] {
-        const tcMappedBlock block(0xFF211204, 32);
+        const tsMappedBlock block(0xFF211204, 32);
         EXPECT_EQ(block.read(0), 0x00010000U); // word 129 of the pulse generator: its revision
     });
     EXPECT_THAT(lines, ElementsAre("OPEN /dev/mem", "MAP 0xFF210000 32768", "CLOSE /dev/mem",
@@ -50,7 +50,7 @@ TEST_F(MappedBlock, ReportsAnUnavailableDeviceAndStaysUnmapped) {
     useHead(sim::aVirtualHead().withMemOpenFailing(EACCES));
     testing::internal::CaptureStderr();
     const auto lines = trace([] {
-        const tcMappedBlock block(0xFF200000, 32);
+        const tsMappedBlock block(0xFF200000, 32);
         EXPECT_FALSE(block.ok());
     });
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "/dev/mem: Permission denied\n");
@@ -61,7 +61,7 @@ TEST_F(MappedBlock, ReportsAFailedMappingAfterClosingTheDevice) {
     useHead(sim::aVirtualHead().withMapFailing(0xFF200000, EPERM));
     testing::internal::CaptureStderr();
     const auto lines = trace([] {
-        const tcMappedBlock block(0xFF200000, 32);
+        const tsMappedBlock block(0xFF200000, 32);
         EXPECT_FALSE(block.ok());
     });
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "mmap: Operation not permitted\n");
@@ -70,7 +70,7 @@ TEST_F(MappedBlock, ReportsAFailedMappingAfterClosingTheDevice) {
 }
 
 TEST_F(MappedBlock, ReadsAFieldWithOneLoadAndChangesItWithOneLoadAndOneStore) {
-    tcMappedBlock block(0xFF210000, 64);
+    tsMappedBlock block(0xFF210000, 64);
     head().setFpgaWord(0xFF210028, 0x00ABC123);
     const tsRegisterField upper{10, 12, 0xFFF, "", ""};
     EXPECT_THAT(trace([&] {
