@@ -384,12 +384,10 @@ bool tcFpga::poke(std::uint32_t address, std::uint32_t value) {
     if (index >= kWords || address % 4 != 0 || m_rules[index].access == teAccess::none) {
         return false;
     }
-    const teAccess access = m_rules[index].access;
-    if (access == teAccess::readWrite) {
+    if (m_rules[index].access == teAccess::readWrite) {
         apply(address, value & m_rules[index].mask);
-    } else {
-        m_values[index] = value;
     }
+    m_values[index] = value; // as it is, reserved bits as well
     return true;
 }
 

@@ -181,6 +181,12 @@ tcVirtualHeadBuilder aVirtualHead() {
 }
 
 tcVirtualHeadBuilder::tcVirtualHeadBuilder() : m_options(std::make_unique<tsHeadOptions>()) {}
+tcVirtualHeadBuilder::tcVirtualHeadBuilder(const tcVirtualHeadBuilder& other)
+    : m_options(std::make_unique<tsHeadOptions>(*other.m_options)) {}
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::operator=(const tcVirtualHeadBuilder& other) {
+    *m_options = *other.m_options;
+    return *this;
+}
 tcVirtualHeadBuilder::tcVirtualHeadBuilder(tcVirtualHeadBuilder&&) noexcept = default;
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::operator=(tcVirtualHeadBuilder&&) noexcept = default;
 tcVirtualHeadBuilder::~tcVirtualHeadBuilder() = default;

@@ -276,6 +276,8 @@ struct tsHeadOptions;
 class SIM_API tcVirtualHeadBuilder {
 public:
     tcVirtualHeadBuilder();
+    tcVirtualHeadBuilder(const tcVirtualHeadBuilder& other);
+    tcVirtualHeadBuilder& operator=(const tcVirtualHeadBuilder& other);
     tcVirtualHeadBuilder(tcVirtualHeadBuilder&&) noexcept;
     tcVirtualHeadBuilder& operator=(tcVirtualHeadBuilder&&) noexcept;
     ~tcVirtualHeadBuilder();

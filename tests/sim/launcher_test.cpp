@@ -1,0 +1,188 @@
+// The launcher from end to end.
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::string kLauncher = LAUNCHER;
+const std::string kProgram = HEAD_PROGRAM;
+const std::string kScenarios = SCENARIO_FOLDER;
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+struct tsResult {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class Launcher : public testing::Test {
+protected:
+    Launcher()
+        : m_folder(fs::temp_directory_path() / ("launcher-test-" + std::to_string(getpid()))) {
+        fs::create_directories(m_folder / "work");
+    }
+    ~Launcher() override { fs::remove_all(m_folder); }
+
+    tsResult launch(const std::string& arguments) {
+        const std::string command = "cd " + (m_folder / "work").string() + " && " + kLauncher +
+                                    " " + arguments + " >" + (m_folder / "out").string() + " 2>" +
+                                    (m_folder / "err").string();
+        const int status = std::system(command.c_str());
+        return {WEXITSTATUS(status), contentOf(m_folder / "out"), contentOf(m_folder / "err")};
+    }
+    std::string inFolder(const std::string& name) { return (m_folder / name).string(); }
+    void write(const std::string& name, const std::string& text) {
+        std::ofstream(m_folder / name) << text;
+    }
+
+    fs::path m_folder;
+};
+
+TEST_F(Launcher, RunsAProgramAndSaysWhatTheHeadSaw) {
+    const tsResult result = launch("-- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "link 0\n");
+    EXPECT_THAT(result.err, StartsWith("what the virtual head saw\n"));
+    EXPECT_THAT(result.err, HasSubstr("VDD3.3AVDDH 3.300 V"));
+    EXPECT_THAT(result.err, HasSubstr("lanes locked: 0 1 2 3 4 5 6 7 8 9 10 11\n"));
+    EXPECT_THAT(result.err, HasSubstr("violations: none\n"));
+}
+
+TEST_F(Launcher, GivesTheProgramsExitStatus) {
+    EXPECT_EQ(launch("-- " + kProgram + " exit 42").status, 42);
+    EXPECT_EQ(launch("-- " + kProgram + " violate 42").status, 42);
+}
+
+TEST_F(Launcher, EndsWith3AfterAViolation) {
+    const tsResult result = launch("-- " + kProgram + " violate");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("virtual head: violation of the rule \"sensor-asleep\""));
+    EXPECT_THAT(result.err, HasSubstr("  violations: 2\n"));
+    EXPECT_THAT(result.err, HasSubstr("sensor-asleep: register 0x04 <- 0x000008"));
+}
+
+TEST_F(Launcher, ReportsHoweverTheProgramEnds) {
+    tsResult result = launch("-- " + kProgram + " quick-exit");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("  violations: 2\n"));
+    result = launch("-- " + kProgram + " abort");
+    EXPECT_EQ(result.status, 128 + 6);
+    EXPECT_THAT(result.err, HasSubstr("violations: none"));
+    result = launch("-- " + kProgram + " fault");
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(result.out, "13573\n");
+    EXPECT_THAT(result.err, HasSubstr("FPGA loads: 1, stores: 0"));
+    result = launch("-- " + kProgram + " die");
+    EXPECT_EQ(result.status, 128 + 9);
+    EXPECT_THAT(result.err, HasSubstr("unknown: the program was killed"));
+}
+
+TEST_F(Launcher, WritesLogAndSummaryWhereAsked) {
+    const tsResult result = launch("--log " + inFolder("log") + " --summary " +
+                                   inFolder("summary") + " -- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(contentOf(m_folder / "summary"), HasSubstr("violations: none\n"));
+    const std::string log = contentOf(m_folder / "log");
+    EXPECT_THAT(log, StartsWith("[    0.000000000] OPEN /dev/spidev1.0\n"));
+    EXPECT_THAT(log, HasSubstr("\n[    0.001000000] GPIO PS_3.3SVDD_EN = 1\n"));
+    EXPECT_THAT(log, HasSubstr(" READ 0xFF210004 0x00000007\n"));
+    EXPECT_THAT(launch("--summary - -- " + kProgram + " bring-up").out,
+                StartsWith("link 0\nwhat the virtual head saw\n"));
+}
+
+TEST_F(Launcher, PlaysAScenario) {
+    const tsResult result =
+        launch("--scenario " + kScenarios + "/dead-lane.ini -- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "link -2\n");
+    EXPECT_THAT(result.err, HasSubstr("lanes locked: 0 1 2 - 4 5 6 7 8 9 10 11\n"));
+}
+
+TEST_F(Launcher, LaysTheScenariosFilesOverTheWorkingDirectory) {
+    write("work/settings.txt", "right\n");
+    write("work/other.txt", "other\n");
+    write("wrong.txt", "wrong\n");
+    write("scenario.ini", "[Files]\nsettings.txt = wrong.txt\n");
+    const std::string scenario = "--scenario " + inFolder("scenario.ini") + " -- ";
+    EXPECT_EQ(launch(scenario + kProgram + " print settings.txt").out, "wrong\n");
+    EXPECT_EQ(launch(scenario + kProgram + " print other.txt").out, "other\n");
+    EXPECT_EQ(launch("-- " + kProgram + " print settings.txt").out, "right\n");
+    EXPECT_EQ(contentOf(m_folder / "work/settings.txt"), "right\n");
+}
+
+TEST_F(Launcher, RunsInAnotherWorkingDirectory) {
+    fs::create_directory(m_folder / "elsewhere");
+    write("elsewhere/here.txt", "here\n");
+    EXPECT_EQ(
+        launch("--workdir " + inFolder("elsewhere") + " -- " + kProgram + " print here.txt").out,
+        "here\n");
+}
+
+TEST_F(Launcher, RunsInVirtualOrRealTime) {
+    EXPECT_EQ(launch("-- " + kProgram + " sleep").out, "skipped\n");
+    EXPECT_EQ(launch("--time virtual -- " + kProgram + " sleep").out, "skipped\n");
+    EXPECT_EQ(launch("--time real -- " + kProgram + " sleep").out, "slept\n");
+}
+
+TEST_F(Launcher, FollowsAShellToTheProgram) {
+    const tsResult result = launch("-- sh -c '" + kProgram + " violate; exit 0'");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("sensor-asleep"));
+}
+
+TEST_F(Launcher, SaysWhatIsWrongWithItsArguments) {
+    EXPECT_EQ(launch("").status, 2);
+    EXPECT_EQ(launch("--no-such-option -- true").status, 2);
+    EXPECT_EQ(launch("--time sometimes -- true").status, 2);
+    EXPECT_EQ(launch("--workdir /no/such/folder -- true").status, 2);
+    EXPECT_EQ(launch("--log /no/such/folder/log -- true").status, 2);
+    EXPECT_EQ(launch("--help").status, 0);
+    write("scenario.ini", "[Supplies]\nVDD5 = 5\n");
+    const tsResult result = launch("--scenario " + inFolder("scenario.ini") + " -- true");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr("scenario.ini: [Supplies] VDD5: unknown key"));
+}
+
+TEST_F(Launcher, SaysWhenTheProgramCannotBeStarted) {
+    const tsResult result = launch("-- /no/such/program");
+    EXPECT_EQ(result.status, 127);
+    EXPECT_EQ(result.err, "virtual-head: /no/such/program: No such file or directory\n");
+}
+
+TEST_F(Launcher, PrintsTheDocuments) {
+    EXPECT_THAT(launch("--print-registers").out, StartsWith("# Registers\n"));
+    EXPECT_THAT(launch("--print-rules").out, StartsWith("# Rules of the head\n"));
+    EXPECT_THAT(launch("--print-scenario-keys").out, StartsWith("# Scenario keys\n"));
+}
+
+TEST_F(Launcher, LeavesNoTemporaryFolderBehind) {
+    fs::create_directory(m_folder / "temporary");
+    write("wrong.txt", "");
+    write("scenario.ini", "[Files]\nsettings.txt = wrong.txt\n");
+    const std::string command = "TMPDIR=" + inFolder("temporary") + " " + kLauncher +
+                                " --summary /dev/null --scenario " + inFolder("scenario.ini") +
+                                " -- true";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    EXPECT_TRUE(fs::is_empty(m_folder / "temporary"));
+}
+
+} // namespace

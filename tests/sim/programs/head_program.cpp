@@ -1,0 +1,76 @@
+// A program that knows nothing of the virtual head, for the launcher's tests: does what its first
+// argument says.
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+
+#include "tests/sim/head_user.h"
+
+namespace {
+
+int bringUp() {
+    tcUser user;
+    user.powerUp();
+    user.configure();
+    const int result = user.bringUp();
+    std::cout << "link " << result << std::endl;
+    return result == 0 ? 0 : 1;
+}
+
+int print(const char* name) {
+    std::ifstream file(name);
+    std::cout << file.rdbuf() << std::flush;
+    return file ? 0 : 1;
+}
+
+int timedSleep() {
+    const auto start = std::chrono::system_clock::now();
+    usleep(200000);
+    const auto real = std::chrono::system_clock::now() - start;
+    std::cout << (real >= std::chrono::milliseconds(200) ? "slept" : "skipped") << std::endl;
+    return 0;
+}
+
+} // namespace
+
+int main(int count, char** values) {
+    const std::string what = count > 1 ? values[1] : "";
+    if (what == "bring-up") {
+        return bringUp();
+    }
+    if (what == "violate") {
+        tcPort().writeRegister(0x20, 1);
+        return count > 2 ? std::atoi(values[2]) : 0;
+    }
+    if (what == "exit") {
+        return std::atoi(values[2]);
+    }
+    if (what == "quick-exit") {
+        tcPort().writeRegister(0x20, 1);
+        _exit(0);
+    }
+    if (what == "abort") {
+        tcPort().configure();
+        std::abort();
+    }
+    if (what == "fault") {
+        const tcRegisters base(0xFF200000);
+        std::cout << base.read(0) << std::endl;
+        std::raise(SIGSEGV);
+    }
+    if (what == "die") {
+        kill(getpid(), SIGKILL);
+    }
+    if (what == "print") {
+        return print(values[2]);
+    }
+    if (what == "sleep") {
+        return timedSleep();
+    }
+    return 99;
+}
