@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <variant>
 #include <vector>
 
@@ -14,7 +15,9 @@ struct tsBadPixel {
     std::int32_t y = 0;
     std::int32_t x = 0;
 
-    friend auto operator<=>(const tsBadPixel&, const tsBadPixel&) = default;
+    friend bool operator<(const tsBadPixel& one, const tsBadPixel& other) {
+        return std::tie(one.y, one.x) < std::tie(other.y, other.x);
+    }
 };
 
 /// Where a text stops being a map, and why.

@@ -20,7 +20,7 @@ constexpr std::uint32_t kControlWords = coreIdentity::kRevisionWord + 1;
 constexpr std::uint32_t kTakeOverWords = kInForceWord + 1;
 
 /// A full table with a comment on every line takes far less. [bytes]
-constexpr std::size_t kMapFileMax = 1024 * 1024;
+constexpr std::size_t kMapFileMax = 1'048'576;
 
 constexpr std::uint32_t coordinates(std::int32_t y, std::int32_t x) {
     return (static_cast<std::uint32_t>(y) << 16) | (static_cast<std::uint32_t>(x) & 0xFFFF);

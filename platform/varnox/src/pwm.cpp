@@ -5,7 +5,6 @@
 #include <limits>
 #include <sstream>
 #include <stdexcept>
-#include <utility>
 
 #include <varnox/core_registers.h>
 
@@ -29,7 +28,7 @@ std::string numberText(double value) {
 
 } // namespace
 
-tcPwm::tcPwm(std::uint32_t base, double clock, std::string name)
+tcPwm::tcPwm(std::uint32_t base, double clock, const std::string& name)
     : clockMhz(clock),
       m_registers(base, kBlockWords),
       m_title("tcPwm " + (name.empty() ? "" : name + " ") + "at " + hexText(base)),

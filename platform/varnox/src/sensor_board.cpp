@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 
 #include <varnox/abstract_handler.h>
@@ -25,18 +26,12 @@ constexpr int kNoPin = -1;
 
 /// \return the text of a printf-style call, whatever its length
 std::string formatted(const char* format, std::va_list arguments) {
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text;
-    if (length >= 0) {
-        text.resize(static_cast<std::size_t>(length));
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
-    } else {
-        text = format; // better the bare line than none
-    }
-    va_end(again);
-    return text;
+    char* made = nullptr;
+    const int length = ::vasprintf(&made, format, arguments);
+    if (length < 0)
+        return format; // better the bare line than none
+    const std::unique_ptr<char, void (*)(void*)> text(made, std::free);
+    return {text.get(), static_cast<std::size_t>(length)};
 }
 
 } // namespace

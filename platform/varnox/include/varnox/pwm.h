@@ -16,7 +16,7 @@ public:
     /// \param base     physical address of the core
     /// \param clockMhz clock that the core counts [MHz]
     /// \param name     for the register dump and the texts of exceptions; may be empty
-    tcPwm(std::uint32_t base, double clockMhz, std::string name);
+    tcPwm(std::uint32_t base, double clockMhz, const std::string& name);
 
     /// \return whether the core is mapped and identifies itself
     [[nodiscard]] bool initialized() const { return m_initialized; }
