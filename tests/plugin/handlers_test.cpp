@@ -231,6 +231,17 @@ TEST_F(ExposureModeHandlerDeathTest, WithoutABoardItsWordEndsTheProgramByATrap) 
 
 namespace {
 
+/// Looks at what handlers keep to themselves.
+class tcLook : public tcAbstractHandler {
+public:
+    static Varnox::tcSensorBoard* boardOf(tcAbstractHandler& handler) {
+        return (handler.*&tcLook::board)();
+    }
+    static tcAbstractHandler* nextOf(tcAbstractHandler& handler) {
+        return (handler.*&tcLook::next)();
+    }
+};
+
 class Handlers : public tcPluginTest {
 protected:
     /// The host's part: it owns what it gets.
@@ -289,9 +300,11 @@ TEST_F(Handlers, WithoutATableTheChainIsTheSame) {
     EXPECT_EQ(ask(*withoutTable, "CLKS"), "<ack ^1>");
     EXPECT_EQ(ask(*withoutTable, "HELP"), "<nack 1>");
     EXPECT_EQ(withoutTable->forward(4), 0);
-    // A host without a table cannot reach the two behind the first: they stay until it ends.
-    static std::vector<tcAbstractHandler*> reachable;
-    reachable.push_back(withoutTable);
+    // A host without a table cannot reach the two behind the first; this one looks behind.
+    tcAbstractHandler* const exposureMode = tcLook::nextOf(*withoutTable);
+    m_owned.emplace_back(tcLook::nextOf(*exposureMode));
+    m_owned.emplace_back(exposureMode);
+    m_owned.emplace_back(withoutTable);
 }
 
 TEST_F(Handlers, TheBadPixelHandlerHasNoBoard) {
@@ -299,15 +312,6 @@ TEST_F(Handlers, TheBadPixelHandlerHasNoBoard) {
     tcAbstractHandler* const first = board().getCustomHandlers(&m_last, &m_handlers);
     own(first, m_handlers);
     // It reaches the hardware through the core alone.
-    class tcLook : public tcAbstractHandler {
-    public:
-        static Varnox::tcSensorBoard* boardOf(tcAbstractHandler& handler) {
-            return (handler.*&tcLook::board)();
-        }
-        static tcAbstractHandler* nextOf(tcAbstractHandler& handler) {
-            return (handler.*&tcLook::next)();
-        }
-    };
     EXPECT_EQ(tcLook::boardOf(*first), nullptr);
     EXPECT_EQ(tcLook::boardOf(*m_handlers.at("EXPM")), &board());
     EXPECT_EQ(tcLook::boardOf(*m_handlers.at("CLKS")), &board());
