@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <link.h>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -223,10 +224,25 @@ std::string contentOf(const fs::path& path) {
     return text.str();
 }
 
-unsigned long long violationsIn(const fs::path& verdict) {
-    std::ifstream file(verdict);
+// What the program's processes wrote, each into a file of its own.
+std::string allOf(const fs::path& folder, const std::string& prefix) {
+    std::set<fs::path> files;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        if (entry.path().filename().string().starts_with(prefix)) {
+            files.insert(entry.path());
+        }
+    }
+    std::string text;
+    for (const fs::path& file : files) {
+        text += contentOf(file);
+    }
+    return text;
+}
+
+unsigned long long sumOf(const std::string& counts) {
+    std::istringstream stream(counts);
     unsigned long long sum = 0;
-    for (unsigned long long count = 0; file >> count;) {
+    for (unsigned long long count = 0; stream >> count;) {
         sum += count;
     }
     return sum;
@@ -296,13 +312,14 @@ int run(const tsArguments& arguments) {
                   << std::endl;
         return kNotStarted;
     }
-    std::string report = contentOf(temporary.path() / "report");
+    std::string report = allOf(temporary.path(), "report.");
     if (report.empty()) {
         report = "what the virtual head saw\n  unknown: the program was killed, or did not load "
                  "the head's library (is it\n  statically linked?)\n";
     }
     say(arguments.summary, report);
-    return status == 0 && violationsIn(temporary.path() / "verdict") != 0 ? kViolations : status;
+    const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;
+    return status == 0 && violated ? kViolations : status;
 }
 
 void declare(CLI::App& app, tsArguments& arguments) {

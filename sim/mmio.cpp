@@ -49,9 +49,9 @@ void callProgramHandler(int number, siginfo_t* info, void* context) {
         const tcHeadAccess head;
         action = s_programAction;
     }
+    programMayDie();
     const bool withInfo = (action.sa_flags & SA_SIGINFO) != 0;
     if (!withInfo && (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN)) {
-        programDies();
         struct ::sigaction standard {};
         standard.sa_handler = SIG_DFL;
         real::sigaction(SIGSEGV, &standard, nullptr);

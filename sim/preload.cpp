@@ -1,6 +1,5 @@
 #include "sim/preload.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
@@ -24,18 +23,19 @@ constexpr mode_t kFileMode = 0644;
 // Lives until the process is gone: the program's last destructors may still touch the head.
 tcModel* s_model = nullptr;
 pid_t s_owner = 0;
-constinit std::atomic<bool> s_reported{false};
 
 std::string variable(const char* name) {
     const char* value = std::getenv(name);
     return value == nullptr ? "" : value;
 }
 
-void append(const std::string& path, const std::string& text) {
+// Every process has files of its own, and writes them anew each time.
+void writeFile(const std::string& path, const std::string& text) {
     if (path.empty()) {
         return;
     }
-    const int file = real::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
+    const std::string own = path + "." + std::to_string(::getpid());
+    const int file = real::open(own.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
     if (file < 0) {
         return;
     }
@@ -66,15 +66,15 @@ bool worthReporting() {
 }
 
 void report() {
-    if (s_model == nullptr || s_owner != ::getpid() || s_reported.exchange(true)) {
+    if (s_model == nullptr || s_owner != ::getpid()) {
         return;
     }
     const tcHeadAccess head;
     if (!worthReporting()) {
         return;
     }
-    append(variable(launch::kReport), s_model->summary());
-    append(variable(launch::kVerdict), std::to_string(s_model->journal.checker.count()) + "\n");
+    writeFile(variable(launch::kReport), s_model->summary());
+    writeFile(variable(launch::kVerdict), std::to_string(s_model->journal.checker.count()) + "\n");
 }
 
 [[gnu::constructor]] void start() {
@@ -108,7 +108,7 @@ void report() {
 
 } // namespace
 
-void programDies() {
+void programMayDie() {
     if (!g_headLock.mine()) {
         report();
     }
@@ -120,17 +120,17 @@ extern "C" {
 
 // Ways to end a program past its exit handlers.
 [[noreturn]] SIM_API void abort() noexcept {
-    sim::programDies();
+    sim::programMayDie();
     sim::real::abort();
 }
 
 [[noreturn]] SIM_API void _exit(int status) {
-    sim::programDies();
+    sim::programMayDie();
     sim::real::exitNow(status);
 }
 
 [[noreturn]] SIM_API void _Exit(int status) noexcept {
-    sim::programDies();
+    sim::programMayDie();
     sim::real::exitNow(status);
 }
 

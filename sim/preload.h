@@ -4,7 +4,8 @@
 
 namespace sim {
 
-/// The program is about to end without running its exit handlers: says what the head saw now.
-void programDies();
+/// The program is perhaps about to end without running its exit handlers: says what the head saw
+/// so far.
+void programMayDie();
 
 } // namespace sim
