@@ -180,19 +180,20 @@ TEST_P(AnalogueCoarse, SetsBothStages) {
                 IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Step, AnalogueCoarse,
-                         testing::Values(tsCoarse{0, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
-                                         tsCoarse{1, "SPI 01 00 00 10", "SPI 00 00 40 10", 1},
-                                         tsCoarse{2, "SPI 02 00 00 10", "SPI 00 00 40 10", 2},
-                                         tsCoarse{3, "SPI 02 00 00 10", "SPI 01 00 40 10", 3},
-                                         tsCoarse{4, "SPI 02 00 00 10", "SPI 02 00 40 10", 4},
-                                         tsCoarse{5, "SPI 02 00 00 10", "SPI 03 00 40 10", 5},
-                                         tsCoarse{6, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
-                                         tsCoarse{7, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
-                                         tsCoarse{255, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
-                                         tsCoarse{257, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
-                                         tsCoarse{0xFFFFFFFF, "SPI 00 00 00 10", "SPI 00 00 40 10",
-                                                  0}));
+INSTANTIATE_TEST_SUITE_P(
+    Step, AnalogueCoarse,
+    testing::Values(tsCoarse{0, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
+                    tsCoarse{1, "SPI 01 00 00 10", "SPI 00 00 40 10", 1},
+                    tsCoarse{2, "SPI 02 00 00 10", "SPI 00 00 40 10", 2},
+                    tsCoarse{3, "SPI 02 00 00 10", "SPI 01 00 40 10", 3},
+                    tsCoarse{4, "SPI 02 00 00 10", "SPI 02 00 40 10", 4},
+                    tsCoarse{5, "SPI 02 00 00 10", "SPI 03 00 40 10", 5},
+                    tsCoarse{6, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
+                    tsCoarse{7, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
+                    tsCoarse{255, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
+                    tsCoarse{257, "SPI 00 00 00 10", "SPI 00 00 40 10", 0},
+                    tsCoarse{0xFFFFFFFF, "SPI 00 00 00 10", "SPI 00 00 40 10", 0}),
+    [](const auto& coarse) { return "Step" + std::to_string(coarse.param.step); });
 
 TEST_F(Features, AnalogueGainLeavesTheOtherBits) {
     sensor().setPixelDepth(10);
@@ -438,6 +439,24 @@ INSTANTIATE_TEST_SUITE_P(
                3078,
                "setROIArea Num: 4 RowS: 4096 RowE: 4098 ColS: 3072 ColE: 3078",
                {"SPI 00 08 00 27", "SPI 00 10 40 27"}},
+        // 12 bits of 4098 are 2; 9 bits of unit 513 are 1
+        tsArea{"StartBeyondTheFields",
+               0,
+               4098,
+               0,
+               3078,
+               0,
+               "setROIArea Num: 0 RowS: 4098 RowE: 0 ColS: 3078 ColE: 0",
+               {"SPI 01 00 00 25", "SPI 01 00 40 25"}},
+        // 12 bits of 65534 are 4094; 9 bits of unit 10922 are 0xAA
+        tsArea{"EndBeyondTheFields",
+               0,
+               0,
+               65535,
+               0,
+               65535,
+               "setROIArea Num: 0 RowS: 0 RowE: 65535 ColS: 0 ColE: 65535",
+               {"SPI 00 F8 3F 25", "SPI 00 A0 4A 25"}},
         // 4095: pair 2047; 3071: unit 511
         tsArea{"TopOfTheFields",
                5,

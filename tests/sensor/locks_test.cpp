@@ -112,7 +112,6 @@ TEST_F(Locks, AMissingSettingsFileTakesTheLockAllTheSame) {
 }
 
 TEST_F(Locks, TheSettingsFileIsOpenedUnderTheLock) {
-    directory().write("settings.txt", "20 1\n");
     lockSpy().afterLock = [&] { directory().write("settings.txt", "20 2\n"); };
     EXPECT_THAT(
         trace([&] { sensor().writeRegistersFromFile("settings.txt"); }, sim::teEventKind::spi),
