@@ -50,8 +50,19 @@ void tcLink::settle() {
         if (now >= lockNs) {
             lane.locked = true;
             lane.lockedNs = lockNs;
+            m_ever.dpaLock |= 1U << at;
         }
     }
+    m_ever.enabled = m_ever.enabled || m_inputs.enabled;
+    m_ever.locked = m_ever.locked || pllLocked(tePllFlag::locked, now);
+    m_ever.rgLocked = m_ever.rgLocked || pllLocked(tePllFlag::rgLocked, now);
+    m_ever.gbLocked = m_ever.gbLocked || pllLocked(tePllFlag::gbLocked, now);
+    m_ever.aligned = m_ever.aligned || now >= alignedNs();
+}
+
+tsLinkState tcLink::everReached() {
+    settle();
+    return m_ever;
 }
 
 void tcLink::setInputs(const tsLinkInputs& inputs) {

@@ -53,6 +53,8 @@ public:
     void setHold(std::uint32_t hold);
 
     [[nodiscard]] tsLinkState state();
+    /// \return what was locked or aligned at any time so far
+    [[nodiscard]] tsLinkState everReached();
     [[nodiscard]] std::uint64_t frames();
 
 private:
@@ -86,6 +88,7 @@ private:
     std::uint64_t m_receivingNs = 0; // since when
     std::uint64_t m_heldNs = 0;      // since when all lanes are held
     std::array<tsLane, kLinkLanes> m_lanes{};
+    tsLinkState m_ever;
     std::uint64_t m_frames = 0;
     std::uint64_t m_framesFromNs = 0; // since when frames are counted with the present inputs
 };

@@ -31,6 +31,13 @@ std::optional<teRail> railOfLine(std::string_view line) {
     return std::nullopt;
 }
 
+std::string described(const tsLinkState& state) {
+    const auto yesNo = [](bool flag) { return flag ? "yes" : "no"; };
+    return std::string("enabled ") + yesNo(state.enabled) + ", locked " + yesNo(state.locked) +
+           ", rgLocked " + yesNo(state.rgLocked) + ", gbLocked " + yesNo(state.gbLocked) +
+           ", aligned " + yesNo(state.aligned) + "\n";
+}
+
 } // namespace
 
 std::uint64_t linkTime(std::chrono::nanoseconds time) {
@@ -202,9 +209,8 @@ tsSensorState tcModel::sensorState() const {
 }
 
 std::string tcModel::summary() {
-    const auto yesNo = [](bool flag) { return flag ? "yes" : "no"; };
     const tsSensorState state = sensorState();
-    const tsLinkState lanes = link.state();
+    const tsLinkState best = link.everReached();
     std::string text = "what the virtual head saw\n";
     text += "  supplies:";
     for (const teRail rail : {teRail::core, teRail::avddh, teRail::svdd}) {
@@ -218,11 +224,10 @@ std::string tcModel::summary() {
     text += ", frame state " + std::to_string(state.frameState) + ", image " +
             std::to_string(state.width) + " x " + std::to_string(state.height) + ", " +
             std::to_string(sensor.values().size()) + " registers written\n";
-    text += std::string("  link: enabled ") + yesNo(lanes.enabled) + ", locked " +
-            yesNo(lanes.locked) + ", rgLocked " + yesNo(lanes.rgLocked) + ", gbLocked " +
-            yesNo(lanes.gbLocked) + ", aligned " + yesNo(lanes.aligned) + "\n  lanes locked:";
+    text += "  link now: " + described(link.state());
+    text += "  link at its best: " + described(best) + "  lanes that locked:";
     for (unsigned lane = 0; lane < kLinkLanes; ++lane) {
-        text += (lanes.dpaLock >> lane & 1) != 0 ? " " + std::to_string(lane) : " -";
+        text += (best.dpaLock >> lane & 1) != 0 ? " " + std::to_string(lane) : " -";
     }
     tcText clock;
     text += "\n  master clock: ";

@@ -62,7 +62,7 @@ TEST_F(Launcher, RunsAProgramAndSaysWhatTheHeadSaw) {
     EXPECT_EQ(result.out, "link 0\n");
     EXPECT_THAT(result.err, StartsWith("what the virtual head saw\n"));
     EXPECT_THAT(result.err, HasSubstr("VDD3.3AVDDH 3.300 V"));
-    EXPECT_THAT(result.err, HasSubstr("lanes locked: 0 1 2 3 4 5 6 7 8 9 10 11\n"));
+    EXPECT_THAT(result.err, HasSubstr("lanes that locked: 0 1 2 3 4 5 6 7 8 9 10 11\n"));
     EXPECT_THAT(result.err, HasSubstr("violations: none\n"));
 }
 
@@ -114,7 +114,7 @@ TEST_F(Launcher, PlaysAScenario) {
         launch("--scenario " + kScenarios + "/dead-lane.ini -- " + kProgram + " bring-up");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "link -2\n");
-    EXPECT_THAT(result.err, HasSubstr("lanes locked: 0 1 2 - 4 5 6 7 8 9 10 11\n"));
+    EXPECT_THAT(result.err, HasSubstr("lanes that locked: 0 1 2 - 4 5 6 7 8 9 10 11\n"));
 }
 
 TEST_F(Launcher, LaysTheScenariosFilesOverTheWorkingDirectory) {
