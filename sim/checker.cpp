@@ -159,7 +159,7 @@ std::vector<tsRule> rules() {
 
 void tcChecker::violated(teRule rule, std::uint64_t timeNs, std::string_view text) {
     if (m_count < kKept) {
-        tsEntry& entry = m_entries[m_count];
+        tsEntry& entry = m_entries[static_cast<std::size_t>(m_count)];
         entry.timeNs = timeNs;
         entry.rule = rule;
         const std::size_t length = std::min(text.size(), entry.text.size());

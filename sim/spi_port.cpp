@@ -212,9 +212,9 @@ void tcSpiPort::send(const spi_ioc_transfer& transfer) {
     const unsigned bits = transfer.bits_per_word != 0 ? transfer.bits_per_word : m_bits;
     const std::uint32_t speedHz = transfer.speed_hz != 0 ? transfer.speed_hz : m_speedHz;
     const unsigned wordBytes = bytesPerWord(bits);
-    const std::uint64_t words = transfer.len / wordBytes;
+    const std::size_t words = transfer.len / wordBytes;
     // Without data the kernel sends zeroes.
-    for (std::uint64_t word = 0; word < words; ++word) {
+    for (std::size_t word = 0; word < words; ++word) {
         std::uint32_t value = 0;
         for (unsigned byte = 0; byte < wordBytes && !bytes.empty(); ++byte) {
             // Both targets keep numbers with the lowest byte first.
@@ -226,7 +226,7 @@ void tcSpiPort::send(const spi_ioc_transfer& transfer) {
         std::memset(const_cast<void*>(pointerFrom(transfer.rx_buf)), 0, transfer.len);
     }
     const std::uint64_t wireNs =
-        words * bits * 1'000'000'000ULL / speedHz + transfer.delay_usecs * 1000ULL;
+        1ULL * words * bits * 1'000'000'000ULL / speedHz + transfer.delay_usecs * 1000ULL;
     m_lastWireNs += wireNs;
     m_journal.clock.advance(wireNs);
 }

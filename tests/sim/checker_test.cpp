@@ -361,7 +361,8 @@ const std::vector<tsBreaking>& breakings() {
         {"memory-cached", "WithoutSync",
          [](auto&, tcUser&) {
              const int memory = open("/dev/mem", O_RDWR);
-             munmap(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, memory, 0xFF200000), 4096);
+             munmap(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, memory, fileOffset(0xFF200000)),
+                    4096);
              close(memory);
          }},
         {"device-call", "ReadFromTheChip",

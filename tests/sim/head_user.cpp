@@ -37,6 +37,10 @@ tcDescriptor openDevice(const char* path) {
     return tcDescriptor(open(path, O_RDWR | O_CLOEXEC));
 }
 
+off_t fileOffset(std::uint32_t physicalAddress) {
+    return static_cast<off_t>(physicalAddress);
+}
+
 tcDescriptor requestOutput(int chip, unsigned offset, int level) {
     gpio_v2_line_request request{};
     request.offsets[0] = offset;
@@ -72,7 +76,7 @@ int getLevel(const tcDescriptor& line) {
 tcRegisters::tcRegisters(std::uint32_t physicalAddress, std::size_t bytes) : m_bytes(bytes) {
     const int memory = open("/dev/mem", O_RDWR | O_SYNC | O_CLOEXEC);
     m_mapping = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory,
-                     static_cast<off_t>(physicalAddress));
+                     fileOffset(physicalAddress));
     if (memory >= 0) {
         close(memory);
     }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <sys/types.h>
 #include <vector>
 
 /// A descriptor that is closed at the end.
@@ -27,6 +28,9 @@ private:
 };
 
 tcDescriptor openDevice(const char* path);
+
+/// \return the physical address as the file offset that `mmap` takes; negative on 32-bit targets
+off_t fileOffset(std::uint32_t physicalAddress);
 
 /// Offsets of the head's lines on its chip.
 namespace lines {

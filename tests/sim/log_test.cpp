@@ -191,7 +191,7 @@ TEST(Calls, EveryKindFailsAsAskedFor) {
     EXPECT_FALSE(unmapped.mapped());
 
     const int memory = open("/dev/mem", O_RDWR | O_SYNC);
-    void* pages = mmap(nullptr, 4096, PROT_READ, MAP_SHARED, memory, 0xFF200000);
+    void* pages = mmap(nullptr, 4096, PROT_READ, MAP_SHARED, memory, fileOffset(0xFF200000));
     head.failCall(teCall::close, "/dev/mem", next(teCall::close, "/dev/mem"), EINTR);
     EXPECT_EQ(close(memory), -1);
     EXPECT_EQ(errno, EINTR);

@@ -56,7 +56,8 @@ TEST(Memory, WindowsThatOverlapReachTheSameRegisters) {
 TEST(Memory, UnmappingAPartLeavesTheRest) {
     const auto head = sim::aVirtualHead().build();
     const int memory = open("/dev/mem", O_RDWR | O_SYNC);
-    void* pages = mmap(nullptr, 16384, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0xFF210000);
+    void* pages =
+        mmap(nullptr, 16384, PROT_READ | PROT_WRITE, MAP_SHARED, memory, fileOffset(0xFF210000));
     ASSERT_NE(pages, MAP_FAILED);
     EXPECT_EQ(munmap(pages, 100), 0);                   // the kernel rounds up to one page
     EXPECT_EQ(wordsAt(pages)[1024 + 128], 0x50574D31U); // the next page is still there
@@ -86,7 +87,8 @@ TEST(Memory, OnlyTheRegisterRegionCanBeMapped) {
 TEST(Memory, RegistersMustBeMappedUncachedAndShared) {
     const auto head = sim::aVirtualHead().withQuietViolations().build();
     const int cached = open("/dev/mem", O_RDWR);
-    void* pages = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, cached, 0xFF200000);
+    void* pages =
+        mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, cached, fileOffset(0xFF200000));
     ASSERT_NE(pages, MAP_FAILED);
     munmap(pages, 4096);
     close(cached);
@@ -97,10 +99,12 @@ TEST(Memory, RegistersMustBeMappedUncachedAndShared) {
 TEST(Memory, WhatTheKernelRefusesIsRefused) {
     const auto head = sim::aVirtualHead().build();
     const int readOnly = open("/dev/mem", O_RDONLY | O_SYNC);
-    EXPECT_EQ(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, readOnly, 0xFF200000),
-              MAP_FAILED);
+    EXPECT_EQ(
+        mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, readOnly, fileOffset(0xFF200000)),
+        MAP_FAILED);
     EXPECT_EQ(errno, EACCES);
-    EXPECT_EQ(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, readOnly, 0xFF200004), MAP_FAILED);
+    EXPECT_EQ(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, readOnly, fileOffset(0xFF200004)),
+              MAP_FAILED);
     EXPECT_EQ(errno, EINVAL);
     close(readOnly);
 }
@@ -270,7 +274,7 @@ TEST(Signals, AnAccessToAHeadThatIsGoneFaults) {
     auto words = [] {
         const auto head = sim::aVirtualHead().build();
         const int memory = open("/dev/mem", O_RDWR | O_SYNC);
-        void* pages = mmap(nullptr, 4096, PROT_READ, MAP_SHARED, memory, 0xFF200000);
+        void* pages = mmap(nullptr, 4096, PROT_READ, MAP_SHARED, memory, fileOffset(0xFF200000));
         close(memory);
         return wordsAt(pages);
     }();
