@@ -35,6 +35,7 @@ std::string usageOf(const tsCommand& command) {
 void tcCommandTable::add(tsCommand command) {
     if (find(command.name) != nullptr)
         throw std::logic_error("two commands are called " + command.name);
+    command.isSetting = command.isSetting || command.saved;
     m_commands.push_back(std::move(command));
 }
 

@@ -36,6 +36,8 @@ struct tsCommand {
     Saved saved;
     /// Place among the settings when they are loaded: what others depend on comes first.
     int order = 0;
+    /// May stand in a file of settings; what has `saved` always may.
+    bool isSetting = false;
 };
 
 /// All commands, by name.

@@ -12,6 +12,8 @@ void addGeometryCommands(tcCommandTable& table);
 void addPixelCommands(tcCommandTable& table);
 void addIdentityCommands(tcCommandTable& table);
 void addRegisterCommands(tcCommandTable& table);
+void addWatchCommand(tcCommandTable& table);
+void addSettingsCommands(tcCommandTable& table);
 void addPinCommands(tcCommandTable& table);
 void addProgramCommands(tcCommandTable& table);
 

@@ -96,6 +96,15 @@ std::string power(tcCall& call, tcArguments& arguments) {
     return "power " + onOff(on) + ": " + resultText(result);
 }
 
+std::string reset(tcCall& call, tcArguments& arguments) {
+    arguments.end();
+    const int answer = call.board().resetFpga();
+    // Boards answer as a switch does: 1, the reset holds.
+    if (answer != 0 && answer != 1)
+        requireSuccess("reset", answer);
+    return "reset: answer " + std::to_string(answer);
+}
+
 tsCommand timed(const char* name, const char* summary, const char* details, const char* example,
                 tsCommand::Run run) {
     tsCommand command;
@@ -124,7 +133,10 @@ void addCaptureCommands(tcCommandTable& table) {
     table.add(timed("wait", "do nothing for so long [ms]", "", "wait 100", wait));
     table.add(operation("snap", "take a single frame", &B::snap));
     table.add(operation("validate", "check the settings for a capture", &B::validate));
-    table.add(operation("reset", "reset the FPGA's pipeline", &B::resetFpga));
+    tsCommand resetCommand = operation("reset", "reset the FPGA's pipeline", &B::resetFpga);
+    resetCommand.run = reset;
+    resetCommand.details = "It ends a stream: capture again with \"start\" after \"stop\".";
+    table.add(std::move(resetCommand));
     table.add(operation("calibrate", "calibrate the black level", &B::calibrate));
     table.add(operation("whitecal", "calibrate the white level", &B::whiteLevelCalibrate));
 

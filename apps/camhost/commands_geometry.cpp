@@ -232,9 +232,11 @@ void addGeometryCommands(tcCommandTable& table) {
     several.saved = savedSeveralRegions;
     several.order = settingOrder::kRegion;
     table.add(std::move(several));
-    table.add(command("region", ("INDEX [" + rectangle + "]").c_str(),
-                      "one of several regions [binned rows, pixels]", "",
-                      {"region 0", "region 0 100 0 240 20"}, region));
+    tsCommand one = command("region", ("INDEX [" + rectangle + "]").c_str(),
+                            "one of several regions [binned rows, pixels]", "",
+                            {"region 0", "region 0 100 0 240 20"}, region);
+    one.isSetting = true;
+    table.add(std::move(one));
     table.add(settingCommand(verticalBinning()));
     table.add(settingCommand(horizontalBinning()));
     tsCommand flip =

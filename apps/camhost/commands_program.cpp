@@ -89,6 +89,8 @@ tcCommandTable makeCommandTable() {
     addPixelCommands(table);
     addIdentityCommands(table);
     addRegisterCommands(table);
+    addWatchCommand(table);
+    addSettingsCommands(table);
     addPinCommands(table);
     addProgramCommands(table);
     return table;

@@ -12,60 +12,43 @@ namespace {
 constexpr const char* kGroup = "Registers";
 constexpr std::uint32_t kWordMax = std::numeric_limits<std::uint32_t>::max();
 
-std::string wordTitle(std::uint32_t address) {
-    const std::string_view name = registerName(address);
-    return hexText(address, 5) + (name.empty() ? "" : " " + std::string(name));
-}
-
 std::string valueText(std::uint32_t value) {
     return std::to_string(value) + " (" + hexText(value) + ")";
 }
 
-std::uint32_t takeAddress(tcArguments& arguments) {
-    const std::string word = arguments.takeWord("WORD");
-    if (const auto address = registerAddress(word))
-        return *address;
-    std::int64_t value = 0;
-    if (!parseNumber(word, value) || value < 0 || value > std::int64_t{kWordMax})
-        arguments.refuse("WORD", word,
-                         "is no address, 0 to 0xFFFFFFFF, and no name of a word; \"regfile names\" "
-                         "lists the names");
-    return static_cast<std::uint32_t>(value);
-}
-
 std::string readWord(tcCall& call, tcArguments& arguments) {
-    const std::uint32_t address = takeAddress(arguments);
+    const std::uint32_t address = takeRegister(arguments);
     arguments.end();
     const auto value = call.head().registerFile().read_word(address);
     if (!value)
-        throw tcCommandError("regfile " + wordTitle(address) +
+        throw tcCommandError("regfile " + registerTitle(address) +
                              " holds nothing: nobody has written it; \"regfile dump\" lists what "
                              "there is");
-    return wordTitle(address) + " = " + valueText(*value);
+    return registerTitle(address) + " = " + valueText(*value);
 }
 
 std::string writeWord(tcCall& call, tcArguments& arguments) {
-    const std::uint32_t address = takeAddress(arguments);
+    const std::uint32_t address = takeRegister(arguments);
     const std::uint32_t asked = arguments.takeWord32("VALUE");
     arguments.end();
     const Varnox::tsWriteResult result = call.head().registerFile().write_word(address, asked);
     const std::string holds = "holds " + valueText(result.value);
     if (result.status != 0)
-        throw tcCommandError("regfile " + wordTitle(address) + " = " + valueText(asked) +
+        throw tcCommandError("regfile " + registerTitle(address) + " = " + valueText(asked) +
                              " was refused by the board, status " + hexText(result.status) + "; " +
                              holds + "; give a value that the board takes");
-    return wordTitle(address) + ": asked " + valueText(asked) + ", " + holds + ", " +
+    return registerTitle(address) + ": asked " + valueText(asked) + ", " + holds + ", " +
            (result.handled ? "taken by the board" : "nobody acts on it");
 }
 
 std::string dumpWords(tcCall& call, tcArguments& arguments) {
-    const std::uint32_t from = arguments.more() ? takeAddress(arguments) : 0;
-    const std::uint32_t to = arguments.more() ? takeAddress(arguments) : kWordMax;
+    const std::uint32_t from = arguments.more() ? takeRegister(arguments) : 0;
+    const std::uint32_t to = arguments.more() ? takeRegister(arguments) : kWordMax;
     arguments.end();
     std::string text;
     for (const auto& [address, value] : call.head().registerFile().words()) {
         if (address >= from && address <= to)
-            text += (text.empty() ? "" : "\n") + wordTitle(address) + " = " + valueText(value);
+            text += (text.empty() ? "" : "\n") + registerTitle(address) + " = " + valueText(value);
     }
     return text.empty() ? "regfile holds nothing there" : text;
 }
@@ -92,13 +75,6 @@ std::string registerFile(tcCall& call, tcArguments& arguments) {
     default:
         return listNames(arguments);
     }
-}
-
-std::vector<std::string> wordNames() {
-    std::vector<std::string> names;
-    for (const tsRegisterName& word : registerNames())
-        names.emplace_back(word.name);
-    return names;
 }
 
 std::string peek(tcCall& call, tcArguments& arguments) {
@@ -162,7 +138,7 @@ void addRegisterCommands(tcCommandTable& table) {
     file.choices = [](tcCall&, std::size_t index) {
         if (index == 0)
             return std::vector<std::string>{"dump", "names", "read", "write"};
-        return index == 1 ? wordNames() : std::vector<std::string>{};
+        return index == 1 ? registerNameList() : std::vector<std::string>{};
     };
     table.add(std::move(file));
 }

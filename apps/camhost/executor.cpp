@@ -59,29 +59,54 @@ std::string executeKeyword(tcHead& head, const std::string& keyword, const std::
 bool tcCall::wait(std::chrono::milliseconds duration, const std::string& what) {
     const tcUnlocked unlocked(m_lock);
     const bool whole = tcInterrupt::sleep(duration, [&](std::chrono::milliseconds slept) {
-        m_output.progress(progressLine(what, slept, duration));
+        m_caller.progress(progressLine(what, slept, duration));
+        return isWaitedFor();
     });
-    m_output.endProgress();
+    m_caller.progress("");
     return whole;
 }
 
 bool tcCall::pause(std::chrono::milliseconds duration) {
     const tcUnlocked unlocked(m_lock);
-    return tcInterrupt::sleep(duration, {});
+    return tcInterrupt::sleep(duration,
+                              [this](std::chrono::milliseconds) { return isWaitedFor(); });
+}
+
+tcExecutor::tcExecutor(tcHead& head, const tcCommandTable& table, tcOutput& output)
+    : m_head(head), m_table(table) {
+    m_operator.line = [&output](const std::string& text) { output.reply(text); };
+    m_operator.progress = [&output](const std::string& text) {
+        if (text.empty())
+            output.endProgress();
+        else
+            output.progress(text);
+    };
+}
+
+bool tcExecutor::isCapturing() {
+    const std::lock_guard lock(m_lock);
+    return m_head.board().isCapturing();
+}
+
+std::optional<int> tcExecutor::stopCapture() {
+    const std::lock_guard lock(m_lock);
+    if (!m_head.board().isCapturing())
+        return std::nullopt;
+    return m_head.board().stop();
 }
 
 tsReply tcExecutor::execute(std::string_view line) {
-    return execute(line, [this](const std::string& text) { m_output.reply(text); });
+    return execute(line, m_operator);
 }
 
-tsReply tcExecutor::execute(std::string_view line, const tcCall::Line& showLine) {
+tsReply tcExecutor::execute(std::string_view line, const tsCaller& caller) {
     tsLine split;
     try {
         split = splitLine(line);
         if (split.words.empty())
             return {};
         std::unique_lock lock(m_lock);
-        tcCall call(m_head, m_output, m_table, lock, showLine);
+        tcCall call(m_head, m_table, lock, caller);
         const std::string text = run(call, split);
         return {teExit::eSuccess, text, call.quitRequested()};
     } catch (const tcInterrupted& exception) {
@@ -129,7 +154,7 @@ std::vector<std::string> tcExecutor::completions(std::string_view line) {
             candidates.push_back(command.name);
     } else if (const tsCommand* command = m_table.find(split.words.front());
                command != nullptr && command->choices) {
-        tcCall call(m_head, m_output, m_table, lock, [](const std::string&) {});
+        tcCall call(m_head, m_table, lock, m_operator);
         candidates = command->choices(call, split.words.size() - 2);
     }
     std::erase_if(candidates, [&](const std::string& candidate) {

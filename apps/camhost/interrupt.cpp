@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <ctime>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace camhost {
 
@@ -13,25 +19,41 @@ static_assert(std::atomic<bool>::is_always_lock_free, "set in a signal handler")
 std::atomic<bool> theRequest = false;
 std::atomic<bool> theEndRequest = false;
 
+/// Readable while there is a request. Lives as long as the process: signals may come at any time.
+int eventDescriptor() {
+    static const int theDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return theDescriptor;
+}
+
+void raise() {
+    const int error = errno;
+    theRequest = true;
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(eventDescriptor(), &one, sizeof one);
+    errno = error;
+}
+
 extern "C" void onSignal(int signal) {
     if (signal == SIGTERM)
         theEndRequest = true;
-    theRequest = true;
+    raise();
 }
 
 constexpr std::chrono::milliseconds kSlice{50}; // a person does not notice it
 
 void sleepSlice(std::chrono::milliseconds duration) {
     const std::chrono::nanoseconds nanoseconds = duration;
+    constexpr std::int64_t kSecond = 1'000'000'000; // ns
     timespec time{};
-    time.tv_sec = static_cast<std::time_t>(nanoseconds.count() / 1'000'000'000);
-    time.tv_nsec = static_cast<long>(nanoseconds.count() % 1'000'000'000);
+    time.tv_sec = static_cast<std::time_t>(nanoseconds.count() / kSecond);
+    time.tv_nsec = static_cast<decltype(time.tv_nsec)>(nanoseconds.count() % kSecond);
     ::nanosleep(&time, nullptr); // a signal ends it early: that is what is wanted
 }
 
 } // namespace
 
 void tcInterrupt::install() {
+    eventDescriptor(); // made before a handler needs it
     struct sigaction action {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
@@ -48,21 +70,33 @@ bool tcInterrupt::endRequested() {
 }
 
 void tcInterrupt::clear() {
-    theRequest = theEndRequest.load();
+    if (endRequested())
+        return;
+    theRequest = false;
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t read = ::read(eventDescriptor(), &count, sizeof count);
 }
 
 void tcInterrupt::request() {
-    theRequest = true;
+    raise();
+}
+
+int tcInterrupt::descriptor() {
+    return eventDescriptor();
+}
+
+void tcInterrupt::waitForRequest() {
+    pollfd request{eventDescriptor(), POLLIN, 0};
+    while (!requested())
+        ::poll(&request, 1, -1);
 }
 
 bool tcInterrupt::sleep(std::chrono::milliseconds duration,
-                        const std::function<void(std::chrono::milliseconds)>& tick) {
+                        const std::function<bool(std::chrono::milliseconds)>& goOn) {
     std::chrono::milliseconds slept{0};
     while (slept < duration) {
-        if (requested())
+        if (requested() || (goOn && !goOn(slept)))
             return false;
-        if (tick)
-            tick(slept);
         const auto slice = std::min(kSlice, duration - slept);
         sleepSlice(slice);
         slept += slice;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* kDescription =
     "Loads a sensor-board plug-in and drives its camera head by text commands.\n"
-    "Without commands and script it asks for them: \"help\" lists all.";
+    "Without commands and script it asks for them: \"help\" lists all. Ctrl-C ends a capture.";
 
 constexpr const char* kFooter =
     "Exit status:\n"
@@ -49,6 +49,12 @@ void addOptions(CLI::App& app, tsOptions& options) {
         ->allow_extra_args(false);
     app.add_option("script", options.script, "File of commands, a line each; - is standard input")
         ->type_name("SCRIPT");
+    app.add_flag("-i,--interactive", options.interactive,
+                 "Ask for commands after those of the command line and the script");
+    app.add_option("--listen", options.listen,
+                   "Serve commands to TCP clients as well; only on this machine unless an address "
+                   "is given. With commands or a script: after them")
+        ->type_name("[ADDRESS:]PORT");
     app.add_flag("--keep-going", options.keepGoing, "Go on after a command that failed");
     app.add_flag("--echo", options.echo, "Print every command before its reply");
 }

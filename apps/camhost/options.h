@@ -21,7 +21,12 @@ struct tsOptions {
     bool keepGoing = false;
     bool echo = false;
     bool interactive = false;
-    std::string listen; ///< ADDRESS:PORT; empty: no line server
+    std::string listen; ///< [ADDRESS:]PORT; empty: no line server
+
+    /// \return whether it says what to do, so that nobody needs to be asked
+    [[nodiscard]] bool saysWhatToDo() const {
+        return !commands.empty() || !script.empty() || !listen.empty();
+    }
 };
 
 /// Reads the command line.

@@ -35,22 +35,22 @@ tcOutput::tcOutput() : m_terminal(::isatty(STDERR_FILENO) == 1) {
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }
 
-tcOutput::~tcOutput() {
-    if (m_replies != STDOUT_FILENO)
-        ::close(m_replies);
-}
-
 void tcOutput::sendLogTo(const std::string& file) {
-    const int log = file == "-"
-                        ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)
-                        : ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (log < 0)
+    constexpr mode_t kReadableByAll = 0644;
+    const tcDescriptor log(
+        file == "-"
+            ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)
+            : ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kReadableByAll));
+    if (!log.isOpen())
         throw tcFatalError(teExit::eUsage, "log file \"" + file +
                                                "\" cannot be written: " + std::strerror(errno) +
                                                ". Name another one with --log.");
-    m_replies = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
-    ::dup2(log, STDOUT_FILENO);
-    ::close(log);
+    m_replies = tcDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+    ::dup2(log.get(), STDOUT_FILENO);
+}
+
+int tcOutput::replyDescriptor() const {
+    return m_replies.isOpen() ? m_replies.get() : STDOUT_FILENO;
 }
 
 void tcOutput::print(int descriptor, const std::string& text) {
@@ -64,7 +64,7 @@ void tcOutput::print(int descriptor, const std::string& text) {
 }
 
 void tcOutput::reply(const std::string& text) {
-    print(m_replies, text);
+    print(replyDescriptor(), text);
 }
 
 void tcOutput::log(const std::string& text) {
@@ -79,8 +79,10 @@ void tcOutput::progress(const std::string& text) {
     if (!m_terminal)
         return;
     const std::lock_guard lock(m_lock);
+    if (text == m_progress)
+        return;
     writeAll(STDERR_FILENO, std::string(kToLineStart) + text);
-    m_progress = true;
+    m_progress = text;
 }
 
 void tcOutput::endProgress() {
@@ -89,9 +91,9 @@ void tcOutput::endProgress() {
 }
 
 void tcOutput::eraseProgress() {
-    if (m_progress)
+    if (!m_progress.empty())
         writeAll(STDERR_FILENO, kToLineStart);
-    m_progress = false;
+    m_progress.clear();
 }
 
 } // namespace camhost

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <string>
 
+#include "apps/camhost/descriptor.h"
+
 namespace camhost {
 
 /// The program's three streams: replies and the board's log on standard output, errors on standard
@@ -17,7 +19,6 @@ public:
     tcOutput();
     tcOutput(const tcOutput&) = delete;
     tcOutput& operator=(const tcOutput&) = delete;
-    ~tcOutput();
 
     /// Sends the log, and what plug-ins print on standard output, to a file.
     /// \param file appended to; "-" is standard error
@@ -34,14 +35,17 @@ public:
     /// Takes the progress line away.
     void endProgress();
 
+    /// \return where replies go
+    [[nodiscard]] int replyDescriptor() const;
+
 private:
     void eraseProgress();
     void print(int descriptor, const std::string& text);
 
     std::mutex m_lock;
-    int m_replies = 1;       // descriptor; not owned while it is standard output
-    bool m_progress = false; // a progress line is on the screen
-    const bool m_terminal;   // standard error is one
+    tcDescriptor m_replies; // open while replies do not go where the log goes
+    std::string m_progress; // the progress line on the screen
+    const bool m_terminal;  // standard error is one
 };
 
 } // namespace camhost

@@ -4,12 +4,15 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <optional>
 
 #include <unistd.h>
 
+#include "apps/camhost/console.h"
 #include "apps/camhost/executor.h"
 #include "apps/camhost/head.h"
 #include "apps/camhost/interrupt.h"
+#include "apps/camhost/line_server.h"
 #include "apps/camhost/output.h"
 #include "apps/camhost/plugin.h"
 #include "apps/camhost/runner.h"
@@ -38,17 +41,39 @@ std::string servedText(const tcPlugin& plugin, tcHead& head) {
     return text;
 }
 
+void runCommands(const tsOptions& options, const std::string& script, tcRunner& runner) {
+    bool more = true;
+    for (const std::string& command : options.commands)
+        more = more && runner.runLine(command, "command line");
+    if (more && !script.empty())
+        runner.runScript(script);
+}
+
+void askForCommands(tcExecutor& executor, tcOutput& output, tcRunner& runner) {
+    if (::isatty(STDIN_FILENO) == 1)
+        tcConsole(executor, output, historyFile()).run();
+    else
+        runner.runScript("-");
+}
+
 teExit carryOut(const tsOptions& options, const std::string& script, tcExecutor& executor,
                 tcOutput& output) {
+    std::optional<tcLineServer> server;
+    if (!options.listen.empty()) // first of all: a head is not powered up for nothing
+        server.emplace(executor, parseAddress(options.listen), tsServerLimits());
+
     tcRunner runner(executor, output, options.keepGoing, options.echo);
-    bool more = true;
-    for (const std::string& command : options.commands) {
-        more = more && runner.runLine(command, "command line");
+    runCommands(options, script, runner);
+    if (runner.ended())
+        return runner.status();
+    if (server) {
+        server->start();
+        output.log("camhost: listening on " + server->address());
     }
-    if (more && !script.empty())
-        more = runner.runScript(script);
-    if (more && script.empty() && options.commands.empty())
-        runner.runScript("-");
+    if (options.interactive || !options.saysWhatToDo())
+        askForCommands(executor, output, runner);
+    else if (server)
+        tcInterrupt::waitForRequest();
     return runner.status();
 }
 

@@ -1,6 +1,7 @@
 #include "apps/camhost/register_names.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace camhost {
 
@@ -34,6 +35,32 @@ std::optional<std::uint32_t> registerAddress(std::string_view name) {
     const auto entry = std::find_if(names.begin(), names.end(),
                                     [&](const auto& word) { return word.name == name; });
     return entry != names.end() ? std::optional(entry->address) : std::nullopt;
+}
+
+std::string registerTitle(std::uint32_t address) {
+    constexpr int kDigits = 5;
+    const std::string_view name = registerName(address);
+    return hexText(address, kDigits) + (name.empty() ? "" : " " + std::string(name));
+}
+
+std::uint32_t takeRegister(tcArguments& arguments) {
+    const std::string word = arguments.takeWord("WORD");
+    if (const auto address = registerAddress(word))
+        return *address;
+    std::int64_t value = 0;
+    if (!parseNumber(word, value) || value < 0 ||
+        value > std::int64_t{std::numeric_limits<std::uint32_t>::max()})
+        arguments.refuse("WORD", word,
+                         "is no address, 0 to 0xFFFFFFFF, and no name of a word; \"regfile names\" "
+                         "lists the names");
+    return static_cast<std::uint32_t>(value);
+}
+
+std::vector<std::string> registerNameList() {
+    std::vector<std::string> names;
+    for (const tsRegisterName& word : registerNames())
+        names.emplace_back(word.name);
+    return names;
 }
 
 } // namespace camhost

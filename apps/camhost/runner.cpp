@@ -28,9 +28,10 @@ bool tcRunner::runLine(const std::string& line, const std::string& place) {
     if (tcInterrupt::requested()) {
         if (reply.status != teExit::eInterrupted)
             fail(teExit::eInterrupted, place, "interrupted; nothing more is carried out");
-        return false;
+        m_ended = true;
     }
-    return !reply.quit && (reply.ok() || m_keepGoing);
+    m_ended = m_ended || reply.quit || (!reply.ok() && !m_keepGoing);
+    return !m_ended;
 }
 
 bool tcRunner::runLines(std::istream& lines, const std::string& name) {

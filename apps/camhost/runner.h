@@ -29,6 +29,9 @@ public:
     /// \throws tcFatalError (`eScript`) when it cannot be read
     bool runScript(const std::string& script);
 
+    /// \return whether a line asked for the end, failed, or was interrupted: nothing more is wanted
+    [[nodiscard]] bool ended() const { return m_ended; }
+
     /// \return what the program ends with: the first failure, or success
     [[nodiscard]] teExit status() const { return m_status; }
 
@@ -39,6 +42,7 @@ private:
     tcOutput& m_output;
     bool m_keepGoing;
     bool m_echo;
+    bool m_ended = false;
     teExit m_status = teExit::eSuccess;
 };
 

@@ -15,39 +15,42 @@ std::string valueText(const tsSetting& setting, int value) {
     return nameOf(setting.choices, value) + setting.unit;
 }
 
-/// \return what the board tells, or what it took last where it does not tell
-std::optional<int> present(const tsSetting& setting, tcCall& call) {
-    const std::optional<int> taken = call.head().remembered(setting.name);
-    if (taken && (setting.remember || !setting.get))
-        return taken;
+/// \return what the board tells; nothing where it does not
+std::optional<int> told(const tsSetting& setting, tcCall& call) {
     int value = 0;
     if (!setting.get || setting.get(call.board(), value) != Varnox::eSuccess)
         return std::nullopt;
     return value;
 }
 
+/// \return how a setting that the host keeps stands to what the board tells
+std::string toldText(const tsSetting& setting, tcCall& call) {
+    const std::optional<int> value = told(setting, call);
+    return value ? "the board tells " + valueText(setting, *value) : "the board does not tell";
+}
+
 std::string ask(const tsSetting& setting, tcCall& call) {
+    const std::optional<int> taken = call.head().remembered(setting.name);
+    if (taken && (setting.remember || !setting.get))
+        return setting.name + " " + valueText(setting, *taken) + " (as it was set; " +
+               toldText(setting, call) + ")";
+    if (!setting.get)
+        return setting.name + " is not known: the board does not tell, and it was not set here";
     int value = 0;
-    if (setting.get) {
-        const int result = setting.get(call.board(), value);
-        requireSuccess(setting.name, result);
-        return setting.name + " " + valueText(setting, value);
-    }
-    if (const auto taken = call.head().remembered(setting.name))
-        return setting.name + " " + valueText(setting, *taken) +
-               " (as it was set; the board does not tell)";
-    return setting.name + " is not known: the board does not tell, and it was not set here";
+    requireSuccess(setting.name, setting.get(call.board(), value));
+    return setting.name + " " + valueText(setting, value);
 }
 
 std::string change(const tsSetting& setting, tcCall& call, int asked) {
     const int result = setting.set(call.board(), asked);
-    int now = 0;
-    const bool told = setting.get && setting.get(call.board(), now) == Varnox::eSuccess;
-    const std::string what = setting.name + " " + valueText(setting, asked);
-    requireSuccess(what, result, told ? setting.name + " is " + valueText(setting, now) : "");
+    const std::optional<int> now = told(setting, call);
+    requireSuccess(setting.name + " " + valueText(setting, asked), result,
+                   now ? setting.name + " is " + valueText(setting, *now) : "");
     call.head().remember(setting.name, asked);
+    const bool readBack = now && !setting.remember;
     return setting.name + ": asked " + valueText(setting, asked) +
-           (told ? ", applied " + valueText(setting, now) : ", taken; the board does not tell") +
+           (readBack ? ", applied " + valueText(setting, *now)
+                     : ", taken; " + toldText(setting, call)) +
            " (" + resultText(result) + ")";
 }
 
@@ -69,6 +72,12 @@ std::vector<std::string> choiceNames(const tsSetting& setting, std::size_t index
             names.emplace_back(choice.name);
     }
     return names;
+}
+
+/// \return what the board tells, or what it took last where that counts more
+std::optional<int> present(const tsSetting& setting, tcCall& call) {
+    const std::optional<int> taken = call.head().remembered(setting.name);
+    return taken && (setting.remember || !setting.get) ? taken : told(setting, call);
 }
 
 std::vector<std::string> savedLine(const tsSetting& setting, tcCall& call) {

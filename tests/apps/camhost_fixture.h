@@ -42,7 +42,10 @@ protected:
     }
 
     camhost::tsReply run(const std::string& line) {
-        return executor->execute(line, [this](const std::string& text) { lines.push_back(text); });
+        camhost::tsCaller caller;
+        caller.line = [this](const std::string& text) { lines.push_back(text); };
+        caller.progress = [](const std::string&) {};
+        return executor->execute(line, caller);
     }
 
     camhost::tcOutput output;

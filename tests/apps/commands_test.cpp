@@ -32,7 +32,7 @@ INSTANTIATE_TEST_SUITE_P(Capture, CommandReply,
                                          tsExchange{"start", "start: result 0: success"},
                                          tsExchange{"stop", "stop: result 0: success"},
                                          tsExchange{"validate", "validate: result 0: success"},
-                                         tsExchange{"reset", "reset: result 0: success"},
+                                         tsExchange{"reset", "reset: answer 1"},
                                          tsExchange{"capture 1",
                                                     "capture: 1 ms, result 0: success"},
                                          tsExchange{"wait 0x1", "wait: 1 ms"}));
@@ -72,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 "2056] (result 0: success)"},
         tsExchange{"region 3", "region 3 [y: 0, x: 0, width: 0, height: 0]"},
         tsExchange{"vbin", "vbin 1"},
-        tsExchange{"vbin 2", "vbin: asked 2, applied 1 (result 0: success)"},
+        tsExchange{"vbin 2", "vbin: asked 2, taken; the board tells 1 (result 0: success)"},
         tsExchange{"hbin", "hbin 1"}, tsExchange{"mirror", "mirror h off\nmirror v off"},
         tsExchange{"mirror h", "mirror h off"},
         tsExchange{"mirror v on", "mirror: asked v on, applied v on (result 0: success)"}));
@@ -264,6 +264,9 @@ INSTANTIATE_TEST_SUITE_P(
             {"bpp", "bpp 8bit (as it was set; the board does not tell)"},
             {"init", "init: result 0: success"},
             {"bpp", "bpp is not known: the board does not tell, and it was not set here"}},
+        std::vector<tsExchange>{
+            {"vbin 2", "vbin: asked 2, taken; the board tells 1 (result 0: success)"},
+            {"vbin", "vbin 2 (as it was set; the board tells 1)"}},
         std::vector<tsExchange>{
             {"region 0 100 0 240 10",
              "region 0 [y: 100, x: 0, width: 240, height: 10]; \"regions COUNT\" programs it"},

@@ -84,7 +84,7 @@ tcFakeBoard::getCustomHandlers(Varnox::tcAbstractHandler* next,
 }
 
 int tcFakeBoard::resetFpga() {
-    return 0;
+    return 1;
 }
 
 std::string tcFakeBoard::fpgaVersion() {
