@@ -410,7 +410,7 @@ TEST_F(Exposure, SetExposureModeRaisesAFrameIntervalBelowTheMinimum) {
     EXPECT_EQ(board().getFrameInterval(), 54000);
 }
 
-TEST_F(Exposure, SetExposureModeLeavesAFrameIntervalThatIsTheMinimum) {
+TEST_F(Exposure, SetExposureModeRaisesToAMultipleOfTheHorizontalPeriod) {
     makeReadyBoard();
     // 41 pairs and 57 lines more are 98 lines of 25 us.
     board().setROI({0, 0, 2592, 84});
@@ -512,7 +512,7 @@ TEST_F(Exposure, SetFrameIntervalHoldsTheBoardMutexWhileItReports) {
     EXPECT_FALSE(mutexIsFreeDuring(board, [&] { board.setFrameInterval(1000); }));
 }
 
-TEST_F(Exposure, TriggerOperationsTakeNoLockOfTheirOwn) {
+TEST_F(Exposure, GettersOfTheTriggerTakeNoLock) {
     tcOpenBoard board;
     board.setStatusListener({});
     std::atomic<bool> done{false};

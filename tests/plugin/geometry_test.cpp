@@ -260,7 +260,6 @@ TEST_F(Geometry, TheRaisedIntervalsRefusalReplacesSuccess) {
 
 TEST_F(Geometry, AnIntervalEqualToTheMinimumIsNotRaised) {
     makeReadyBoard();
-    // 50 pairs, hence 101 rows apart at least, and 58 more for a multiple of 900: 108 lines.
     ASSERT_EQ(board().setROI({0, 0, 2592, 104}), 0); // 51 pairs and 57 lines: 2700 us
     ASSERT_EQ(board().getMinFrameIntervalMicroS(), 2700);
     ASSERT_EQ(board().setFrameInterval(2700), 0);
