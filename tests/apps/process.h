@@ -29,7 +29,7 @@ public:
     ~tcFolder();
 
     /// Writes a file. \return its path
-    [[nodiscard]] std::string file(const std::string& name, const std::string& text) const;
+    std::string file(const std::string& name, const std::string& text) const;
     /// \return the text of a file in the folder
     [[nodiscard]] std::string read(const std::string& name) const;
     [[nodiscard]] const std::string& path() const { return m_path; }
