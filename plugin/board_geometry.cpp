@@ -118,10 +118,11 @@ int tc3U5MGXSSensorBoard::programAreas() {
 
 int tc3U5MGXSSensorBoard::programArea(std::size_t area, const ROI& roi) {
     // In 16 bits throughout, as the sensor driver takes them.
+    const auto index = static_cast<unsigned char>(area);
     const std::int64_t lastRow = std::int64_t{roi.y} + roi.height - 1;
-    return m_sensor.setROIArea(
-        static_cast<unsigned char>(area), low16(std::int64_t{roi.y} * m_verticalBin),
-        low16(lastRow * m_verticalBin), low16(roi.x), low16(std::int64_t{roi.x} + roi.width - 1));
+    const std::int64_t lastColumn = std::int64_t{roi.x} + roi.width - 1;
+    return m_sensor.setROIArea(index, low16(std::int64_t{roi.y} * m_verticalBin),
+                               low16(lastRow * m_verticalBin), low16(roi.x), low16(lastColumn));
 }
 
 // ---- Binning
