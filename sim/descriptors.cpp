@@ -14,7 +14,7 @@ constinit tcDescriptors g_descriptors;
 
 namespace {
 
-constexpr int kPeersFrom = 600; // out of the way of the program's own descriptors
+constexpr int kOwnFrom = 600;
 
 std::uint64_t inodeOf(int descriptor) {
     struct stat status {};
@@ -24,16 +24,16 @@ std::uint64_t inodeOf(int descriptor) {
     return status.st_ino;
 }
 
+} // namespace
+
 int outOfTheWay(int descriptor) {
-    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kPeersFrom);
+    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kOwnFrom);
     if (moved < 0) {
         return descriptor;
     }
     real::close(descriptor);
     return moved;
 }
-
-} // namespace
 
 int tcDescriptors::create(bool closeOnExec, tsOpenFile*& file) {
     const auto slot = std::find_if(m_files.begin(), m_files.end(), [](const tsOpenFile& candidate) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <pthread.h>
 #include <stdexcept>
 
 #include "sim/text.h"
@@ -56,6 +57,14 @@ tsHeadOptions::tsHeadOptions() {
     link.laneNs.fill(linkTime(kDpaLockTime));
     link.alignmentNs = linkTime(kAlignmentTime);
     link.polarity = kDefaultPolarity;
+}
+
+void survivesFork() {
+    static constinit std::atomic<bool> done{false};
+    if (!done.exchange(true)) {
+        pthread_atfork([] { g_headLock.lock(); }, [] { g_headLock.unlock(); },
+                       [] { g_headLock.unlock(); });
+    }
 }
 
 tcModel::tcModel(const tsHeadOptions& options)

@@ -113,6 +113,9 @@ private:
     tcModel* m_model;
 };
 
+/// From now on a child process gets the head with its lock free, whatever other threads did.
+void survivesFork();
+
 /// \return whether there is a head at all, without taking the lock
 inline bool headPresent() {
     return g_head.load(std::memory_order_acquire) != nullptr;

@@ -7,6 +7,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "sim/descriptors.h"
 #include "sim/export.h"
 #include "sim/launch.h"
 #include "sim/mmio.h"
@@ -54,7 +55,9 @@ void openLog(tcModel& model) {
     const std::string path = variable(launch::kLog);
     int file = -1;
     if (!path.empty()) {
-        file = real::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
+        const int low =
+            real::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kFileMode);
+        file = outOfTheWay(low);
     }
     model.journal.log.streamTo(file);
 }
@@ -98,6 +101,7 @@ void report() {
     options.logCapacity = 4096; // records: only the event at hand is kept
     s_model = new tcModel(options);
     openLog(*s_model);
+    survivesFork();
     s_owner = ::getpid();
     g_head.store(s_model, std::memory_order_release);
 }

@@ -323,6 +323,7 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withScenario(const std::string& path
 
 tcVirtualHead tcVirtualHeadBuilder::build() {
     real::resolveAll();
+    survivesFork();
     auto model = std::make_unique<tcModel>(*m_options);
     {
         const tcHeadAccess present;

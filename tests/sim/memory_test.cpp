@@ -1,5 +1,6 @@
 // "/dev/mem", and what is mapped through it.
 
+#include <atomic>
 #include <cerrno>
 #include <csetjmp>
 #include <csignal>
@@ -7,6 +8,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -170,6 +172,28 @@ TEST(Memory, FourThreadsLoseNoAccess) {
         ASSERT_EQ(event.value, expected);
         ++expected;
     }
+}
+
+TEST(Memory, AChildProcessCanUseTheHeadWhateverOtherThreadsDo) {
+    const auto head = sim::aVirtualHead().build();
+    tcRegisters base(0xFF200000);
+    std::atomic<bool> stop{false};
+    std::thread busy([&] {
+        while (!stop) {
+            static_cast<void>(base.read(0));
+        }
+    });
+    for (int round = 0; round < 20; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            _exit(base.read(0) == 0x3505 ? 0 : 1);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+    stop = true;
+    busy.join();
 }
 
 #if defined(__x86_64__)
