@@ -93,11 +93,15 @@ std::vector<std::string> camhostCommand(const std::vector<std::string>& argument
 }
 
 tsFinished runCamhost(const std::vector<std::string>& arguments, const std::string& input) {
+    return run(camhostCommand(arguments), input);
+}
+
+tsFinished run(const std::vector<std::string>& command, const std::string& input) {
     std::signal(SIGPIPE, SIG_IGN);
     tsPipe in;
     tsPipe out;
     tsPipe err;
-    const pid_t child = spawn(camhostCommand(arguments), in, out, err);
+    const pid_t child = spawn(command, in, out, err);
     in.closeEnd(0);
     out.closeEnd(1);
     err.closeEnd(1);

@@ -12,7 +12,12 @@ struct tsFinished {
     std::string err; ///< standard error
 };
 
-/// Runs the program to its end.
+/// Runs a program to its end.
+/// \param command the program and its arguments
+/// \param input   on its standard input
+tsFinished run(const std::vector<std::string>& command, const std::string& input = {});
+
+/// Runs the host application to its end.
 /// \param arguments of the command line
 /// \param input     on its standard input
 tsFinished runCamhost(const std::vector<std::string>& arguments, const std::string& input = {});
