@@ -11,7 +11,7 @@ namespace {
 constexpr const char* kGroup = "Settings";
 
 std::string takeFile(tcCall& call, tcArguments& arguments) {
-    const std::string file = arguments.takeWord("FILE");
+    std::string file = arguments.takeWord("FILE");
     arguments.end();
     if (!call.caller().mayUseFiles)
         throw tcCommandError(arguments.command() + " is not served over the network, for it names "
@@ -63,7 +63,8 @@ std::string load(tcCall& call, tcArguments& arguments) {
         if (why.empty())
             continue;
         ++failed;
-        failures += "\n" + file + ":" + std::to_string(line.number) + ": " + why;
+        failures.append("\n").append(file).append(":").append(std::to_string(line.number));
+        failures.append(": ").append(why);
     }
     if (failed > 0)
         throw tcCommandError("load: " + std::to_string(failed) + " of " +
