@@ -390,17 +390,12 @@ std::size_t takeSlot() {
     }
 }
 
-// A register that the instruction does not use; none of the three is an implicit operand of
-// anything that runs here.
+// A register that the instruction does not use, neither as its operand (RBX is number 3, and 7 is
+// BH in byte operations) nor without naming it.
 unsigned freeRegister(const tsInstruction& instruction) {
-    constexpr std::array<unsigned, 3> candidates{3, 6, 7}; // RBX, RSI, RDI
-    for (const unsigned candidate : candidates) {
-        // The register of a byte operation may be the high half of RAX to RBX.
-        if (candidate != instruction.digit() && candidate != (instruction.digit() & 3U)) {
-            return candidate;
-        }
-    }
-    return candidates[0];
+    constexpr unsigned rbx = 3;
+    constexpr unsigned rsi = 6;
+    return (instruction.digit() & rbx) == rbx ? rsi : rbx;
 }
 
 void writeCopy(const tsInstruction& instruction, const tsOperation& operation, unsigned base,

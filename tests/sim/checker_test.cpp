@@ -283,6 +283,12 @@ const std::vector<tsBreaking>& breakings() {
              streamAfter(user, [&] { user.port.writeRegister(0xD8, 0x4B90F); });
          }},
         {"clock-update", "WithoutCounter", [](auto&, tcUser& user) { user.clock.write(0, 1); }},
+        {"clock-update", "Twice",
+         [](auto&, tcUser& user) {
+             user.clock.write(0xC0, 0x1617);
+             user.clock.write(0, 1);
+             user.clock.write(0, 1);
+         }},
         {"clock-update", "UnknownCounter",
          [](auto&, tcUser& user) {
              user.clock.write(0xC0, 0x1111);

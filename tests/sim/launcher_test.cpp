@@ -143,6 +143,12 @@ TEST_F(Launcher, RunsInVirtualOrRealTime) {
     EXPECT_EQ(launch("--time real -- " + kProgram + " sleep").out, "slept\n");
 }
 
+TEST_F(Launcher, ReportsOnceWhenTheProgramForks) {
+    const std::string report = launch("-- " + kProgram + " fork").err;
+    EXPECT_EQ(report.find("what the virtual head saw"), 0U);
+    EXPECT_EQ(report.find("what the virtual head saw", 1), std::string::npos);
+}
+
 TEST_F(Launcher, FollowsAShellToTheProgram) {
     const tsResult result = launch("-- sh -c '" + kProgram + " violate; exit 0'");
     EXPECT_EQ(result.status, 3);

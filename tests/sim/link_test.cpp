@@ -189,6 +189,19 @@ TEST_F(Link, LanesLockOnlyAfterTheWholeReset) {
     EXPECT_EQ(lanes(), 0U);
 }
 
+TEST_F(Link, LanesThatAreHeldDuringTheirResetDoNotTrain) {
+    receive();
+    usleep(3000);
+    resetLanes();
+    usleep(4000);
+    m_user->frameControl.write(11, 0xFFF);
+    m_user->frameControl.write(10, 0xFFF);
+    m_user->frameControl.write(10, 0xFFF000);
+    m_user->frameControl.write(10, 0);
+    usleep(100000);
+    EXPECT_EQ(lanes(), 0U);
+}
+
 TEST_F(Link, WholeFramesAreCountedWhileItIsAligned) {
     ASSERT_EQ(m_user->bringUp(), 0);
     EXPECT_EQ(m_head->frames(), 0U);

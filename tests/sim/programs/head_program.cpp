@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/sim/head_user.h"
@@ -49,6 +50,13 @@ int main(int count, char** values) {
     }
     if (what == "exit") {
         return std::atoi(values[2]);
+    }
+    if (what == "fork") {
+        const pid_t child = fork();
+        if (child == 0) {
+            return 0;
+        }
+        return waitpid(child, nullptr, 0) == child ? 0 : 1;
     }
     if (what == "quick-exit") {
         tcPort().writeRegister(0x20, 1);
