@@ -4,4 +4,4 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 cppcheck --quiet --project="$1/compile_commands.json" --enable=warning,performance,portability \
     --inline-suppr --suppress='*:*/gtest/*' --suppress='*:/usr/*' --suppress=internalAstError \
-    --suppress=syntaxError:tests/* --error-exitcode=1 -i tests -j "$(nproc)"
+    --suppress='*:*/tests/*' --suppress='*:tests/*' --error-exitcode=1 -i "$PWD/tests" -j "$(nproc)"
