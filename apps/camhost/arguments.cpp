@@ -17,7 +17,8 @@ constexpr std::string_view kBlanks = " \t\r";
 constexpr tsChoice kSwitch[] = {{"off", 0}, {"on", 1}};
 
 bool isControl(char c) {
-    return (c >= 0 && c < ' ' && c != '\t' && c != '\r') || c == '\x7f';
+    const auto code = static_cast<unsigned char>(c);
+    return (code < ' ' && c != '\t' && c != '\r') || code == 0x7F;
 }
 
 void refuseControlCharacters(std::string_view line) {

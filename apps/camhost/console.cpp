@@ -21,7 +21,6 @@ namespace camhost {
 namespace {
 
 constexpr int kHistoryLines = 500;
-constexpr const char* kCompletion = "camhost-complete"; // its name among the editor's functions
 
 std::sig_atomic_t volatile theWindowChanged = 0;
 
@@ -118,8 +117,9 @@ tcConsole::tcEditor::tcEditor(tcExecutor& executor, const tcOutput& output, std:
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_HIST, ::history, m_history.get());
     el_set(editor, EL_GETCFN, &tcEditor::readCharacter);
-    el_set(editor, EL_ADDFN, kCompletion, "Completes commands and arguments", &tcEditor::complete);
-    el_set(editor, EL_BIND, "^I", kCompletion, nullptr);
+    el_wset(editor, EL_ADDFN, L"camhost-complete", L"Completes commands and arguments",
+            &tcEditor::complete); // the narrow call would leak its strings
+    el_set(editor, EL_BIND, "^I", "camhost-complete", nullptr);
     el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     el_source(editor, nullptr); // the person's own habits
 }

@@ -85,7 +85,7 @@ pid_t spawn(const std::vector<std::string>& command, const tsPipe& in, const tsP
 std::vector<std::string> camhostCommand(const std::vector<std::string>& arguments) {
     std::vector<std::string> command;
     std::istringstream emulator(CAMHOST_EMULATOR);
-    for (std::string word; std::getline(emulator, word, ';');)
+    for (std::string word; emulator >> word;)
         command.push_back(word);
     command.emplace_back(CAMHOST_PROGRAM);
     command.insert(command.end(), arguments.begin(), arguments.end());
