@@ -173,6 +173,7 @@ struct tsOrders {
     setVariable("LD_PRELOAD", orders.preload);
     std::vector<std::string> words = program;
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }
@@ -352,9 +353,9 @@ bool print(const tsArguments& arguments) {
     return arguments.printRegisters || arguments.printRules || arguments.printScenarioKeys;
 }
 
-} // namespace
-
-int main(int count, char** values) {
+// Does what the command line asks for. \return the exit status; throws what cannot be read or
+// started
+int obey(int count, char** values) {
     tsArguments arguments;
     std::vector<char*> options;
     int at = 0;
@@ -368,16 +369,24 @@ int main(int count, char** values) {
     declare(app, arguments);
     try {
         app.parse(static_cast<int>(options.size()), options.data());
-        if (print(arguments)) {
-            return EXIT_SUCCESS;
-        }
-        if (arguments.program.empty()) {
-            throw tcUsageError("no program given; usage: virtual-head [OPTIONS] -- PROGRAM "
-                               "[ARGUMENTS]");
-        }
-        return run(arguments);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError;
+    }
+    if (print(arguments)) {
+        return EXIT_SUCCESS;
+    }
+    if (arguments.program.empty()) {
+        throw tcUsageError("no program given; usage: virtual-head [OPTIONS] -- PROGRAM "
+                           "[ARGUMENTS]");
+    }
+    return run(arguments);
+}
+
+} // namespace
+
+int main(int count, char** values) {
+    try {
+        return obey(count, values);
     } catch (const tcUsageError& error) {
         std::cerr << "virtual-head: " << error.what() << std::endl;
         return kUsageError;

@@ -123,17 +123,17 @@ void programMayDie() {
 extern "C" {
 
 // Ways to end a program past its exit handlers.
-[[noreturn]] SIM_API void abort() noexcept {
+SIM_API void abort() noexcept {
     sim::programMayDie();
     sim::real::abort();
 }
 
-[[noreturn]] SIM_API void _exit(int status) {
+SIM_API void _exit(int status) {
     sim::programMayDie();
     sim::real::exitNow(status);
 }
 
-[[noreturn]] SIM_API void _Exit(int status) noexcept {
+SIM_API void _Exit(int status) noexcept {
     sim::programMayDie();
     sim::real::exitNow(status);
 }
