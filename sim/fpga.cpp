@@ -1,8 +1,9 @@
 #include "sim/fpga.h"
 
+#include <algorithm>
+
 #include "sensor/registers.h"
 #include "sim/text.h"
-#include <varnox/core_registers.h>
 
 namespace sim {
 
@@ -159,7 +160,14 @@ void tcFpga::refreshBadPixels() {
         m_takeOverPending = false;
         m_values[indexOf(addressOf(kBadPixelTakeOver, badPixelRegisters::kInForceWord))] =
             m_takenEntries;
+        m_tableInForce = m_takenTable;
     }
+}
+
+std::span<const std::uint32_t> tcFpga::badPixels() {
+    refreshBadPixels();
+    const std::size_t entries = word(kBadPixelTakeOver, badPixelRegisters::kInForceWord);
+    return std::span(m_tableInForce).first(std::min(entries, m_tableInForce.size()));
 }
 
 std::uint32_t tcFpga::load(std::uint32_t address, unsigned width) {
@@ -292,12 +300,24 @@ bool tcFpga::pulsesRun() const {
            word(kPwm, pwmRegisters::kPeriodWord) >= pwmRegisters::kPeriodMin;
 }
 
-std::uint64_t tcFpga::pulseNs() const {
+std::uint64_t tcFpga::nsOf(std::uint64_t clocks) const {
     if (m_clockMhz == 0.0) {
         return 0;
     }
-    return static_cast<std::uint64_t>(static_cast<double>(word(kPwm, pwmRegisters::kPeriodWord)) *
-                                      1000.0 / m_clockMhz);
+    return static_cast<std::uint64_t>(static_cast<double>(clocks) * 1000.0 / m_clockMhz);
+}
+
+std::uint64_t tcFpga::pulseNs() const {
+    return nsOf(word(kPwm, pwmRegisters::kPeriodWord));
+}
+
+// A pulse that comes while the sensor is still busy with a frame starts none.
+std::uint64_t tcFpga::frameNs() const {
+    const std::uint64_t pulse = word(kPwm, pwmRegisters::kPeriodWord);
+    if (pulse == 0 || m_frameClocks <= pulse) {
+        return pulseNs();
+    }
+    return nsOf((m_frameClocks + pulse - 1) / pulse * pulse);
 }
 
 void tcFpga::applyPulses(std::uint32_t) {
@@ -336,6 +356,7 @@ void tcFpga::applyTable() {
     refreshBadPixels();
     m_takenEntries = word(kBadPixelControl, badPixelRegisters::kEntriesWord);
     checkTable(m_takenEntries);
+    std::copy_n(&m_values[indexOf(kBadPixelTable)], m_takenTable.size(), m_takenTable.begin());
     m_takeOverPending = true;
     m_takeOverNs = m_journal.clock.now() + (m_streaming && pulsesRun() ? pulseNs() : 0);
 }
@@ -346,14 +367,15 @@ void tcFpga::updateLink() {
     inputs.sensorSending = m_sending;
     inputs.streaming = m_streaming;
     inputs.pulsesRun = pulsesRun();
-    inputs.pulseNs = pulseNs();
+    inputs.frameNs = frameNs();
     inputs.clockKnown = m_clockMhz > 0;
     m_link.setInputs(inputs);
 }
 
-void tcFpga::sensorChanged(bool sending, bool streaming) {
+void tcFpga::sensorChanged(bool sending, bool streaming, std::uint64_t frameClocks) {
     m_sending = sending;
     m_streaming = streaming;
+    m_frameClocks = frameClocks;
     updateLink();
 }
 

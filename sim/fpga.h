@@ -5,11 +5,13 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "fpga/registers.h"
 #include "sim/journal.h"
 #include "sim/link.h"
 #include "sim/sensor.h"
+#include <varnox/core_registers.h>
 
 namespace sim {
 
@@ -40,8 +42,11 @@ public:
     /// \return false where there is no register
     bool poke(std::uint32_t address, std::uint32_t value);
 
-    /// The sensor's side of the link changed.
-    void sensorChanged(bool sending, bool streaming);
+    /// \return the bad pixels in force, as the table had them when it was taken over
+    std::span<const std::uint32_t> badPixels();
+
+    /// The sensor's side of the link changed. \param frameClocks what a frame takes at least
+    void sensorChanged(bool sending, bool streaming, std::uint64_t frameClocks);
     [[nodiscard]] tsReceiverSettings receiverSettings() const;
     /// \return master clock [MHz]; 0 when the clock generator is in no known state
     [[nodiscard]] double clockMhz() const { return m_clockMhz; }
@@ -76,7 +81,9 @@ private:
     void updateLink();
     void checkTable(std::uint32_t entries);
     [[nodiscard]] bool pulsesRun() const;
+    [[nodiscard]] std::uint64_t nsOf(std::uint64_t clocks) const;
     [[nodiscard]] std::uint64_t pulseNs() const;
+    [[nodiscard]] std::uint64_t frameNs() const;
     void violation(teRule rule, const char* what, std::uint32_t address);
 
     tcJournal& m_journal;
@@ -89,8 +96,12 @@ private:
     bool m_counterWritten = false;
     bool m_sending = false;
     bool m_streaming = false;
+    std::uint64_t m_frameClocks = 0;
     std::uint64_t m_takeOverNs = 0; // when the table comes into force
     std::uint32_t m_takenEntries = 0;
+    using tcTable = std::array<std::uint32_t, badPixelRegisters::kTableEntries>;
+    tcTable m_takenTable{};
+    tcTable m_tableInForce{};
     bool m_takeOverPending = false;
 };
 

@@ -221,10 +221,10 @@ tsLinkState tcLink::state() {
 // A frame counts when it arrived whole since alignment, or since the last change of the inputs.
 void tcLink::countFrames() {
     const std::uint64_t now = m_journal.clock.now();
-    if (m_inputs.streaming && m_inputs.pulseNs != 0 && alignedNs() < now) {
+    if (m_inputs.streaming && m_inputs.frameNs != 0 && alignedNs() < now) {
         const std::uint64_t from = std::max(alignedNs(), m_framesFromNs);
-        m_frames += (now - from) / m_inputs.pulseNs;
-        m_framesFromNs = from + (now - from) / m_inputs.pulseNs * m_inputs.pulseNs;
+        m_frames += (now - from) / m_inputs.frameNs;
+        m_framesFromNs = from + (now - from) / m_inputs.frameNs * m_inputs.frameNs;
     }
 }
 

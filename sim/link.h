@@ -28,7 +28,7 @@ struct tsLinkInputs {
     bool sensorSending = false; // lanes carry something
     bool streaming = false;     // frames, not only training
     bool pulsesRun = false;     // frame-start pulses
-    std::uint64_t pulseNs = 0;  // their period
+    std::uint64_t frameNs = 0;  // from one frame to the next
     bool clockKnown = true;
     friend bool operator==(const tsLinkInputs&, const tsLinkInputs&) = default;
 };

@@ -18,6 +18,7 @@ constexpr std::string_view kI2cPath = "/dev/i2c-1";
 constexpr std::string_view kMemoryPath = "/dev/mem";
 constexpr std::string_view kClockName = "clock";
 constexpr std::uint32_t kDefaultPolarity = 0x5D9;
+constexpr std::uint32_t kStreaming = 3; // frame state
 
 std::optional<teRail> railOfLine(std::string_view line) {
     if (line == "PS_1.2V_EN") {
@@ -57,6 +58,13 @@ tsHeadOptions::tsHeadOptions() {
     link.laneNs.fill(linkTime(kDpaLockTime));
     link.alignmentNs = linkTime(kAlignmentTime);
     link.polarity = kDefaultPolarity;
+    // Scanned from the bottom and from the right, these are the pixels of the demonstration map.
+    defects = {{0, 0, 4095}, {1296, 1028, 0}, {2491, 1855, 4095}};
+}
+
+bool possible(const tsDefect& defect) {
+    constexpr std::uint16_t lastCode = 4095;
+    return defect.x < tcScene::kColumns && defect.y < tcScene::kRows && defect.value <= lastCode;
 }
 
 void survivesFork() {
@@ -107,8 +115,7 @@ void tcModel::sensorMissed(std::uint32_t word, teFate fate) {
 }
 
 void tcModel::sensorChanged() {
-    constexpr std::uint32_t streaming = 3;
-    fpga.sensorChanged(sensor.sending(), sensor.frameState() == streaming);
+    fpga.sensorChanged(sensor.sending(), sensor.frameState() == kStreaming, sensor.frameClocks());
 }
 
 std::optional<teDevice> tcModel::deviceAt(std::string_view path) const {
@@ -215,6 +222,17 @@ tsSensorState tcModel::sensorState() const {
     tsSensorState state = sensor.decoded(fpga.clockMhz());
     state.alive = supplies.sensorAwake();
     return state;
+}
+
+std::optional<tsFrameSettings> tcModel::frameSettings() {
+    if (!link.state().aligned || sensor.frameState() != kStreaming) {
+        return std::nullopt;
+    }
+    std::optional<tsFrameSettings> settings = decodeFrame(sensor, fpga);
+    if (settings) {
+        settings->timeNs = journal.clock.now();
+    }
+    return settings;
 }
 
 std::string tcModel::summary() {

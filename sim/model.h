@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "sim/adc.h"
 #include "sim/fpga.h"
+#include "sim/frame_settings.h"
 #include "sim/gpio_chip.h"
 #include "sim/journal.h"
 #include "sim/link.h"
@@ -61,6 +63,8 @@ public:
     void store(std::uint32_t address, unsigned width, std::uint32_t value);
 
     [[nodiscard]] tsSensorState sensorState() const;
+    /// \return what a frame that is complete now depends on; empty when none is delivered
+    [[nodiscard]] std::optional<tsFrameSettings> frameSettings();
     [[nodiscard]] std::string summary();
     /// \return whether the program opened any device
     [[nodiscard]] bool used() const { return m_used; }
@@ -75,6 +79,7 @@ public:
     tcAdc adc;
     tcLink link;
     tcFpga fpga;
+    std::shared_ptr<const tcScene> scene; // null: the test chart, not painted yet
 
 private:
     struct tsPlannedFailure {

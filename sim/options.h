@@ -10,6 +10,7 @@
 
 #include "sim/fpga.h"
 #include "sim/link.h"
+#include "sim/sensor_image.h"
 #include "sim/supplies.h"
 #include "sim/virtual_head.h"
 
@@ -44,12 +45,17 @@ struct tsHeadOptions {
     std::vector<std::pair<std::uint32_t, int>> unmappable; // physical address, errno
     tsFpgaFacts fpga;
     tsLinkFacts link;
+    std::string scenePath;         // PNG picture; empty: the test chart
+    std::vector<tsDefect> defects; // of the sensor's array
     std::vector<tsFailure> failures;
     bool realTime = false;
     bool wireTime = false;
     bool quiet = false;
     std::size_t logCapacity = std::size_t{1} << 21; // records
 };
+
+/// \return whether a sensor's array can have this defect
+bool possible(const tsDefect& defect);
 
 /// \return ns as the link keeps them
 std::uint64_t linkTime(std::chrono::nanoseconds time);

@@ -142,28 +142,37 @@ bool tcSensor::sending() const {
 }
 
 // Area 0 is the whole array until it is programmed; the others are off.
+std::optional<tsReadoutArea> tcSensor::area(std::uint16_t number) const {
+    const auto rowsAt = static_cast<std::uint16_t>(kAreaRows + kAreaStride * number);
+    const auto columnsAt = static_cast<std::uint16_t>(rowsAt + 1);
+    const std::uint32_t rows =
+        written(rowsAt) ? m_values[rowsAt] : (number == 0 ? kAreaRowsFull : kAreaRowsOff);
+    const std::uint32_t columns = written(columnsAt)
+                                      ? m_values[columnsAt]
+                                      : (number == 0 ? kAreaColumnsFull : kAreaColumnsOff);
+    const std::uint32_t rowStart = extract(kAreaRowStart, rows);
+    const std::uint32_t rowEnd = extract(kAreaRowEnd, rows);
+    const std::uint32_t columnStart = extract(kAreaColumnStart, columns);
+    const std::uint32_t columnEnd = extract(kAreaColumnEnd, columns);
+    if (rowEnd > kLastRowPair || columnEnd > kLastColumnUnit || rowStart > rowEnd ||
+        columnStart > columnEnd) {
+        return std::nullopt;
+    }
+    using namespace sensorArray;
+    return tsReadoutArea{rowStart * kRowsPerUnit, rowEnd * kRowsPerUnit + kRowsPerUnit - 1,
+                         columnStart * kColumnsPerUnit,
+                         columnEnd * kColumnsPerUnit + kColumnsPerUnit - 1};
+}
+
 tcSensor::tsImage tcSensor::image() const {
     tsImage result;
-    for (std::uint16_t area = 0; area < sensorArray::kAreas; ++area) {
-        const auto rowsAt = static_cast<std::uint16_t>(kAreaRows + kAreaStride * area);
-        const auto columnsAt = static_cast<std::uint16_t>(rowsAt + 1);
-        const std::uint32_t rows =
-            written(rowsAt) ? m_values[rowsAt] : (area == 0 ? kAreaRowsFull : kAreaRowsOff);
-        const std::uint32_t columns = written(columnsAt)
-                                          ? m_values[columnsAt]
-                                          : (area == 0 ? kAreaColumnsFull : kAreaColumnsOff);
-        const std::uint32_t rowStart = extract(kAreaRowStart, rows);
-        const std::uint32_t rowEnd = extract(kAreaRowEnd, rows);
-        const std::uint32_t columnStart = extract(kAreaColumnStart, columns);
-        const std::uint32_t columnEnd = extract(kAreaColumnEnd, columns);
-        if (rowEnd > kLastRowPair || columnEnd > kLastColumnUnit || rowStart > rowEnd ||
-            columnStart > columnEnd) {
-            continue;
+    for (std::uint16_t number = 0; number < sensorArray::kAreas; ++number) {
+        if (const std::optional<tsReadoutArea> read = area(number)) {
+            const std::uint32_t width = read->columnEnd - read->columnStart + 1;
+            result.sameWidths = result.sameWidths && (result.width == 0 || result.width == width);
+            result.width = result.width == 0 ? width : result.width;
+            result.rows += read->rowEnd - read->rowStart + 1;
         }
-        const std::uint32_t width = (columnEnd - columnStart + 1) * sensorArray::kColumnsPerUnit;
-        result.sameWidths = result.sameWidths && (result.width == 0 || result.width == width);
-        result.width = result.width == 0 ? width : result.width;
-        result.rows += (rowEnd - rowStart + 1) * sensorArray::kRowsPerUnit;
     }
     result.height = m_areasBinned ? result.rows / 2 : result.rows;
     return result;
@@ -284,6 +293,15 @@ std::uint32_t tcSensor::linesNeeded() const {
     return twice ? 2 * once : once;
 }
 
+// The last line may be cut short: the receiver has had all rows long before.
+std::uint64_t tcSensor::frameClocks() const {
+    const std::uint64_t lines = field(kHdMax);
+    if (lines == 0 || !written(kHdPrd.address)) {
+        return 0;
+    }
+    return (lines - 1) * (field(kHdPrd) + 1);
+}
+
 void tcSensor::checkFrameLength(const tsReceiverSettings& receiver) {
     const std::uint32_t lines = field(kHdMax);
     if (!written(kHdMax.address)) {
@@ -295,10 +313,8 @@ void tcSensor::checkFrameLength(const tsReceiverSettings& receiver) {
         m_journal.violation(teRule::frameLength, text.decimal(linesNeeded()).view());
     }
     const std::uint64_t lineClocks = field(kHdPrd) + 1;
-    // The last line may be cut short: the receiver has had all rows long before.
-    const std::uint64_t clocks = (lines == 0 ? 0 : lines - 1) * lineClocks;
-    if (field(kFrameControlMode) == 0 && written(kHdPrd.address) && receiver.pulsesRun &&
-        receiver.pulsePeriod < clocks) {
+    if (field(kFrameControlMode) == 0 && receiver.pulsesRun &&
+        receiver.pulsePeriod < frameClocks()) {
         tcText text;
         text.add("frame-start pulses every ").decimal(receiver.pulsePeriod);
         text.add(" clocks; a frame takes ").decimal(lines * lineClocks);

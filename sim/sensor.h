@@ -11,6 +11,7 @@
 
 #include "common/register_field.h"
 #include "sim/journal.h"
+#include "sim/sensor_image.h"
 #include "sim/virtual_head.h"
 
 namespace sim {
@@ -58,6 +59,12 @@ public:
     [[nodiscard]] std::uint32_t field(const tsRegisterField& field) const;
     [[nodiscard]] std::uint32_t frameState() const;
     [[nodiscard]] bool sending() const;
+    /// \param number 0 to 7 \return what the area reads out; empty when it is switched off
+    [[nodiscard]] std::optional<tsReadoutArea> area(std::uint16_t number) const;
+    /// \return the binning that the areas were programmed with
+    [[nodiscard]] bool areasBinned() const { return m_areasBinned; }
+    /// \return clocks that a frame takes at least, by its registers; 0 when they say nothing
+    [[nodiscard]] std::uint64_t frameClocks() const;
     [[nodiscard]] tsSensorState decoded(double clockMhz) const;
     [[nodiscard]] std::vector<tsShadowDifference>
     differences(const std::map<std::uint16_t, std::uint32_t>& shadow) const;

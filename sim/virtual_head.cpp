@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "sim/descriptors.h"
+#include "sim/frame_settings.h"
 #include "sim/mappings.h"
 #include "sim/model.h"
 #include "sim/real_calls.h"
@@ -148,6 +149,24 @@ std::uint64_t tcVirtualHead::frames() const {
     return tcLocked(*m_model)->link.frames();
 }
 
+std::optional<tsFrame> tcVirtualHead::frame() const {
+    std::optional<tsFrameSettings> settings;
+    std::shared_ptr<const tcScene> scene;
+    {
+        const tcLocked model(*m_model);
+        settings = model->frameSettings();
+        scene = model->scene;
+    }
+    if (!settings) {
+        return std::nullopt;
+    }
+    if (scene == nullptr) {
+        scene = std::make_shared<const tcScene>(tcScene::chart());
+        tcLocked(*m_model)->scene = scene;
+    }
+    return render(*settings, *scene, m_model->options().defects);
+}
+
 std::vector<tsViolation> tcVirtualHead::violations() const {
     return tcLocked(*m_model)->journal.checker.violations();
 }
@@ -289,6 +308,25 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withAlignmentAfter(std::chrono::nano
     m_options->link.alignmentNs = linkTime(time);
     return *this;
 }
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withScene(const std::string& path) {
+    m_options->scenePath = path;
+    return *this;
+}
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withDefect(std::uint32_t x, std::uint32_t y,
+                                                       std::uint16_t value) {
+    const tsDefect defect{x, y, value};
+    if (!possible(defect)) {
+        throw std::invalid_argument("virtual head: no defect of " + std::to_string(value) +
+                                    " at column " + std::to_string(x) + ", row " +
+                                    std::to_string(y));
+    }
+    m_options->defects.push_back(defect);
+    return *this;
+}
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withoutDefects() {
+    m_options->defects.clear();
+    return *this;
+}
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withFailingCall(teCall kind, std::string_view device,
                                                             std::uint64_t nth, int error) {
     m_options->failures.push_back({kind, std::string(device), nth, false, error});
@@ -325,6 +363,9 @@ tcVirtualHead tcVirtualHeadBuilder::build() {
     real::resolveAll();
     survivesFork();
     auto model = std::make_unique<tcModel>(*m_options);
+    if (!m_options->scenePath.empty()) {
+        model->scene = std::make_shared<const tcScene>(tcScene::fromPng(m_options->scenePath));
+    }
     {
         const tcHeadAccess present;
         if (!present) {

@@ -34,6 +34,7 @@
 #include <vector>
 
 #include "sim/export.h"
+#include "sim/frame.h"
 
 namespace sim {
 
@@ -223,6 +224,11 @@ public:
     [[nodiscard]] tsLinkState link() const;
     /// \return frames that arrived whole over an aligned link since the head was built
     [[nodiscard]] std::uint64_t frames() const;
+    /// The picture that would leave the FPGA if a frame were complete now: the scene through the
+    /// sensor and the FPGA with their registers as they stand. It takes a while, and no lock.
+    /// \return empty unless the sensor streams over an aligned link, frame-start pulses run, and
+    ///         the FPGA's pixel shift and bad-pixel replacement run
+    [[nodiscard]] std::optional<tsFrame> frame() const;
 
     // --- Checker ---
 
@@ -337,6 +343,17 @@ public:
     /// How long alignment takes, `kNever` for ever. Default `kAlignmentTime`.
     tcVirtualHeadBuilder& withAlignmentAfter(std::chrono::nanoseconds time);
 
+    // --- Pictures ---
+
+    /// What lies before the sensor: a PNG picture, scaled to the array. Default: the test chart.
+    tcVirtualHeadBuilder& withScene(const std::string& path);
+    /// One more pixel that always gives the same. By default there are three, at (0, 0), (1296,
+    /// 1028) and (2491, 1855). \param x column and \param y row of the array \param value of the
+    /// ADC, 0 to 4095
+    tcVirtualHeadBuilder& withDefect(std::uint32_t x, std::uint32_t y, std::uint16_t value);
+    /// A sensor without defects; those of `withDefect` come after it.
+    tcVirtualHeadBuilder& withoutDefects();
+
     // --- System calls ---
 
     /// As `tcVirtualHead::failCall`.
@@ -362,6 +379,7 @@ public:
 
     /// \throws std::logic_error when the process has a head already
     /// \throws std::invalid_argument for a name or number that no head has
+    /// \throws std::runtime_error for a scene that cannot be read
     [[nodiscard]] tcVirtualHead build();
 
 private:
