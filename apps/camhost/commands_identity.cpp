@@ -1,4 +1,6 @@
 #include <cstring>
+#include <iomanip>
+#include <sstream>
 
 #include <nlohmann/json.hpp>
 
@@ -73,6 +75,47 @@ std::string status(tcCall& call, tcArguments& arguments) {
     return text;
 }
 
+std::string voltsText(double volts) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(3) << volts << " V";
+    return text.str();
+}
+
+std::string laneText(const std::vector<unsigned>& lanes) {
+    std::string text;
+    for (const unsigned lane : lanes)
+        text += " " + std::to_string(lane);
+    return text.empty() ? " none" : text;
+}
+
+/// What the board printed of supplies and link when it brought the head up.
+std::string broughtUp(tcCall& call) {
+    std::string text;
+    for (const auto& [name, volts] : call.head().talk().supplies())
+        text += "\nsupply " + name + " " + voltsText(volts);
+    if (text.empty())
+        text += "\nsupplies not told yet";
+    const std::vector<std::string> link = call.head().talk().link();
+    if (link.empty())
+        return text + "\nlink not told yet";
+    for (const std::string& line : link) {
+        const auto lanes = lanesOf(line);
+        text += "\nlink " + line + (lanes ? ", lanes" + laneText(*lanes) : "");
+    }
+    return text;
+}
+
+Json linkJson(tcCall& call) {
+    Json lines = Json::array();
+    Json locked = nullptr;
+    for (const std::string& line : call.head().talk().link()) {
+        lines.push_back(line);
+        if (const auto lanes = lanesOf(line))
+            locked = *lanes;
+    }
+    return {{"lanes_locked", locked}, {"told", lines}};
+}
+
 Json rectangleJson(const Varnox::ROI& roi) {
     return {{"y", roi.y}, {"x", roi.x}, {"width", roi.width}, {"height", roi.height}};
 }
@@ -132,6 +175,8 @@ std::string infoJson(tcCall& call) {
                                  ? Json(call.head().regions()->regions.size())
                                  : Json(1)},
                  {"keywords", call.head().keywords()},
+                 {"supplies_volts", Json(call.head().talk().supplies())},
+                 {"link", linkJson(call)},
                  {"state", stateJson(call.board())}};
     // Files of the board may hold anything: what is no UTF-8 is replaced, not refused.
     return json.dump(2, ' ', false, Json::error_handler_t::replace);
@@ -155,7 +200,7 @@ std::string info(tcCall& call, tcArguments& arguments) {
     text += "\npins " + std::to_string(call.board().getNumPins());
     text += "\npixel format " + std::to_string(call.board().getPixelFormat());
     text += "\nkeywords " + keywordList(call);
-    return text + "\n" + status(call, arguments);
+    return text + broughtUp(call) + "\n" + status(call, arguments);
 }
 
 tsCommand command(const char* name, const char* arguments, const char* summary,

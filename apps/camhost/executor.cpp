@@ -121,6 +121,7 @@ tsReply tcExecutor::execute(std::string_view line, const tsCaller& caller) {
 
 std::string tcExecutor::run(tcCall& call, tsLine line) {
     const std::string name = line.words.front();
+    m_head.talk().beginCommand();
     if (const tsCommand* command = m_table.find(name)) {
         tcArguments arguments(name, command->arguments, std::move(line));
         return command->run(call, arguments);

@@ -2,6 +2,7 @@
 /// One camera head, as the host drives it.
 #pragma once
 
+#include <iostream>
 #include <map>
 #include <memory>
 #include <optional>
@@ -15,6 +16,7 @@
 #include <varnox/register_file.h>
 #include <varnox/sensor_board.h>
 
+#include "apps/camhost/board_talk.h"
 #include "apps/camhost/output.h"
 
 namespace camhost {
@@ -35,6 +37,8 @@ public:
     ~tcHead();
 
     [[nodiscard]] int sensorType() const { return m_sensorType; }
+    /// \return what the board told by printing
+    [[nodiscard]] tcBoardTalk& talk() { return m_talk; }
     [[nodiscard]] Varnox::tcSensorBoard& board() { return *m_board; }
     [[nodiscard]] Varnox::tcPipeline& pipeline() { return m_pipeline; }
     [[nodiscard]] Varnox::tcRegisterFile& registerFile() { return m_registerFile; }
@@ -59,6 +63,7 @@ private:
 
     void takeHandlers();
 
+    tcBoardTalk m_talk{std::cout}; // the last to go: boards print to the end
     int m_sensorType;
     Varnox::tcPipeline m_pipeline;
     Varnox::tcRegisterFile& m_registerFile;

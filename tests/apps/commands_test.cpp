@@ -300,6 +300,8 @@ TEST_F(CommandsTest, InfoTellsEverythingInWords) {
                              "pins 2\n"
                              "pixel format 0\n"
                              "keywords CLKS FAKE FAKE2\n"
+                             "supplies not told yet\n"
+                             "link not told yet\n"
                              "capturing no\n"
                              "exposure 30000 us\n"
                              "interval 100000 us, at least 12340 us\n"
@@ -310,6 +312,17 @@ TEST_F(CommandsTest, InfoTellsEverythingInWords) {
                              "test pattern 0");
 }
 
+TEST_F(CommandsTest, InfoTellsSuppliesAndLinkAsTheBoardPrintedThem) {
+    reply("init");
+    EXPECT_THAT(reply("info"), HasSubstr("\nsupply VFAKE 3.250 V\n"
+                                         "link Fake lock: 0x5, lanes 0 2\n"
+                                         "capturing no\n"));
+    const auto json = nlohmann::json::parse(reply("info --json"));
+    EXPECT_EQ(json.at("supplies_volts"), (nlohmann::json{{"VFAKE", 3.25}}));
+    EXPECT_EQ(json.at("link").at("lanes_locked"), (nlohmann::json{0, 2}));
+    EXPECT_EQ(json.at("link").at("told"), (nlohmann::json{"Fake lock: 0x5"}));
+}
+
 TEST_F(CommandsTest, InfoTellsEverythingInJson) {
     const auto json = nlohmann::json::parse(reply("info --json"));
     EXPECT_EQ(json.at("sensor_type"), 42);
@@ -318,6 +331,9 @@ TEST_F(CommandsTest, InfoTellsEverythingInJson) {
     EXPECT_EQ(json.at("version"), "\"FAKE 1.0\"");
     EXPECT_EQ(json.at("keywords"), (nlohmann::json{"CLKS", "FAKE", "FAKE2"}));
     EXPECT_EQ(json.at("regions"), 4);
+    EXPECT_EQ(json.at("supplies_volts"), nlohmann::json::object());
+    EXPECT_EQ(json.at("link").at("lanes_locked"), nullptr);
+    EXPECT_EQ(json.at("link").at("told"), nlohmann::json::array());
     EXPECT_EQ(json.at("state").at("exposure_us"), 30000);
     EXPECT_EQ(json.at("state").at("clock"), 1);
     EXPECT_EQ(json.at("state").at("mirror_vertical"), false);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iostream>
 #include <stdexcept>
 
 #include <varnox/abstract_handler.h>
@@ -118,6 +119,7 @@ int tcFakeBoard::getClockSetting(int& index) {
 int tcFakeBoard::initialize() {
     updateStatusFMT(6, "Fake head powers up on %s", m_device.c_str());
     std::puts("fake: initialize");
+    std::cout << "VFAKE: 3.25\nFake lock: 0x5" << std::endl;
     publish(0x3A004, m_exposure);
     publish(0x3A000, m_interval);
     return m_device.starts_with("init=") ? std::stoi(m_device.substr(5)) : 0;

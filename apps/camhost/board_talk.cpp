@@ -1,0 +1,139 @@
+#include "apps/camhost/board_talk.h"
+
+#include <algorithm>
+#include <bit>
+#include <cctype>
+#include <charconv>
+#include <cstdint>
+
+namespace camhost {
+
+namespace {
+
+constexpr std::size_t kLineBytes = 4096; // more is no line for people
+constexpr std::size_t kLinkLines = 32;
+
+bool isBlank(char character) {
+    return character == ' ' || character == '\t' || character == '\r';
+}
+
+std::string trimmed(std::string text) {
+    text.erase(text.begin(), std::find_if_not(text.begin(), text.end(), isBlank));
+    text.erase(std::find_if_not(text.rbegin(), text.rend(), isBlank).base(), text.end());
+    return text;
+}
+
+std::string lowerCase(std::string text) {
+    for (char& character : text)
+        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    return text;
+}
+
+bool speaksOfTheLink(const std::string& line) {
+    const std::string text = lowerCase(line);
+    // A clock is no lock.
+    for (auto at = text.find("lock"); at != text.npos; at = text.find("lock", at + 1)) {
+        if (at == 0 || text[at - 1] != 'c')
+            return true;
+    }
+    return text.find("aligned") != text.npos;
+}
+
+/// \return whether the whole text is a number
+bool readVolts(const std::string& text, double& volts) {
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, volts);
+    return error == std::errc() && rest == end;
+}
+
+} // namespace
+
+tcBoardTalk::tcBoardTalk(std::ostream& stream) : m_stream(stream), m_below(stream.rdbuf()) {
+    m_stream.rdbuf(this);
+}
+
+tcBoardTalk::~tcBoardTalk() {
+    m_stream.rdbuf(m_below);
+}
+
+void tcBoardTalk::beginCommand() {
+    const std::lock_guard lock(m_lock);
+    m_newCommand = true;
+}
+
+std::map<std::string, double> tcBoardTalk::supplies() const {
+    const std::lock_guard lock(m_lock);
+    return m_supplies;
+}
+
+std::vector<std::string> tcBoardTalk::link() const {
+    const std::lock_guard lock(m_lock);
+    return m_link;
+}
+
+tcBoardTalk::int_type tcBoardTalk::overflow(int_type character) {
+    if (traits_type::eq_int_type(character, traits_type::eof()))
+        return traits_type::not_eof(character);
+    const std::lock_guard lock(m_lock);
+    const char text = traits_type::to_char_type(character);
+    hear(text);
+    return m_below->sputc(text);
+}
+
+std::streamsize tcBoardTalk::xsputn(const char* text, std::streamsize count) {
+    const std::lock_guard lock(m_lock);
+    std::for_each(text, text + count, [this](char character) { hear(character); });
+    return m_below->sputn(text, count);
+}
+
+int tcBoardTalk::sync() {
+    const std::lock_guard lock(m_lock);
+    return m_below->pubsync();
+}
+
+void tcBoardTalk::hear(char character) {
+    if (character == '\n') {
+        keep(trimmed(m_line));
+        m_line.clear();
+    } else if (m_line.size() < kLineBytes) {
+        m_line += character;
+    }
+}
+
+void tcBoardTalk::keep(const std::string& line) {
+    double volts = 0;
+    const auto colon = line.find(':');
+    if (colon != line.npos && line.starts_with('V') &&
+        readVolts(trimmed(line.substr(colon + 1)), volts)) {
+        m_supplies[line.substr(0, colon)] = volts;
+        return;
+    }
+    if (!speaksOfTheLink(line))
+        return;
+    if (m_newCommand)
+        m_link.clear();
+    m_newCommand = false;
+    if (m_link.size() == kLinkLines)
+        m_link.erase(m_link.begin());
+    m_link.push_back(line);
+}
+
+std::optional<std::vector<unsigned>> lanesOf(const std::string& line) {
+    const auto colon = line.find(':');
+    if (colon == line.npos || !speaksOfTheLink(line.substr(0, colon)))
+        return std::nullopt;
+    std::string digits = trimmed(line.substr(colon + 1));
+    if (digits.starts_with("0x"))
+        digits.erase(0, 2);
+    std::uint32_t mask = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [rest, error] = std::from_chars(digits.data(), end, mask, 16);
+    if (error != std::errc() || rest != end)
+        return std::nullopt;
+    std::vector<unsigned> lanes;
+    for (; mask != 0; mask &= mask - 1)
+        lanes.push_back(static_cast<unsigned>(std::countr_zero(mask)));
+    return lanes;
+}
+
+} // namespace camhost

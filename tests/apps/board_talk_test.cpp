@@ -1,0 +1,105 @@
+#include "apps/camhost/board_talk.h"
+
+#include <cmath>
+#include <sstream>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+using camhost::lanesOf;
+using camhost::tcBoardTalk;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+using testing::Pair;
+
+TEST(BoardTalk, HandsEverythingOnAsItComes) {
+    std::ostringstream stream;
+    {
+        tcBoardTalk talk(stream);
+        stream << "Opening..." << std::flush << "Done!\n" << 'x' << std::hex << 255;
+    }
+    stream << "!";
+    EXPECT_EQ(stream.str(), "Opening...Done!\nxff!");
+}
+
+TEST(BoardTalk, KeepsTheLastVoltageOfEverySupply) {
+    std::ostringstream stream;
+    const tcBoardTalk talk(stream);
+    stream << "VDD1.2: 1.19995\nVDD3.3: 3.29956\nVersion: 3 of 4\nVDD1.2: 1.25\nUDD: 5\nVDD9: 9.";
+    EXPECT_THAT(talk.supplies(), ElementsAre(Pair("VDD1.2", 1.25), Pair("VDD3.3", 3.29956)));
+}
+
+TEST(BoardTalk, KeepsASupplyThatIsNoNumber) {
+    std::ostringstream stream;
+    const tcBoardTalk talk(stream);
+    stream << "VDD1.2: nan\n";
+    ASSERT_EQ(talk.supplies().size(), 1U);
+    EXPECT_TRUE(std::isnan(talk.supplies().at("VDD1.2")));
+}
+
+TEST(BoardTalk, KeepsTheLinesOfTheLinkInTheirOrder) {
+    std::ostringstream stream;
+    const tcBoardTalk talk(stream);
+    stream << "Status: Aligned 0 Locked 1\n tries: 0\nmaster clock 36 MHz\n"
+           << "DPA Lock:\t" << std::hex << 0xFFF << "\nunlocked\n";
+    EXPECT_THAT(talk.link(),
+                ElementsAre("Status: Aligned 0 Locked 1", "DPA Lock:\tfff", "unlocked"));
+}
+
+TEST(BoardTalk, ForgetsTheLinkWhenALaterCommandSpeaksOfItAnew) {
+    std::ostringstream stream;
+    tcBoardTalk talk(stream);
+    stream << "DPA Lock: 0\n";
+    talk.beginCommand();
+    stream << "exposure 30000\n";
+    EXPECT_THAT(talk.link(), ElementsAre("DPA Lock: 0"));
+    stream << "DPA Lock: 1\nDPA Lock: 3\n";
+    EXPECT_THAT(talk.link(), ElementsAre("DPA Lock: 1", "DPA Lock: 3"));
+}
+
+TEST(BoardTalk, KeepsTheLastThirtyTwoLinesAndNoEndlessOne) {
+    std::ostringstream stream;
+    const tcBoardTalk talk(stream);
+    for (int i = 1; i <= 33; ++i)
+        stream << "lock " << i << '\n';
+    ASSERT_EQ(talk.link().size(), 32U);
+    EXPECT_EQ(talk.link().front(), "lock 2");
+    EXPECT_EQ(talk.link().back(), "lock 33");
+    stream << "lock " << std::string(5000, 'x') << '\n';
+    EXPECT_EQ(talk.link().back().size(), 4096U);
+    EXPECT_EQ(stream.str().size(), 9U * 7U + 24U * 8U + 5006U);
+}
+
+TEST(BoardTalk, HearsSeveralThreads) {
+    std::ostringstream stream;
+    const tcBoardTalk talk(stream);
+    const auto print = [&talk, &stream] {
+        std::ostream own(
+            stream.rdbuf()); // a stream's state is one thread's, its buffer everybody's
+        for (int i = 0; i < 1000; ++i)
+            own << "Lock: 5\n";
+        (void)talk.link();
+    };
+    std::thread other(print);
+    print();
+    other.join();
+    EXPECT_EQ(stream.str().size(), 16000U);
+    EXPECT_THAT(talk.link(), testing::Each("Lock: 5"));
+}
+
+TEST(Lanes, AreTheBitsOfAMask) {
+    EXPECT_THAT(lanesOf("DPA Lock: fff"),
+                Optional(ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11)));
+    EXPECT_THAT(lanesOf("DPA Lock:\t0x80000001"), Optional(ElementsAre(0, 31)));
+    EXPECT_THAT(lanesOf("DPA Lock: 0"), Optional(IsEmpty()));
+}
+
+TEST(Lanes, AreNotReadOutOfOtherLines) {
+    EXPECT_EQ(lanesOf("DPA Lock: 0 tries: 0"), std::nullopt);
+    EXPECT_EQ(lanesOf("Status: Aligned 1"), std::nullopt);
+    EXPECT_EQ(lanesOf("Clock: 36"), std::nullopt);
+    EXPECT_EQ(lanesOf("locked"), std::nullopt);
+    EXPECT_EQ(lanesOf("Lock: 1ffffffff"), std::nullopt);
+    EXPECT_EQ(lanesOf("Lock:"), std::nullopt);
+}
