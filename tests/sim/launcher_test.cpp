@@ -71,9 +71,9 @@ TEST_F(Launcher, GivesTheProgramsExitStatus) {
     EXPECT_EQ(launch("-- " + kProgram + " violate 42").status, 42);
 }
 
-TEST_F(Launcher, EndsWith3AfterAViolation) {
+TEST_F(Launcher, EndsWith9AfterAViolation) {
     const tsResult result = launch("-- " + kProgram + " violate");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.status, 9);
     EXPECT_THAT(result.err, HasSubstr("virtual head: violation of the rule \"sensor-asleep\""));
     EXPECT_THAT(result.err, HasSubstr("  violations: 2\n"));
     EXPECT_THAT(result.err, HasSubstr("sensor-asleep: register 0x04 <- 0x000008"));
@@ -81,7 +81,7 @@ TEST_F(Launcher, EndsWith3AfterAViolation) {
 
 TEST_F(Launcher, ReportsHoweverTheProgramEnds) {
     tsResult result = launch("-- " + kProgram + " quick-exit");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.status, 9);
     EXPECT_THAT(result.err, HasSubstr("  violations: 2\n"));
     result = launch("-- " + kProgram + " abort");
     EXPECT_EQ(result.status, 128 + 6);
@@ -151,7 +151,7 @@ TEST_F(Launcher, ReportsOnceWhenTheProgramForks) {
 
 TEST_F(Launcher, FollowsAShellToTheProgram) {
     const tsResult result = launch("-- sh -c '" + kProgram + " violate; exit 0'");
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.status, 9);
     EXPECT_THAT(result.err, HasSubstr("sensor-asleep"));
 }
 
