@@ -1,5 +1,6 @@
 #include "sim/adc.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 
@@ -30,12 +31,33 @@ void tcAdc::busTime(std::size_t bytes) {
     m_journal.clock.advance((1 + bytes) * kByteNs); // the address goes first
 }
 
+// What the wires do, for whoever looks at them: "I2C 0x49 R ack 07 AE".
+void tcAdc::wire(std::uint16_t address, bool reads, bool acknowledged,
+                 std::span<const std::uint8_t> bytes) {
+    if (!m_journal.keepsStates()) {
+        return;
+    }
+    constexpr std::size_t longest = 64; // bytes that fit into a line
+    tcText text;
+    text.add("I2C ").hex(address, 2).add(reads ? " R " : " W ").add(acknowledged ? "ack" : "nack");
+    for (const std::uint8_t byte :
+         bytes.subspan(0, acknowledged ? std::min(bytes.size(), longest) : 0)) {
+        text.add(" ").bareHex(byte, 2);
+    }
+    m_journal.state(m_journal.clock.now(), text.view());
+}
+
+void tcAdc::stop() {
+    m_journal.state(m_journal.clock.now(), "I2C-STOP");
+}
+
 int tcAdc::write(std::uint16_t address, std::span<const std::uint8_t> bytes, int refusal) {
     const std::uint64_t startNs = m_journal.clock.now();
     const int error = answer(address, refusal);
     for (const std::uint8_t byte : bytes) {
         m_journal.event(teLine::adcCommand, 0, byte, error);
     }
+    wire(address, false, error == 0, bytes);
     busTime(error == 0 ? bytes.size() : 0);
     if (error == 0) {
         for (const std::uint8_t byte : bytes) {
@@ -124,6 +146,7 @@ int tcAdc::read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusa
     const int error = answer(address, refusal);
     if (error != 0) {
         m_journal.event(teLine::adc, positiveChannel(), 0, error);
+        wire(address, true, false, {});
         busTime(0);
         return -error;
     }
@@ -135,6 +158,7 @@ int tcAdc::read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusa
                               : std::uint8_t{0xFF}; // nobody drives the bus any more
     }
     m_journal.event(teLine::adc, positiveChannel(), result);
+    wire(address, true, true, bytes);
     busTime(bytes.size());
     if (!m_settled) {
         m_restNs = m_journal.clock.now();

@@ -23,8 +23,12 @@ public:
     int write(std::uint16_t address, std::span<const std::uint8_t> bytes, int refusal);
     /// One read transfer from a device address. \return 0 or -errno
     int read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusal);
+    /// The bus is free again.
+    void stop();
 
 private:
+    void wire(std::uint16_t address, bool reads, bool acknowledged,
+              std::span<const std::uint8_t> bytes);
     [[nodiscard]] int answer(std::uint16_t address, int refusal) const;
     void command(std::uint8_t byte, std::uint64_t startNs);
     [[nodiscard]] double inputVolts(unsigned channel) const;

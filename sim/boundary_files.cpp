@@ -104,9 +104,11 @@ int i2cMessages(tcModel& head, void* argument, int refusal) {
                                ? head.adc.read(message.addr, {message.buf, message.len}, refusal)
                                : head.adc.write(message.addr, {message.buf, message.len}, refusal);
         if (result < 0) {
+            head.adc.stop();
             return result;
         }
     }
+    head.adc.stop();
     return static_cast<int>(list.nmsgs);
 }
 
@@ -214,6 +216,7 @@ ssize_t headRead(tcModel& head, const tsOpenFile& file, void* buffer, std::size_
     if (file.device == teDevice::i2c) {
         const int result =
             head.adc.read(file.i2cAddress, {static_cast<std::uint8_t*>(buffer), count}, refusal);
+        head.adc.stop();
         return result < 0 ? result : static_cast<ssize_t>(count);
     }
     if (refusal == 0) {
@@ -227,6 +230,7 @@ ssize_t headWrite(tcModel& head, const tsOpenFile& file, const void* buffer, std
     const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(buffer), count);
     if (file.device == teDevice::i2c) {
         const int result = head.adc.write(file.i2cAddress, bytes, refusal);
+        head.adc.stop();
         return result < 0 ? result : static_cast<ssize_t>(count);
     }
     if (file.device == teDevice::spi) {

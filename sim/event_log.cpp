@@ -110,6 +110,8 @@ teEventKind kindOf(teLine line) {
         return teEventKind::note;
     case teLine::violation:
         return teEventKind::violation;
+    case teLine::state:
+        return teEventKind::state;
     }
     return teEventKind::note;
 }
@@ -146,7 +148,7 @@ bool tcEventLog::append(std::uint64_t timeNs, teLine line, std::uint32_t address
                         std::uint64_t value, int error, std::span<const std::uint8_t> payload) {
     if (m_streaming) {
         m_used = 0;
-        if (m_descriptor < 0) {
+        if (m_descriptor < 0 && m_traceDescriptor < 0) {
             return true;
         }
     }
@@ -194,8 +196,22 @@ void tcEventLog::streamTo(int descriptor) {
     m_descriptor = descriptor;
 }
 
+void tcEventLog::traceTo(int descriptor) {
+    m_streaming = true;
+    m_traceDescriptor = descriptor;
+}
+
 void tcEventLog::streamOut(const tsRecord& record) const {
-    tcDescriptorSink sink(m_descriptor);
+    if (m_descriptor >= 0 && record.line != teLine::state) {
+        streamOut(record, m_descriptor);
+    }
+    if (m_traceDescriptor >= 0) {
+        streamOut(record, m_traceDescriptor);
+    }
+}
+
+void tcEventLog::streamOut(const tsRecord& record, int descriptor) {
+    tcDescriptorSink sink(descriptor);
     formatTime(record.timeNs, sink);
     format(record, sink);
     sink.add("\n");
@@ -276,6 +292,10 @@ void tcEventLog::format(const tsRecord& record, Sink& sink) {
         sink.add("VIOLATION ");
         sink.add(asText(payload));
         break;
+    case teLine::state:
+        sink.add("STATE ");
+        sink.add(asText(payload));
+        break;
     }
     if (record.error != 0) {
         const char* name = strerrorname_np(record.error);
@@ -320,6 +340,8 @@ std::vector<tsEvent> tcEventLog::events(tcKinds kinds) const {
             event.bytes.assign(payload.begin(), payload.end());
         } else if (record.line == teLine::violation) {
             event.subject = asText(payload).substr(0, asText(payload).find(':'));
+        } else if (record.line == teLine::state) {
+            event.subject = asText(payload).substr(0, asText(payload).find(' '));
         } else if (record.line != teLine::note) {
             event.subject = asText(payload);
         }

@@ -36,6 +36,7 @@ enum class teLine : std::uint8_t {
     unmap,
     note,
     violation,
+    state,
 };
 
 /// \return the kind of event that a form belongs to
@@ -62,6 +63,8 @@ public:
     /// From now on each event's line, with its time, goes to this descriptor at once instead of
     /// into memory. \param descriptor -1: nowhere
     void streamTo(int descriptor);
+    /// As `streamTo`, with the events of the kind `state` too, which a log does not have.
+    void traceTo(int descriptor);
 
     [[nodiscard]] std::vector<tsEvent> events(tcKinds kinds) const;
     [[nodiscard]] std::vector<std::string> lines(tcKinds kinds, bool timed) const;
@@ -86,11 +89,13 @@ private:
     template<class Visitor>
     void visit(tcKinds kinds, Visitor visitor) const;
     void streamOut(const tsRecord& record) const;
+    static void streamOut(const tsRecord& record, int descriptor);
 
     std::span<tsRecord> m_records;
     std::size_t m_used = 0;
     bool m_streaming = false;
     int m_descriptor = -1;
+    int m_traceDescriptor = -1;
 };
 
 } // namespace sim

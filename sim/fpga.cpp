@@ -320,6 +320,13 @@ std::uint64_t tcFpga::frameNs() const {
     return nsOf((m_frameClocks + pulse - 1) / pulse * pulse);
 }
 
+std::uint64_t tcFpga::pulseLengthNs() const {
+    return m_clockMhz == 0.0 ? 0
+                             : static_cast<std::uint64_t>(
+                                   static_cast<double>(word(kPwm, pwmRegisters::kDutyWord)) *
+                                   1000.0 / m_clockMhz);
+}
+
 void tcFpga::applyPulses(std::uint32_t) {
     const std::uint32_t period = word(kPwm, pwmRegisters::kPeriodWord);
     const std::uint32_t duty = word(kPwm, pwmRegisters::kDutyWord);

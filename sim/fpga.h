@@ -50,6 +50,10 @@ public:
     [[nodiscard]] tsReceiverSettings receiverSettings() const;
     /// \return master clock [MHz]; 0 when the clock generator is in no known state
     [[nodiscard]] double clockMhz() const { return m_clockMhz; }
+    /// \return period of the frame-start pulses [ns]; 0 when there are none
+    [[nodiscard]] std::uint64_t pulsePeriodNs() const { return pulsesRun() ? pulseNs() : 0; }
+    /// \return how long a frame-start pulse is [ns]
+    [[nodiscard]] std::uint64_t pulseLengthNs() const;
     [[nodiscard]] std::uint64_t loads() const { return m_loads; }
     [[nodiscard]] std::uint64_t stores() const { return m_stores; }
 

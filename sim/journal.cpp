@@ -23,6 +23,12 @@ void tcJournal::violation(teRule rule, std::string_view text) {
     kept(log.append(now, teLine::violation, 0, 0, 0, line.view()));
 }
 
+void tcJournal::state(std::uint64_t timeNs, std::string_view text) {
+    if (m_stateEvents) {
+        kept(log.append(timeNs, teLine::state, 0, 0, 0, text));
+    }
+}
+
 void tcJournal::kept(bool recorded) {
     if (recorded) {
         m_full = false;

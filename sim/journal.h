@@ -16,13 +16,17 @@ namespace sim {
 /// handler.
 class tcJournal {
 public:
-    tcJournal(bool realTime, std::size_t logCapacity, bool quiet)
-        : clock(realTime), log(logCapacity), checker(quiet) {}
+    tcJournal(bool realTime, std::size_t logCapacity, bool quiet, bool stateEvents)
+        : clock(realTime), log(logCapacity), checker(quiet), m_stateEvents(stateEvents) {}
 
     void event(teLine line, std::uint32_t address, std::uint64_t value, int error = 0,
                std::string_view payload = {});
     void transfer(std::span<const std::uint8_t> bytes, int error);
     void violation(teRule rule, std::string_view text);
+    /// Something that the head did by itself. \param timeNs when it did
+    void state(std::uint64_t timeNs, std::string_view text);
+    /// \return whether anybody wants to know what the head does by itself
+    [[nodiscard]] bool keepsStates() const { return m_stateEvents; }
 
     tcClock clock;
     tcEventLog log;
@@ -30,6 +34,7 @@ public:
 
 private:
     void kept(bool recorded);
+    bool m_stateEvents;
     bool m_full = false;
 };
 

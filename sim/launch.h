@@ -8,6 +8,8 @@ inline constexpr const char* kPreloaded = "VIRTUAL_HEAD_PRELOADED"; ///< process
 inline constexpr const char* kScenario = "VIRTUAL_HEAD_SCENARIO";   ///< file; unset: healthy
 inline constexpr const char* kTime = "VIRTUAL_HEAD_TIME";           ///< "virtual" or "real"
 inline constexpr const char* kLog = "VIRTUAL_HEAD_LOG";             ///< file; unset: no log
+inline constexpr const char* kTrace =
+    "VIRTUAL_HEAD_TRACE"; ///< file for every event and what the head does by itself, plus ".PID"
 inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT"; ///< file for the summary, plus ".PID"
 inline constexpr const char* kVerdict =
     "VIRTUAL_HEAD_VERDICT"; ///< file for the violations' count, plus ".PID"

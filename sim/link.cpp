@@ -218,6 +218,24 @@ tsLinkState tcLink::state() {
     return result;
 }
 
+tsLinkTrace tcLink::trace() {
+    const tsLinkState now = state();
+    tsLinkTrace result;
+    result.enabled = now.enabled;
+    const std::array<bool, kPllFlags> flags{now.locked, now.rgLocked, now.gbLocked};
+    for (std::size_t at = 0; at < kPllFlags; ++at) {
+        result.pll[at] = {flags[at], later(m_receivingNs, m_facts.pllNs[at])};
+    }
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        result.lanes[at] = {m_lanes[at].locked, m_lanes[at].lockedNs};
+    }
+    result.aligned = {now.aligned, alignedNs()};
+    result.resets = m_resets;
+    result.hold = m_hold;
+    result.frames = {now.aligned && m_inputs.streaming, std::max(alignedNs(), m_framesFromNs)};
+    return result;
+}
+
 // A frame counts when it arrived whole since alignment, or since the last change of the inputs.
 void tcLink::countFrames() {
     const std::uint64_t now = m_journal.clock.now();

@@ -33,6 +33,23 @@ struct tsLinkInputs {
     friend bool operator==(const tsLinkInputs&, const tsLinkInputs&) = default;
 };
 
+/// A flag, and when it was set.
+struct tsTimedFlag {
+    bool set = false;
+    std::uint64_t sinceNs = 0;
+};
+
+/// Everything that a waveform shows of the link.
+struct tsLinkTrace {
+    bool enabled = false;
+    std::array<tsTimedFlag, kPllFlags> pll; // by tePllFlag
+    std::array<tsTimedFlag, kLinkLanes> lanes;
+    tsTimedFlag aligned;
+    std::uint32_t resets = 0;
+    std::uint32_t hold = 0;
+    tsTimedFlag frames; // frames arrive
+};
+
 /// Lock and alignment as functions of inputs, register writes and time. Takes no lock.
 ///
 ///     receiving = enabled, sending, pulses and clock
@@ -56,6 +73,7 @@ public:
     /// \return what was locked or aligned at any time so far
     [[nodiscard]] tsLinkState everReached();
     [[nodiscard]] std::uint64_t frames();
+    [[nodiscard]] tsLinkTrace trace();
 
 private:
     // Steps of a lane's reset

@@ -76,7 +76,7 @@ void survivesFork() {
 }
 
 tcModel::tcModel(const tsHeadOptions& options)
-    : journal(options.realTime, options.logCapacity, options.quiet),
+    : journal(options.realTime, options.logCapacity, options.quiet, options.stateEvents),
       supplies(journal, options.railVolts),
       sensor(journal),
       spi(*this, journal, options.spiSettingsRefused, options.spiFailFrom, options.spiFailError),
@@ -84,7 +84,8 @@ tcModel::tcModel(const tsHeadOptions& options)
       adc(journal, supplies, options.adcPresent),
       link(journal, options.link),
       fpga(journal, options.fpga, link),
-      m_options(options) {
+      m_options(options),
+      m_watch(journal) {
     for (const tsFailure& failure : options.failures) {
         fail(failure);
     }
@@ -103,11 +104,13 @@ void tcModel::lineDriven(std::string_view name, int level, bool requested) {
         sensor.clear(name == kResetLine ? teFate::clearedByReset : teFate::clearedByPowerLoss);
         sensorChanged();
     }
+    lookAround();
 }
 
 void tcModel::sensorReceives(std::uint32_t word) {
     sensor.receive(word, supplies.sensorAwake(), fpga.receiverSettings());
     sensorChanged();
+    lookAround();
 }
 
 void tcModel::sensorMissed(std::uint32_t word, teFate fate) {
@@ -206,6 +209,14 @@ int tcModel::mapError(std::uint32_t physicalAddress) const {
 
 void tcModel::timePassed() {
     sensor.checkFrame(fpga.receiverSettings());
+    lookAround();
+}
+
+// Every change of the program's doing is seen at once, the head's own with the next call.
+void tcModel::lookAround() {
+    if (journal.keepsStates()) {
+        m_watch.look(supplies, link, fpga, sensor);
+    }
 }
 
 std::uint32_t tcModel::load(std::uint32_t address, unsigned width) {
@@ -216,6 +227,7 @@ std::uint32_t tcModel::load(std::uint32_t address, unsigned width) {
 void tcModel::store(std::uint32_t address, unsigned width, std::uint32_t value) {
     timePassed();
     fpga.store(address, width, value);
+    lookAround();
 }
 
 tsSensorState tcModel::sensorState() const {

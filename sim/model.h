@@ -22,6 +22,7 @@
 #include "sim/sensor.h"
 #include "sim/spi_port.h"
 #include "sim/spin_lock.h"
+#include "sim/state_watch.h"
 #include "sim/supplies.h"
 
 namespace sim {
@@ -59,6 +60,8 @@ public:
     [[nodiscard]] int mapError(std::uint32_t physicalAddress) const;
     /// Rules that wait for time to pass.
     void timePassed();
+    /// Logs what the head did by itself since the last look, if anybody wants to know.
+    void lookAround();
     std::uint32_t load(std::uint32_t address, unsigned width);
     void store(std::uint32_t address, unsigned width, std::uint32_t value);
 
@@ -95,6 +98,7 @@ private:
     std::array<std::array<std::uint64_t, kDevices>, kCallKinds> m_calls{};
     std::vector<tsPlannedFailure> m_failures;
     bool m_used = false;
+    tcStateWatch m_watch;
 };
 
 /// The head that answers this process's devices, or null. Changes only under `g_headLock`.

@@ -51,6 +51,7 @@ struct tsHeadOptions {
     bool realTime = false;
     bool wireTime = false;
     bool quiet = false;
+    bool stateEvents = false; // the log also says what the head does by itself
     std::size_t logCapacity = std::size_t{1} << 21; // records
 };
 

@@ -62,6 +62,17 @@ void openLog(tcModel& model) {
     model.journal.log.streamTo(file);
 }
 
+// As the log, with what the head does by itself; one file a process.
+void openTrace(tcModel& model) {
+    const std::string path = variable(launch::kTrace);
+    if (!path.empty()) {
+        const std::string own = path + "." + std::to_string(::getpid());
+        const int low =
+            real::open(own.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+        model.journal.log.traceTo(outOfTheWay(low));
+    }
+}
+
 // The launcher's own child reports in any case; what it starts in its turn, a shell's commands for
 // example, reports when it used the head.
 bool worthReporting() {
@@ -76,6 +87,8 @@ void report() {
     if (!worthReporting()) {
         return;
     }
+    s_model->lookAround(); // what happened since the last call
+    s_model->journal.state(s_model->journal.clock.now(), "END");
     writeFile(variable(launch::kReport), s_model->summary());
     writeFile(variable(launch::kVerdict), std::to_string(s_model->journal.checker.count()) + "\n");
 }
@@ -98,9 +111,11 @@ void report() {
     if (!time.empty()) {
         options.realTime = time == "real";
     }
+    options.stateEvents = !variable(launch::kTrace).empty();
     options.logCapacity = 4096; // records: only the event at hand is kept
     s_model = new tcModel(options);
     openLog(*s_model);
+    openTrace(*s_model);
     survivesFork();
     s_owner = ::getpid();
     g_head.store(s_model, std::memory_order_release);

@@ -184,6 +184,7 @@ int tcSpiPort::message(std::span<spi_ioc_transfer> transfers, int refusal) {
     }
     std::uint64_t sent = 0;
     for (spi_ioc_transfer& transfer : transfers) {
+        select(transfer);
         send(transfer);
         sent += transfer.len;
         if (transfer.cs_change != 0) {
@@ -203,6 +204,23 @@ void tcSpiPort::logFailed(std::span<const spi_ioc_transfer> transfers, int error
             std::memcpy(&word, bytes.data(), sizeof word);
             m_model.sensorMissed(word, teFate::refused);
         }
+    }
+}
+
+// What the wires do, for whoever looks at them.
+void tcSpiPort::select(const spi_ioc_transfer& transfer) {
+    if (!m_journal.keepsStates()) {
+        return;
+    }
+    const std::uint64_t now = m_journal.clock.now();
+    tcText wire;
+    wire.add("SPI-WIRE ").decimal(m_mode).add(" ");
+    wire.decimal(transfer.bits_per_word != 0 ? transfer.bits_per_word : m_bits).add(" ");
+    wire.decimal(transfer.speed_hz != 0 ? transfer.speed_hz : m_speedHz);
+    m_journal.state(now, wire.view());
+    if (!m_selected) {
+        m_selected = true;
+        m_journal.state(now, "SPI-SELECT 1");
     }
 }
 
@@ -254,6 +272,10 @@ void tcSpiPort::endOfSelection() {
     m_shiftedBits = 0;
     m_tooFast = false;
     m_oddWords = false;
+    if (m_selected) {
+        m_selected = false;
+        m_journal.state(m_journal.clock.now(), "SPI-SELECT 0");
+    }
 }
 
 void tcSpiPort::deliver(std::uint32_t word) {

@@ -40,6 +40,7 @@ private:
     int message(std::span<spi_ioc_transfer> transfers, int refusal);
     [[nodiscard]] int check(std::span<const spi_ioc_transfer> transfers) const;
     void logFailed(std::span<const spi_ioc_transfer> transfers, int error);
+    void select(const spi_ioc_transfer& transfer);
     void send(const spi_ioc_transfer& transfer);
     void shiftOut(std::uint32_t word, unsigned bits, std::uint32_t speedHz);
     void endOfSelection();
@@ -63,6 +64,7 @@ private:
     unsigned m_shiftedBits = 0;
     bool m_tooFast = false;
     bool m_oddWords = false;
+    bool m_selected = false; // as told to whoever looks at the wires
 };
 
 } // namespace sim

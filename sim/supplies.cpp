@@ -1,5 +1,8 @@
 #include "sim/supplies.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "sim/text.h"
 
 namespace sim {
@@ -141,6 +144,38 @@ double tcSupplies::volts(teRail rail) const {
         return m_settledVolts[at];
     }
     return m_settledVolts[at] * static_cast<double>(age) / static_cast<double>(rise);
+}
+
+double tcSupplies::target(teRail rail) const {
+    return on(rail) ? m_settledVolts[static_cast<std::size_t>(rail)] : 0;
+}
+
+std::uint64_t tcSupplies::riseNs(teRail rail) {
+    return factsOf(rail).riseNs;
+}
+
+std::uint64_t tcSupplies::switchedNs(teRail rail) const {
+    return m_switchedNs[static_cast<std::size_t>(rail)];
+}
+
+std::optional<std::uint64_t> tcSupplies::upNs(teRail rail) const {
+    if (!up(rail)) {
+        return std::nullopt;
+    }
+    const double part = kUpFraction * factsOf(rail).nominal / target(rail); // of the rise
+    return switchedNs(rail) +
+           static_cast<std::uint64_t>(std::llround(static_cast<double>(riseNs(rail)) * part));
+}
+
+std::optional<std::uint64_t> tcSupplies::awakeNs() const {
+    if (!sensorAwake()) {
+        return std::nullopt;
+    }
+    std::uint64_t latest = m_releasedNs + kWakeNs;
+    for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
+        latest = std::max(latest, upNs(rail).value_or(0));
+    }
+    return latest;
 }
 
 bool tcSupplies::up(teRail rail) const {

@@ -41,6 +41,16 @@ public:
     /// \return whether the sensor keeps what it holds
     [[nodiscard]] bool sensorKeepsState() const;
     [[nodiscard]] bool resetReleased() const { return m_released; }
+    /// \return the voltage that the rail has or rises to [V]; 0 when it is off
+    [[nodiscard]] double target(teRail rail) const;
+    /// \return how long the rail rises [ns]
+    [[nodiscard]] static std::uint64_t riseNs(teRail rail);
+    /// \return when the rail was switched last [ns]
+    [[nodiscard]] std::uint64_t switchedNs(teRail rail) const;
+    /// \return when the rail reached what the sensor needs [ns]; empty while it has not
+    [[nodiscard]] std::optional<std::uint64_t> upNs(teRail rail) const;
+    /// \return when the sensor woke [ns]; empty while it is not awake
+    [[nodiscard]] std::optional<std::uint64_t> awakeNs() const;
     /// \return since reset was released [ns]; 0 while it is not
     [[nodiscard]] std::uint64_t sinceRelease() const;
 

@@ -350,6 +350,10 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withLogCapacity(std::size_t events) 
     m_options->logCapacity = events == 0 ? 1 : events;
     return *this;
 }
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withStateEvents() {
+    m_options->stateEvents = true;
+    return *this;
+}
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withQuietViolations() {
     m_options->quiet = true;
     return *this;

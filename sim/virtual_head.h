@@ -51,6 +51,8 @@ enum class teEventKind : std::uint32_t {
     device = 1U << 8, ///< "OPEN /dev/mem", "MAP 0xFF210000 16384", "UNMAP ...", "CLOSE /dev/mem"
     note = 1U << 9,   ///< "NOTE text": put there with `tcVirtualHead::note`
     violation = 1U << 10, ///< "VIOLATION rule: text"
+    state = 1U << 11,     ///< "STATE VDD1.2-GOOD 1": what the head did by itself; see
+                          ///< `tcVirtualHeadBuilder::withStateEvents`
 };
 
 /// A set of kinds. A single kind converts to it; `|` unites.
@@ -63,7 +65,7 @@ public:
     friend constexpr tcKinds operator|(tcKinds one, tcKinds other) {
         return tcKinds(one.m_bits | other.m_bits);
     }
-    static constexpr tcKinds all() { return tcKinds(0x7FFU); }
+    static constexpr tcKinds all() { return tcKinds(0xFFFU); }
 
 private:
     constexpr explicit tcKinds(std::uint32_t bits) : m_bits(bits) {}
@@ -371,6 +373,10 @@ public:
     tcVirtualHeadBuilder& withWireTime();
     /// Events that the log holds, default 2,097,152. One more is a violation and is not recorded.
     tcVirtualHeadBuilder& withLogCapacity(std::size_t events);
+    /// The log also says what the head does by itself: supplies that rise, locks that come and go,
+    /// chip selects, frame-start pulses. Such events carry the time at which they happened and are
+    /// logged with the next call of the program.
+    tcVirtualHeadBuilder& withStateEvents();
     /// Violations are not printed on standard error.
     tcVirtualHeadBuilder& withQuietViolations();
     /// Everything that a scenario file says. Its section [Files] is left to the launcher.
