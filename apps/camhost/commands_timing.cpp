@@ -1,3 +1,5 @@
+#include <cstdint>
+#include <cstdlib>
 #include <limits>
 
 #include "apps/camhost/commands.h"
@@ -26,12 +28,38 @@ tsSetting microseconds(const char* name, const char* summary) {
     return setting;
 }
 
+/// A smaller difference is rounding.
+bool isRounding(int asked, int applied) {
+    constexpr int kPart = 100; // a percent
+    const std::int64_t difference = std::int64_t{asked} - applied;
+    return std::abs(difference) <= asked / kPart;
+}
+
+std::string limitedBy(const char* what, int microseconds) {
+    return std::string(what) + " of " + std::to_string(microseconds) + " us";
+}
+
+std::string exposureBound(B& board, int asked, int applied) {
+    const int interval = board.getFrameInterval();
+    if (asked >= interval)
+        return limitedBy("the frame interval", interval);
+    return isRounding(asked, applied) ? "" : "the sensor's range";
+}
+
+std::string intervalBound(B& board, int asked, int applied) {
+    const int shortest = board.getMinFrameIntervalMicroS();
+    if (asked < shortest)
+        return limitedBy("the shortest interval", shortest);
+    return isRounding(asked, applied) ? "" : "the sensor's range";
+}
+
 tsSetting exposure() {
     tsSetting setting = microseconds("exposure", "exposure time [us]");
     setting.details = "The board limits it to what the frame allows and rounds it to whole lines.";
     setting.examples = {"exposure 20000"};
     setting.set = [](B& board, int value) { return board.setExposure(value); };
     setting.get = plainGetter(&B::getExposure);
+    setting.bound = exposureBound;
     setting.order = settingOrder::kExposure;
     return setting;
 }
@@ -42,6 +70,7 @@ tsSetting interval() {
     setting.examples = {"interval 100000"};
     setting.set = [](B& board, int value) { return board.setFrameInterval(value); };
     setting.get = plainGetter(&B::getFrameInterval);
+    setting.bound = intervalBound;
     setting.order = settingOrder::kInterval;
     return setting;
 }

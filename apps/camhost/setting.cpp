@@ -41,6 +41,14 @@ std::string ask(const tsSetting& setting, tcCall& call) {
     return setting.name + " " + valueText(setting, value);
 }
 
+/// \return what was applied, with the bound that limited it
+std::string appliedText(const tsSetting& setting, tcCall& call, int asked, int applied) {
+    const std::string bound =
+        setting.bound && applied != asked ? setting.bound(call.board(), asked, applied) : "";
+    return ", applied " + valueText(setting, applied) +
+           (bound.empty() ? "" : ", limited by " + bound);
+}
+
 std::string change(const tsSetting& setting, tcCall& call, int asked) {
     const int result = setting.set(call.board(), asked);
     const std::optional<int> now = told(setting, call);
@@ -49,7 +57,7 @@ std::string change(const tsSetting& setting, tcCall& call, int asked) {
     call.head().remember(setting.name, asked);
     const bool readBack = now && !setting.remember;
     return setting.name + ": asked " + valueText(setting, asked) +
-           (readBack ? ", applied " + valueText(setting, *now)
+           (readBack ? appliedText(setting, call, asked, *now)
                      : ", taken; " + toldText(setting, call)) +
            " (" + resultText(result) + ")";
 }

@@ -15,6 +15,7 @@ namespace camhost {
 struct tsSetting {
     using Set = std::function<int(Varnox::tcSensorBoard&, int)>;
     using Get = std::function<int(Varnox::tcSensorBoard&, int&)>;
+    using Bound = std::function<std::string(Varnox::tcSensorBoard&, int asked, int applied)>;
 
     std::string group;
     std::string name;     ///< keyword
@@ -28,6 +29,9 @@ struct tsSetting {
     int highest = 0;
     Set set; ///< \return the board's result; empty function: it can only be read
     Get get; ///< \return the board's result; empty function: the board does not tell
+    /// \return what kept the board from applying what was asked, for example "the frame interval of
+    ///         100000 us"; empty when nothing is known; empty function: the same
+    Bound bound;
     /// What the board took counts, not what it tells: its answer may be a constant.
     bool remember = false;
     int order = -1; ///< place among the settings that are saved; negative: it is not saved

@@ -13,6 +13,10 @@ struct tsExchange {
     const char* reply;
 };
 
+void PrintTo(const tsExchange& exchange, std::ostream* out) {
+    *out << exchange.line;
+}
+
 class CommandReply : public CamhostTest, public testing::WithParamInterface<tsExchange> {};
 class CommandRefusal : public CamhostTest, public testing::WithParamInterface<tsExchange> {};
 class CommandsTest : public CamhostTest {};
@@ -47,6 +51,14 @@ INSTANTIATE_TEST_SUITE_P(
         tsExchange{"interval", "interval 100000 us"},
         tsExchange{"interval 50000",
                    "interval: asked 50000 us, applied 50000 us (result 0: success)"},
+        tsExchange{"exposure 200000", "exposure: asked 200000 us, applied 100000 us, limited by "
+                                      "the frame interval of 100000 us (result 0: success)"},
+        tsExchange{"exposure 100000",
+                   "exposure: asked 100000 us, applied 100000 us (result 0: success)"},
+        tsExchange{"interval 12339", "interval: asked 12339 us, applied 12340 us, limited by the "
+                                     "shortest interval of 12340 us (result 0: success)"},
+        tsExchange{"interval 12345",
+                   "interval: asked 12345 us, applied 12340 us (result 0: success)"},
         tsExchange{"mininterval", "mininterval 12340 us"}, tsExchange{"trigger", "trigger free"},
         tsExchange{"trigger external",
                    "trigger: asked external, applied external (result 0: success)"},
@@ -237,6 +249,13 @@ TEST_P(CommandSequence, RepliesExactly) {
 INSTANTIATE_TEST_SUITE_P(
     Settings, CommandSequence,
     testing::Values(
+        std::vector<tsExchange>{
+            {"interval 1000000",
+             "interval: asked 1000000 us, applied 1000000 us (result 0: success)"},
+            {"exposure 900000", "exposure: asked 900000 us, applied 700000 us, limited by the "
+                                "sensor's range (result 0: success)"},
+            {"exposure 700009",
+             "exposure: asked 700009 us, applied 700000 us (result 0: success)"}},
         std::vector<tsExchange>{
             {"start", "start: result 0: success"},
             {"start", "start failed, result 6: serial link or pipeline failure; see the board's "

@@ -1,5 +1,6 @@
 #include "tests/apps/fake_board.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -12,7 +13,8 @@
 
 namespace {
 
-constexpr int kLongest = 1'000'000; // us
+constexpr int kLongest = 1'000'000;       // us
+constexpr int kLongestExposure = 700'000; // us
 
 /// "FAKE" answers what it was told last, "FAKE N" tells it.
 class tcFakeHandler : public Varnox::tcAbstractHandler {
@@ -130,7 +132,7 @@ int tcFakeBoard::setExposure(int microseconds) {
         throw std::runtime_error("the exposure is stuck");
     if (microseconds > kLongest)
         return 3;
-    m_exposure = microseconds / 10 * 10;
+    m_exposure = std::min({microseconds, m_interval, kLongestExposure}) / 10 * 10;
     publish(0x3A004, m_exposure);
     return 0;
 }
@@ -146,7 +148,7 @@ int tcFakeBoard::getMinFrameIntervalMicroS() {
 int tcFakeBoard::setFrameInterval(int microseconds) {
     if (microseconds > kLongest)
         return 3;
-    m_interval = microseconds / 10 * 10;
+    m_interval = std::max(microseconds, getMinFrameIntervalMicroS()) / 10 * 10;
     if (m_exposure > m_interval)
         setExposure(m_interval);
     publish(0x3A000, m_interval);

@@ -17,7 +17,8 @@
 /// | "stubborn" | `stop` returns 6, `setExposure` throws |
 /// | anything else | all is well |
 ///
-/// Exposure and interval are rounded down to 10 us; above 1,000,000 us they are refused.
+/// Exposure and interval are rounded down to 10 us; above 1,000,000 us they are refused. The
+/// interval is at least 12,340 us, the exposure at most the interval and 700,000 us.
 class tcFakeBoard : public Varnox::tcSensorBoard, public Varnox::tcMultipleROISensor {
 public:
     explicit tcFakeBoard(std::string device);

@@ -26,7 +26,7 @@ TEST(Program, LoadsAnyPluginAndCarriesOutCommands) {
         runCamhost(onFakePlugin({"-c", "init", "-c", "exposure 20004", "-c", "CLKS"}));
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, StartsWith(kServed + "[6] Fake head powers up on x\n"
-                                              "fake: initialize\n"
+                                              "fake: initialize\nVFAKE: 3.25\nFake lock: 0x5\n"
                                               "init: result 0: success\n"
                                               "exposure: asked 20004 us, applied 20000 us (result "
                                               "0: success)\n"
@@ -42,8 +42,11 @@ TEST(Program, SendsTheBoardsLogToAFileAndOnlyRepliesToStandardOutput) {
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "init: result 0: success\nexposure 30000 us\n");
     EXPECT_EQ(run.err, "");
-    EXPECT_THAT(folder.read("log"),
-                StartsWith(kServed + "[6] Fake head powers up on x\nfake: initialize\n"));
+    EXPECT_THAT(
+        folder.read("log"),
+        StartsWith(
+            kServed +
+            "[6] Fake head powers up on x\nfake: initialize\nVFAKE: 3.25\nFake lock: 0x5\n"));
     EXPECT_THAT(folder.read("log"), EndsWith(kDeleted));
 }
 
