@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <link.h>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -23,6 +24,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "sim/frame_writer.h"
 #include "sim/launch.h"
 #include "sim/virtual_head.h"
 
@@ -42,6 +44,9 @@ struct tsArguments {
     std::string log;
     std::string summary;
     std::string time;
+    std::string frames;
+    unsigned maxFrames = 10;
+    std::string scene;
     bool printRegisters = false;
     bool printRules = false;
     bool printScenarioKeys = false;
@@ -160,6 +165,8 @@ struct tsOrders {
     std::string log;
     std::string report;
     std::string verdict;
+    std::string frames;
+    std::string maxFrames;
 };
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& program, const fs::path& folder,
@@ -169,6 +176,8 @@ struct tsOrders {
     setVariable(kScenario, orders.scenario);
     setVariable(kTime, orders.time);
     setVariable(kLog, orders.log);
+    setVariable(kFrames, orders.frames);
+    setVariable(kMaxFrames, orders.maxFrames);
     setVariable(kReport, orders.report);
     setVariable(kVerdict, orders.verdict);
     setVariable("LD_PRELOAD", orders.preload);
@@ -227,15 +236,19 @@ std::string contentOf(const fs::path& path) {
 }
 
 // What the program's processes wrote, each into a file of its own.
-std::string allOf(const fs::path& folder, const std::string& prefix) {
+std::set<fs::path> filesOf(const fs::path& folder, const std::string& prefix) {
     std::set<fs::path> files;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         if (entry.path().filename().string().starts_with(prefix)) {
             files.insert(entry.path());
         }
     }
+    return files;
+}
+
+std::string allOf(const fs::path& folder, const std::string& prefix) {
     std::string text;
-    for (const fs::path& file : files) {
+    for (const fs::path& file : filesOf(folder, prefix)) {
         text += contentOf(file);
     }
     return text;
@@ -281,6 +294,23 @@ void startLog(const std::string& path) {
     }
 }
 
+// Whatever is wrong with scene and folder is said before the program starts.
+std::optional<sim::tcFrameWriter> frameWriter(const tsArguments& arguments) {
+    if (arguments.frames.empty()) {
+        return std::nullopt;
+    }
+    std::error_code error;
+    fs::create_directories(arguments.frames, error);
+    if (!fs::is_directory(arguments.frames)) {
+        throw tcUsageError(arguments.frames + ": no such directory");
+    }
+    try {
+        return sim::tcFrameWriter(arguments.scenario, arguments.scene);
+    } catch (const std::runtime_error& problem) {
+        throw tcUsageError(problem.what());
+    }
+}
+
 int run(const tsArguments& arguments) {
     std::vector<sim::tsReplacedFile> replaced;
     if (!arguments.scenario.empty()) {
@@ -290,6 +320,7 @@ int run(const tsArguments& arguments) {
             throw tcUsageError(error.what());
         }
     }
+    std::optional<sim::tcFrameWriter> writer = frameWriter(arguments);
     const tcTemporaryFolder temporary;
     fs::path folder = arguments.workdir.empty() ? fs::current_path() : fs::path(arguments.workdir);
     if (!fs::is_directory(folder)) {
@@ -305,7 +336,9 @@ int run(const tsArguments& arguments) {
                           arguments.time,
                           absolute(arguments.log),
                           (temporary.path() / "report").string(),
-                          (temporary.path() / "verdict").string()};
+                          (temporary.path() / "verdict").string(),
+                          writer ? (temporary.path() / "frames").string() : "",
+                          std::to_string(arguments.maxFrames)};
     pid_t child = 0;
     const int error = startProgram(resolved(arguments.program), folder, orders, child);
     const int status = waitFor(child);
@@ -320,6 +353,11 @@ int run(const tsArguments& arguments) {
                  "the head's library (is it\n  statically linked?)\n";
     }
     say(arguments.summary, report);
+    if (writer) {
+        for (const fs::path& recording : filesOf(temporary.path(), "frames.")) {
+            writer->write(recording.string(), arguments.frames);
+        }
+    }
     const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;
     return status == 0 && violated ? kViolations : status;
 }
@@ -332,6 +370,14 @@ void declare(CLI::App& app, tsArguments& arguments) {
                    "file for the summary, - for standard output; default: standard error");
     app.add_option("--time", arguments.time, "default: virtual")
         ->check(CLI::IsMember({"virtual", "real"}));
+    auto* const frames =
+        app.add_option("--frames", arguments.frames, "folder for a PNG picture of each frame");
+    app.add_option("--max-frames", arguments.maxFrames, "pictures at most; default: 10")
+        ->check(CLI::Range(1U, 1000U))
+        ->needs(frames);
+    app.add_option("--scene", arguments.scene,
+                   "PNG picture before the sensor; default: the scenario's, or the test chart")
+        ->needs(frames);
     app.add_flag("--print-registers", arguments.printRegisters, "print the register reference");
     app.add_flag("--print-rules", arguments.printRules, "print the rules of the head");
     app.add_flag("--print-scenario-keys", arguments.printScenarioKeys,

@@ -192,9 +192,17 @@ void describeFpga(const tsFpgaImage& fpga, tcLines& lines) {
 
 } // namespace
 
-std::optional<tsFrameSettings> decodeFrame(const tcSensor& sensor, tcFpga& fpga) {
+tsFpgaImage decodeFpga(tcFpga& fpga) {
     const tcDecoder decoder(fpga);
-    if (!pipelineRuns(decoder)) {
+    tsFpgaImage image;
+    decodeFrameControl(decoder, image);
+    decodeBadPixels(decoder, fpga, image);
+    decodePixelShift(decoder, image);
+    return image;
+}
+
+std::optional<tsFrameSettings> decodeFrame(const tcSensor& sensor, tcFpga& fpga) {
+    if (!pipelineRuns(tcDecoder(fpga))) {
         return std::nullopt;
     }
     tsFrameSettings settings;
@@ -202,9 +210,7 @@ std::optional<tsFrameSettings> decodeFrame(const tcSensor& sensor, tcFpga& fpga)
     settings.frameLines = sensor.field(kHdMax);
     settings.lineClocks = sensor.field(kHdPrd) + 1;
     settings.sensor = decodeSensor(sensor, settings.clockMhz);
-    decodeFrameControl(decoder, settings.fpga);
-    decodeBadPixels(decoder, fpga, settings.fpga);
-    decodePixelShift(decoder, settings.fpga);
+    settings.fpga = decodeFpga(fpga);
     return settings;
 }
 

@@ -28,6 +28,9 @@ struct tsFrameSettings {
 };
 static_assert(std::is_trivially_copyable_v<tsFrameSettings>);
 
+/// \return how a picture is shaped in the FPGA, whether or not one leaves it
+tsFpgaImage decodeFpga(tcFpga& fpga);
+
 /// Possible in a signal handler.
 /// \return empty when no picture leaves the FPGA: a core of its pipeline stands still
 std::optional<tsFrameSettings> decodeFrame(const tcSensor& sensor, tcFpga& fpga);

@@ -10,6 +10,9 @@ inline constexpr const char* kTime = "VIRTUAL_HEAD_TIME";           ///< "virtua
 inline constexpr const char* kLog = "VIRTUAL_HEAD_LOG";             ///< file; unset: no log
 inline constexpr const char* kTrace =
     "VIRTUAL_HEAD_TRACE"; ///< file for every event and what the head does by itself, plus ".PID"
+inline constexpr const char* kFrames =
+    "VIRTUAL_HEAD_FRAMES"; ///< file for recorded frames, plus ".PID"; unset: none
+inline constexpr const char* kMaxFrames = "VIRTUAL_HEAD_MAX_FRAMES"; ///< how many, in decimal
 inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT"; ///< file for the summary, plus ".PID"
 inline constexpr const char* kVerdict =
     "VIRTUAL_HEAD_VERDICT"; ///< file for the violations' count, plus ".PID"

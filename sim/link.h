@@ -74,6 +74,10 @@ public:
     [[nodiscard]] tsLinkState everReached();
     [[nodiscard]] std::uint64_t frames();
     [[nodiscard]] tsLinkTrace trace();
+    /// \return when the last of `frames` was complete, if one was since that was asked before [ns]
+    [[nodiscard]] std::uint64_t lastFrameNs() const { return m_framesFromNs; }
+    /// \return time from one frame to the next [ns]
+    [[nodiscard]] std::uint64_t frameNs() const { return m_inputs.frameNs; }
 
 private:
     // Steps of a lane's reset

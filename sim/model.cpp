@@ -84,6 +84,7 @@ tcModel::tcModel(const tsHeadOptions& options)
       adc(journal, supplies, options.adcPresent),
       link(journal, options.link),
       fpga(journal, options.fpga, link),
+      recorder(options.recordedFrames),
       m_options(options),
       m_watch(journal) {
     for (const tsFailure& failure : options.failures) {
@@ -92,6 +93,7 @@ tcModel::tcModel(const tsHeadOptions& options)
 }
 
 void tcModel::lineDriven(std::string_view name, int level, bool requested) {
+    recordFrames();
     const bool kept = supplies.sensorKeepsState();
     if (const std::optional<teRail> rail = railOfLine(name)) {
         supplies.enable(*rail, level != 0, requested);
@@ -108,6 +110,7 @@ void tcModel::lineDriven(std::string_view name, int level, bool requested) {
 }
 
 void tcModel::sensorReceives(std::uint32_t word) {
+    recordFrames();
     sensor.receive(word, supplies.sensorAwake(), fpga.receiverSettings());
     sensorChanged();
     lookAround();
@@ -209,6 +212,7 @@ int tcModel::mapError(std::uint32_t physicalAddress) const {
 
 void tcModel::timePassed() {
     sensor.checkFrame(fpga.receiverSettings());
+    recordFrames();
     lookAround();
 }
 
@@ -217,6 +221,23 @@ void tcModel::lookAround() {
     if (journal.keepsStates()) {
         m_watch.look(supplies, link, fpga, sensor);
     }
+}
+
+// What holds now held for every frame since the last call.
+void tcModel::recordFrames() {
+    const std::uint64_t frames = recorder.wanted() ? link.frames() : m_framesSeen;
+    if (frames == m_framesSeen) {
+        return;
+    }
+    if (std::optional<tsFrameSettings> settings = decodeFrame(sensor, fpga)) {
+        const std::uint64_t last = link.lastFrameNs();
+        while (m_framesSeen < frames) {
+            settings->number = ++m_framesSeen;
+            settings->timeNs = last - (frames - settings->number) * link.frameNs();
+            recorder.record(*settings);
+        }
+    }
+    m_framesSeen = frames;
 }
 
 std::uint32_t tcModel::load(std::uint32_t address, unsigned width) {
@@ -263,6 +284,10 @@ std::string tcModel::summary() {
     text += ", frame state " + std::to_string(state.frameState) + ", image " +
             std::to_string(state.width) + " x " + std::to_string(state.height) + ", " +
             std::to_string(sensor.values().size()) + " registers written\n";
+    const tsFpgaImage delivered = decodeFpga(fpga);
+    text += "  delivered picture: " + std::to_string(delivered.roiWidth) + " x " +
+            std::to_string(delivered.roiHeight) + " from x " + std::to_string(delivered.roiX) +
+            " y " + std::to_string(delivered.roiY) + "\n";
     text += "  link now: " + described(link.state());
     text += "  link at its best: " + described(best) + "  lanes that locked:";
     for (unsigned lane = 0; lane < kLinkLanes; ++lane) {
@@ -275,6 +300,10 @@ std::string tcModel::summary() {
     text += "\n  FPGA loads: " + std::to_string(fpga.loads()) +
             ", stores: " + std::to_string(fpga.stores());
     text += "\n  frames: " + std::to_string(link.frames()) + "\n";
+    if (recorder.wanted()) {
+        text += "  pictures: " + std::to_string(recorder.frames().size()) + " of " +
+                std::to_string(recorder.delivered()) + " delivered\n";
+    }
     if (journal.checker.count() == 0) {
         return text + "  violations: none\n";
     }

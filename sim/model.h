@@ -14,6 +14,7 @@
 
 #include "sim/adc.h"
 #include "sim/fpga.h"
+#include "sim/frame_recorder.h"
 #include "sim/frame_settings.h"
 #include "sim/gpio_chip.h"
 #include "sim/journal.h"
@@ -58,8 +59,11 @@ public:
     [[nodiscard]] int openError(teDevice device) const;
     /// \return errno for a block that cannot be mapped, else 0
     [[nodiscard]] int mapError(std::uint32_t physicalAddress) const;
-    /// Rules that wait for time to pass.
+    /// What waits for time to pass: rules, and frames to be recorded.
     void timePassed();
+    /// Keeps what the frames since the last call depended on, if anybody wants pictures. To be
+    /// called before anything of it changes.
+    void recordFrames();
     /// Logs what the head did by itself since the last look, if anybody wants to know.
     void lookAround();
     std::uint32_t load(std::uint32_t address, unsigned width);
@@ -82,6 +86,7 @@ public:
     tcAdc adc;
     tcLink link;
     tcFpga fpga;
+    tcFrameRecorder recorder;
     std::shared_ptr<const tcScene> scene; // null: the test chart, not painted yet
 
 private:
@@ -99,6 +104,7 @@ private:
     std::vector<tsPlannedFailure> m_failures;
     bool m_used = false;
     tcStateWatch m_watch;
+    std::uint64_t m_framesSeen = 0; // by the recorder
 };
 
 /// The head that answers this process's devices, or null. Changes only under `g_headLock`.

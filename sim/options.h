@@ -48,6 +48,7 @@ struct tsHeadOptions {
     std::string scenePath;         // PNG picture; empty: the test chart
     std::vector<tsDefect> defects; // of the sensor's array
     std::vector<tsFailure> failures;
+    std::size_t recordedFrames = 0; // at most
     bool realTime = false;
     bool wireTime = false;
     bool quiet = false;

@@ -87,9 +87,12 @@ void report() {
     if (!worthReporting()) {
         return;
     }
-    s_model->lookAround(); // what happened since the last call
+    // What happened since the last call.
+    s_model->recordFrames();
+    s_model->lookAround();
     s_model->journal.state(s_model->journal.clock.now(), "END");
     writeFile(variable(launch::kReport), s_model->summary());
+    writeFile(variable(launch::kFrames), s_model->recorder.bytes());
     writeFile(variable(launch::kVerdict), std::to_string(s_model->journal.checker.count()) + "\n");
 }
 
@@ -112,6 +115,9 @@ void report() {
         options.realTime = time == "real";
     }
     options.stateEvents = !variable(launch::kTrace).empty();
+    if (!variable(launch::kFrames).empty()) {
+        options.recordedFrames = std::strtoul(variable(launch::kMaxFrames).c_str(), nullptr, 10);
+    }
     options.logCapacity = 4096; // records: only the event at hand is kept
     s_model = new tcModel(options);
     openLog(*s_model);

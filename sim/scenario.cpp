@@ -11,6 +11,7 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace sim {
 
@@ -208,6 +209,25 @@ bool setPath(std::string& path, bool& present, const std::string& value, std::st
     return !present || value.starts_with(prefix);
 }
 
+bool addDefect(tsHeadOptions& options, const std::string& value) {
+    if (value == "none") {
+        options.defects.clear();
+        return true;
+    }
+    const std::vector<std::string> parts = words(value);
+    if (parts.size() != 3) {
+        return false;
+    }
+    const std::optional<std::uint32_t> x = whole<std::uint32_t>(parts[0]);
+    const std::optional<std::uint32_t> y = whole<std::uint32_t>(parts[1]);
+    const std::optional<std::uint16_t> code = whole<std::uint16_t>(parts[2]);
+    if (!x || !y || !code || !possible({*x, *y, *code})) {
+        return false;
+    }
+    options.defects.push_back({*x, *y, *code});
+    return true;
+}
+
 // A key of a scenario. An empty name stands for any.
 struct tsKey {
     const char* section;
@@ -324,6 +344,21 @@ constexpr std::array kKeys{
               options.link.polarity = lanes.value_or(0);
               return lanes && *lanes <= 0xFFF;
           }},
+    tsKey{"Scene", "picture", "a path, relative to the scenario's folder",
+          "PNG picture before the sensor, in place of the test chart.",
+          [](tsHeadOptions& options, const std::string&, const std::string& value) {
+              options.scenePath = value;
+              return !value.empty();
+          }},
+    tsKey{
+        "Defects", "",
+        "`X Y CODE`: column and row of the array, and what the ADC makes of the pixel, 0 to 4095; "
+        "or `none` for none of those before",
+        "A pixel that always gives the same. The key is a name of your choice. Three are there "
+        "from the start.",
+        [](tsHeadOptions& options, const std::string&, const std::string& value) {
+            return addDefect(options, value);
+        }},
     tsKey{"Time", "mode", "`virtual` or `real`", "Whether sleeps really sleep.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
               return setFlag(options.realTime, value, "real", "virtual");
@@ -422,7 +457,20 @@ int onKey(void* user, const char* section, const char* name, const char* value) 
     return reading.error.empty() ? 1 : 0;
 }
 
+// The path of a file that a scenario names.
+std::string besideScenario(const std::string& scenario, const std::string& section,
+                           const std::string& name, const std::string& path) {
+    const std::filesystem::path folder = std::filesystem::absolute(scenario).parent_path();
+    const std::filesystem::path full = (folder / path).lexically_normal();
+    if (!std::filesystem::exists(full)) {
+        throw std::runtime_error(scenario + ": [" + section + "] " + name + " = " + path +
+                                 ": allowed is a file that exists");
+    }
+    return full.string();
+}
+
 tsReading readScenario(const std::string& path, tsHeadOptions& options) {
+    const std::string before = std::exchange(options.scenePath, "");
     tsReading reading;
     reading.path = path;
     reading.options = &options;
@@ -437,6 +485,9 @@ tsReading readScenario(const std::string& path, tsHeadOptions& options) {
         throw std::runtime_error(path + ": line " + std::to_string(result) +
                                  " is neither a [section], a KEY = VALUE nor a ; comment");
     }
+    options.scenePath = options.scenePath.empty()
+                            ? before
+                            : besideScenario(path, "Scene", "picture", options.scenePath);
     for (const tsFailure& failure : options.failures) {
         if (failure.device != options.spiPath && failure.device != options.gpioPath &&
             failure.device != "/dev/i2c-1" && failure.device != "/dev/mem" &&
@@ -458,15 +509,9 @@ void applyScenario(const std::string& path, tsHeadOptions& options) {
 std::vector<tsReplacedFile> replacedFiles(const std::string& scenarioPath) {
     tsHeadOptions options;
     const tsReading reading = readScenario(scenarioPath, options);
-    const std::filesystem::path folder = std::filesystem::absolute(scenarioPath).parent_path();
     std::vector<tsReplacedFile> result;
     for (const auto& [name, path] : reading.files) {
-        const std::filesystem::path full = (folder / path).lexically_normal();
-        if (!std::filesystem::exists(full)) {
-            throw std::runtime_error(scenarioPath + ": [Files] " + name + " = " + path +
-                                     ": allowed is a file that exists");
-        }
-        result.push_back({name, full.string()});
+        result.push_back({name, besideScenario(scenarioPath, kFiles, name, path)});
     }
     return result;
 }

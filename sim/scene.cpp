@@ -82,12 +82,15 @@ private:
     static constexpr std::uint32_t kLetterScale = 96;     // pixels a dot
     static constexpr std::uint32_t kMark = 240;           // pixels
 
+    // What is to be black is white on grey, where it would be hard to see.
     void fill(std::uint32_t left, std::uint32_t top, std::uint32_t width, std::uint32_t height,
               std::uint32_t code) {
         for (std::uint32_t row = top; row < std::min(top + height, tcScene::kRows); ++row) {
             for (std::uint32_t column = left; column < std::min(left + width, tcScene::kColumns);
                  ++column) {
-                at(row, column) = static_cast<std::uint16_t>(code);
+                std::uint16_t& pixel = at(row, column);
+                const bool hidden = code == chart::kBlack && pixel == chart::kGrey;
+                pixel = static_cast<std::uint16_t>(hidden ? chart::kWhite : code);
             }
         }
     }

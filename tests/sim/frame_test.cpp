@@ -340,9 +340,9 @@ TEST_F(Frame, HasDefectsThatTheMapReplaces) {
     EXPECT_EQ(now.at(2591, 2055), 4095);
     m_badPixels.write(0, 3);
     now = frame();
-    EXPECT_EQ(now.at(100, 200), 2879);  // between two of row 1855: 1024 + 1855
-    EXPECT_EQ(now.at(1295, 1027), 700); // inside the large letter
-    EXPECT_EQ(now.at(2591, 2055), 300); // its one neighbour is the tick of column 0
+    EXPECT_EQ(now.at(100, 200), 2879);   // between two of row 1855: 1024 + 1855
+    EXPECT_EQ(now.at(1295, 1027), 700);  // inside the large letter
+    EXPECT_EQ(now.at(2591, 2055), 3800); // as its one neighbour, the tick of column 0
 }
 
 TEST_F(Frame, IsReplacedByTheTableThatWasTakenOver) {
@@ -352,11 +352,11 @@ TEST_F(Frame, IsReplacedByTheTableThatWasTakenOver) {
     m_takeOver.write(0, 1);
     m_badPixels.write(0, 3);
     stream();
-    EXPECT_EQ(frame().at(0, 0), 300);
+    EXPECT_EQ(frame().at(0, 0), 3800);
     m_table.write(0, 5U << 16 | 5U); // not taken over yet
-    EXPECT_EQ(frame().at(0, 0), 300);
+    EXPECT_EQ(frame().at(0, 0), 3800);
     m_takeOver.write(0, 1); // with the next frame
-    EXPECT_EQ(frame().at(0, 0), 300);
+    EXPECT_EQ(frame().at(0, 0), 3800);
     usleep(100000);
     EXPECT_EQ(frame().at(0, 0), 4095);
 }
@@ -403,7 +403,7 @@ TEST_F(FrameOfDefects, HasThoseThatItWasBuiltWith) {
     const tsFrame now = frame();
     EXPECT_EQ(now.at(3, 2), 7);
     EXPECT_EQ(now.at(2591, 2055), 9);
-    EXPECT_EQ(now.at(0, 0), 300);
+    EXPECT_EQ(now.at(0, 0), 3800);
 }
 
 TEST(FrameBuilder, RefusesADefectThatNoSensorHas) {

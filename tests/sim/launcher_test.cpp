@@ -5,9 +5,11 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <png.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -25,6 +27,34 @@ std::string contentOf(const fs::path& path) {
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+struct tsPicture {
+    unsigned width = 0;
+    unsigned height = 0;
+    std::vector<std::uint16_t> values;
+    [[nodiscard]] unsigned at(unsigned x, unsigned y) const { return values.at(y * width + x); }
+};
+
+tsPicture pictureIn(const std::string& path) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_NE(png_image_begin_read_from_file(&image, path.c_str()), 0) << path;
+    EXPECT_EQ(image.format, static_cast<png_uint_32>(PNG_FORMAT_LINEAR_Y));
+    tsPicture picture{image.width, image.height, {}};
+    picture.values.resize(std::size_t{image.width} * image.height);
+    EXPECT_NE(png_image_finish_read(&image, nullptr, picture.values.data(), 0, nullptr), 0);
+    return picture;
+}
+
+// A PNG picture of one pixel of full light.
+void writeWhite(const std::string& path) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = image.height = 1;
+    image.format = PNG_FORMAT_GRAY;
+    const png_byte white = 255;
+    ASSERT_NE(png_image_write_to_file(&image, path.c_str(), 0, &white, 0, nullptr), 0);
 }
 
 struct tsResult {
@@ -127,6 +157,93 @@ TEST_F(Launcher, LaysTheScenariosFilesOverTheWorkingDirectory) {
     EXPECT_EQ(launch(scenario + kProgram + " print other.txt").out, "other\n");
     EXPECT_EQ(launch("-- " + kProgram + " print settings.txt").out, "right\n");
     EXPECT_EQ(contentOf(m_folder / "work/settings.txt"), "right\n");
+}
+
+TEST_F(Launcher, WritesAPictureOfEachFrame) {
+    const tsResult result =
+        launch("--frames " + inFolder("new/frames") + " -- " + kProgram + " capture");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.err, HasSubstr("  delivered picture: 240 x 128 from x 240 y 256\n"));
+    EXPECT_THAT(result.err, HasSubstr("  frames: 3\n  pictures: 3 of 3 delivered\n"));
+    const std::string first = inFolder("new/frames/frame-0001.png");
+    const tsPicture picture = pictureIn(first);
+    EXPECT_EQ(picture.width, 240U);
+    EXPECT_EQ(picture.height, 128U);
+    EXPECT_EQ(picture.at(0, 48), 1264U);    // column 240
+    EXPECT_EQ(picture.at(239, 119), 1503U); // column 479
+    EXPECT_EQ(picture.at(0, 56), 1336U);    // row 312
+    EXPECT_EQ(picture.at(0, 127), 1407U);   // row 383
+    EXPECT_EQ(picture.at(20, 30), 3800U);
+    const std::string text = contentOf(first);
+    EXPECT_THAT(text, HasSubstr(std::string("tEXtSettings\0time: 0.", 21)));
+    EXPECT_THAT(text, HasSubstr("readout area: 0 rows 256 to 383 columns 240 to 479\n"));
+    EXPECT_THAT(text, HasSubstr("digital gain: 1.000\n"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder / "new/frames"), {}), 3);
+}
+
+TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
+    launch("--frames . -- " + kProgram + " capture");
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 48), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(0, 48), 2528U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(20, 30), 4095U);
+    EXPECT_THAT(contentOf(m_folder / "work/frame-0003.png"), HasSubstr("digital gain: 2.000\n"));
+}
+
+// From one frame to the next it is 100 ms.
+TEST_F(Launcher, SaysWhenEachPictureWasTaken) {
+    launch("--frames . -- " + kProgram + " capture");
+    const auto time = [this](const std::string& name) {
+        const std::string text = contentOf(m_folder / "work" / name);
+        return std::stod(text.substr(text.find("time: ") + 6));
+    };
+    const double first = time("frame-0001.png");
+    EXPECT_NEAR(time("frame-0002.png") - first, 0.1, 1e-9);
+    EXPECT_NEAR(time("frame-0003.png") - first, 0.2, 1e-9);
+}
+
+TEST_F(Launcher, WritesNoMorePicturesThanAsked) {
+    const tsResult result = launch("--frames . --max-frames 2 -- " + kProgram + " capture");
+    EXPECT_THAT(result.err, HasSubstr("  pictures: 2 of 3 delivered\n"));
+    EXPECT_TRUE(fs::exists(m_folder / "work/frame-0002.png"));
+    EXPECT_FALSE(fs::exists(m_folder / "work/frame-0003.png"));
+}
+
+TEST_F(Launcher, WritesNoPictureOfAHeadThatDeliversNone) {
+    const tsResult result = launch("--frames . -- " + kProgram + " bring-up");
+    EXPECT_THAT(result.err, HasSubstr("  frames: 0\n  pictures: 0 of 0 delivered\n"));
+    EXPECT_TRUE(fs::is_empty(m_folder / "work"));
+}
+
+TEST_F(Launcher, ShowsTheSceneThatItIsGiven) {
+    writeWhite(inFolder("white.png"));
+    launch("--frames . --scene ../white.png -- " + kProgram + " capture");
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 4095U);
+}
+
+TEST_F(Launcher, ShowsSceneAndDefectsOfTheScenario) {
+    writeWhite(inFolder("white.png"));
+    write("scenario.ini", "[Scene]\npicture = white.png\n[Defects]\ndead = 241 258 5\n");
+    launch("--frames . --scenario " + inFolder("scenario.ini") + " -- " + kProgram + " capture");
+    const tsPicture picture = pictureIn(inFolder("work/frame-0001.png"));
+    EXPECT_EQ(picture.at(0, 48), 4095U);
+    EXPECT_EQ(picture.at(1, 2), 5U);
+}
+
+TEST_F(Launcher, RefusesScenesAndFoldersBeforeTheProgramStarts) {
+    write("no-picture.png", "no picture");
+    const std::string program = " -- " + kProgram + " print /dev/null";
+    tsResult result = launch("--frames . --scene " + inFolder("no-picture.png") + program);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, ContainsRegex("virtual-head: .*no-picture.png: no picture: "));
+    result = launch("--frames " + inFolder("no-picture.png") + "/folder" + program);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr("folder: no such directory"));
+    EXPECT_EQ(launch("--scene " + inFolder("no-picture.png") + program).status, 2); // no --frames
+    EXPECT_EQ(launch("--frames . --max-frames 0" + program).status, 2);
+    write("scenario.ini", "[Scene]\npicture = none.png\n");
+    result = launch("--scenario " + inFolder("scenario.ini") + program);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr("[Scene] picture = none.png: allowed is a file that exists"));
 }
 
 TEST_F(Launcher, RunsInAnotherWorkingDirectory) {

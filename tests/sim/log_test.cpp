@@ -256,6 +256,7 @@ TEST(Head, ItsSummarySaysWhatItSaw) {
               "what the virtual head saw\n"
               "  supplies: VDD1.2 1.200 V, VDD3.3AVDDH 3.300 V, VDD3.3SVDD 3.300 V\n"
               "  sensor: alive, frame state 0, image 2592 x 2056, 7 registers written\n"
+              "  delivered picture: 2592 x 2056 from x 0 y 0\n"
               "  link now: enabled yes, locked no, rgLocked no, gbLocked no, aligned no\n"
               "  link at its best: enabled yes, locked yes, rgLocked yes, gbLocked yes, "
               "aligned yes\n"

@@ -563,7 +563,7 @@ TEST(Chart, LooksDifferentFromEverySide) {
     EXPECT_EQ(bottomRight, 0U);
 }
 
-TEST(Scene, NeedsAValueForEveryPixel) {
+TEST(Picture, NeedsASceneWithAValueForEveryPixel) {
     EXPECT_THROW(tcScene(std::vector<std::uint16_t>(2592 * 2055)), std::invalid_argument);
 }
 

@@ -198,7 +198,7 @@ TEST(Scenario, AnErrorNamesTheKeyAndWhatIsAllowed) {
               "[Supplies] VDD5: unknown key; allowed are VDD1.2, VDD3.3AVDDH, VDD3.3SVDD");
     EXPECT_EQ(errorOf("[Lens]\nzoom = 5\n"),
               "[Lens] zoom: unknown section; allowed are [Supplies], [ADC], [GPIO], [SPI], "
-              "[Memory], [FPGA], [Link], [Time], [Failures], [Files]");
+              "[Memory], [FPGA], [Link], [Scene], [Defects], [Time], [Failures], [Files]");
     EXPECT_EQ(errorOf("[Supplies]\nVDD1.2 = much\n"),
               "[Supplies] VDD1.2 = much: allowed is volts, for example `2.9`, or an offset with "
               "its sign, `-0.2`");
@@ -236,6 +236,12 @@ TEST(Scenario, WrongValuesOfEveryKeyAreRefused) {
                              "[Link]\nlane3 = x",
                              "[Link]\nalignment = -0.1",
                              "[Link]\npolarity = 0x1000",
+                             "[Scene]\npicture = no-such-picture.png",
+                             "[Defects]\nx = 2592 0 1",
+                             "[Defects]\nx = 0 2056 1",
+                             "[Defects]\nx = 0 0 4096",
+                             "[Defects]\nx = 0 0",
+                             "[Defects]\nx = some",
                              "[Time]\nmode = fast",
                              "[Time]\nwire = 1",
                              "[Failures]\nx = fork /dev/mem 1 EIO",

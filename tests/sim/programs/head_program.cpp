@@ -23,6 +23,29 @@ int bringUp() {
     return result == 0 ? 0 : 1;
 }
 
+// Three frames of rows 256 to 383 and columns 240 to 479; the third at twice the gain.
+int capture() {
+    tcUser user;
+    user.powerUp();
+    user.configure();
+    user.port.writeRegister(0x94, 191U << 11 | 128U);
+    user.port.writeRegister(0x95, 79U << 12 | 40U);
+    user.frameControl.write(8, 128U << 16 | 240U);
+    user.frameControl.write(6, 64U << 16 | 40U);
+    user.frameControl.write(9, 256U << 16 | 240U);
+    tcRegisters(0xFF215000, 4096).write(0, 1); // the pipeline's cores run
+    tcRegisters(0xFF217000, 4096).write(0, 0);
+    if (user.bringUp() != 0) {
+        return 1;
+    }
+    user.start();
+    usleep(250000);
+    user.port.writeRegister(0x42, 1);
+    usleep(100000);
+    user.stop();
+    return 0;
+}
+
 int print(const char* name) {
     std::ifstream file(name);
     std::cout << file.rdbuf() << std::flush;
@@ -43,6 +66,9 @@ int main(int count, char** values) {
     const std::string what = count > 1 ? values[1] : "";
     if (what == "bring-up") {
         return bringUp();
+    }
+    if (what == "capture") {
+        return capture();
     }
     if (what == "violate") {
         tcPort().writeRegister(0x20, 1);

@@ -1,0 +1,43 @@
+/// \file
+/// Pictures as files.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "sim/export.h"
+#include "sim/frame.h"
+#include "sim/scene.h"
+#include "sim/sensor_image.h"
+
+namespace sim {
+
+/// Writes a PNG picture of 16 bits, grey and linear: each value is the word that the FPGA
+/// delivered. Its text chunk "Settings" holds the frame's settings. \throws std::runtime_error with
+/// the path
+SIM_API void writePng(const tsFrame& frame, const std::string& path);
+
+/// Makes pictures of the frames that a program's head recorded. Takes no lock.
+class SIM_API tcFrameWriter {
+public:
+    /// \param scenario file that may name scene and defects; empty: a healthy head
+    /// \param scene    PNG picture before the sensor; empty: the scenario's, or else the test chart
+    /// \throws std::runtime_error with the path of what cannot be read
+    tcFrameWriter(const std::string& scenario, const std::string& scene);
+
+    /// Writes "frame-0001.png" and so on; each call goes on where the one before ended.
+    /// \param recording file of recorded frames
+    /// \param folder    that exists
+    /// \throws std::runtime_error with the path of what cannot be read or written
+    void write(const std::string& recording, const std::string& folder);
+    /// \return number of pictures written so far
+    [[nodiscard]] std::size_t written() const { return m_written; }
+
+private:
+    tcScene m_scene;
+    std::vector<tsDefect> m_defects;
+    std::size_t m_written = 0;
+};
+
+} // namespace sim
