@@ -11,6 +11,7 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON) # the same bytes wherever it is built
 
 add_library(head_options INTERFACE)
 target_compile_options(
@@ -30,8 +31,9 @@ target_compile_options(
             # Exposure and readout times are the same to the bit on every target only when no
             # multiplication is fused into an addition.
             -ffp-contract=off
-            # Names the sources as the repository does, wherever it is checked out.
-            -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+            # Names the sources as the repository does, wherever it is checked out and built.
+            -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+            -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 target_include_directories(head_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 if(HEAD_SANITIZE)
