@@ -413,6 +413,7 @@ int obey(int count, char** values) {
         arguments.program.emplace_back(values[at]);
     }
     CLI::App app("Runs a program on the virtual camera head.", "virtual-head");
+    app.set_version_flag("--version", "virtual-head " HEAD_VERSION, "print the version");
     declare(app, arguments);
     try {
         app.parse(static_cast<int>(options.size()), options.data());

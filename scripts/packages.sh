@@ -5,5 +5,5 @@ build_packages=(
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
-    clang-format clang-tidy cppcheck binutils
+    clang-format clang-tidy cppcheck binutils abigail-tools
 )

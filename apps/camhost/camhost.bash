@@ -2,7 +2,7 @@
 
 _camhost() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local options="--help --plugin --spi --workdir --log --command --interactive --listen
+    local options="--help --version --plugin --spi --workdir --log --command --interactive --listen
         --keep-going --echo -h -c -i"
     local commands="init start stop capture wait status info exposure interval roi trigger clock
         pattern mirror bpp regfile help"

@@ -144,8 +144,8 @@ char* tcConsole::tcEditor::prompt(EditLine* editor) {
 
 std::optional<std::string> tcConsole::tcEditor::readLine() {
     m_capturing = m_executor.isCapturing();
-    // Keys pressed as soon as the prompt is there are the editor's, not the terminal's: Ctrl-D would
-    // be lost in between.
+    // Keys pressed as soon as the prompt is there are the editor's, not the terminal's: Ctrl-D
+    // would be lost in between.
     el_set(m_editor.get(), EL_PREP_TERM, 1);
     int count = 0;
     const char* const line = el_gets(m_editor.get(), &count);

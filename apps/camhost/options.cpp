@@ -64,6 +64,7 @@ void addOptions(CLI::App& app, tsOptions& options) {
 std::optional<tsOptions> parseOptions(int argc, const char* const* argv, teExit& status) {
     tsOptions options;
     CLI::App app(kDescription, "camhost");
+    app.set_version_flag("--version", "camhost " HEAD_VERSION, "Print the version and exit");
     app.footer(kFooter);
     addOptions(app, options);
     try {

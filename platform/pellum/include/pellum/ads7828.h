@@ -42,7 +42,7 @@ public:
     bool Volts(int channel, float& reading, bool singleEnded);
 
 private:
-    struct tsBus;
+    struct PELLUM_LOCAL tsBus;
 
     void setPowerBit(std::uint8_t bit, bool set);
 

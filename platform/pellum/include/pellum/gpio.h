@@ -36,7 +36,7 @@ public:
     int SetValue(int level);
 
 private:
-    class tcLine;
+    class PELLUM_LOCAL tcLine;
     std::shared_ptr<tcLine> m_line;
 };
 

@@ -4,3 +4,6 @@
 
 /// Everything else is compiled with hidden visibility.
 #define VARNOX_API __attribute__((visibility("default")))
+
+/// For what a class keeps its insides in: an exported class exports its members, too.
+#define VARNOX_LOCAL __attribute__((visibility("hidden")))

@@ -67,7 +67,7 @@ public:
 
 private:
     friend class tcObserver;
-    class tcNotification;
+    class VARNOX_LOCAL tcNotification;
 
     void drop(const tcObserver& observer);
 

@@ -53,7 +53,7 @@ public:
     [[nodiscard]] tcObservable& observable();
 
 private:
-    struct tsState;
+    struct VARNOX_LOCAL tsState;
     std::unique_ptr<tsState> m_state;
 };
 

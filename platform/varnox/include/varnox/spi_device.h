@@ -45,6 +45,6 @@ public:
     int write(const void* bytes, std::size_t count);
 
 private:
-    struct tsPort;
+    struct VARNOX_LOCAL tsPort;
     std::unique_ptr<tsPort> m_port;
 };

@@ -1,0 +1,107 @@
+#!/usr/bin/env bash
+# Installs the build into an empty folder and does with it what one does with an installation: the main
+# job, a program on the SDK by pkg-config, and the plug-in alone by a stack that has these libraries
+# already. Arguments: build folder, version.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+source_folder=$PWD
+build=$1
+version=$2
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+root=$folder/root
+
+step() { echo "== $*"; }
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+expect_lines() { # DESCRIPTION TEXT LINE...: each line is part of the text
+    local description=$1 text=$2 line
+    shift 2
+    for line in "$@"; do
+        grep -qF -- "$line" <<<"$text" || fail "$description does not say \"$line\" but: $text"
+    done
+}
+main_job() { # PLUG-IN
+    "$root/bin/virtual-head" --scenario "$root/share/virtual-head/scenarios/healthy.ini" \
+        --workdir "$root/share/virtual-head" -- "$root/bin/camhost" --plugin "$1" \
+        --spi /dev/spidev1.0 --echo "$root/share/virtual-head/main-job.camhost" 2>&1
+}
+
+step "each component holds what it should"
+for component in plugin runtime sdk tools; do
+    cmake --install "$build" --prefix "$root" --component "$component" >"$folder/$component.log"
+    sed -n "s|^-- Installing: $root/||p; s|^-- Up-to-date: $root/||p" "$folder/$component.log" >"$folder/$component"
+done
+library_folder=$(dirname "$(grep 'libvarnox\.so\.0$' "$folder/runtime")")
+[ "$(cat "$folder/plugin")" = "$library_folder/varnox/sensor_board_3u5mgxs.so" ] || fail "plug-in"
+[ "$(sort "$folder/runtime")" = "$(printf "$library_folder/%s\n" libpellum.so.0 "libpellum.so.$version" \
+    libvarnox.so.0 "libvarnox.so.$version")" ] || fail "runtime: $(cat "$folder/runtime")"
+for file in bin/camhost bin/virtual-head "$library_folder/libvirtual_head.so.0" share/man/man1/camhost.1 \
+    share/man/man1/virtual-head.1 share/bash-completion/completions/camhost \
+    share/bash-completion/completions/virtual-head share/virtual-head/main-job.camhost; do
+    grep -qxF "$file" "$folder/tools" || fail "tools lack $file"
+done
+for library in varnox pellum; do
+    for file in "$library_folder/lib$library.so" "$library_folder/pkgconfig/$library.pc" \
+        "$library_folder/cmake/$library/${library}Config.cmake" \
+        "$library_folder/cmake/$library/${library}ConfigVersion.cmake"; do
+        grep -qxF "$file" "$folder/sdk" || fail "the SDK lacks $file"
+    done
+    headers=$(cd "platform/$library/include" && find "$library" -name '*.h' | sort)
+    installed=$(sed -n "s|^include/||p" "$folder/sdk" | grep "^$library/" | sort)
+    [ "$headers" = "$installed" ] || fail "headers of $library: $installed"
+done
+
+step "the main job runs from the installed files"
+output=$(main_job "$root/$library_folder/varnox/sensor_board_3u5mgxs.so") || fail "main job: $output"
+expect_lines "main job" "$output" "serves sensor type 7" "init: result 0: success" "[1] Ending capture..." \
+    "violations: none"
+
+step "pkg-config leads a program to the SDK"
+mkdir "$folder/program"
+cat >"$folder/program/main.cpp" <<'END'
+#include <iostream>
+#include <pellum/gpio.h>
+#include <varnox/roi.h>
+int main() {
+    std::cout << (Varnox::ROI{1, 2, 3, 4}).toString() << ' '
+              << (Pellum::tcGpio::GetPinFromDTName("no such line") < 0) << std::endl;
+}
+END
+export PKG_CONFIG_PATH=$root/$library_folder/pkgconfig
+[ "$(pkg-config --modversion varnox pellum)" = "$version"$'\n'"$version" ] || fail "versions by pkg-config"
+read -ra flags <<<"$(pkg-config --cflags --libs varnox pellum)"
+"${CXX:-c++}" -std=c++20 "$folder/program/main.cpp" -o "$folder/program/main" "${flags[@]}" \
+    "-Wl,-rpath,$root/$library_folder"
+expect_lines "program" "$("$folder/program/main")" "1"
+
+step "CMake finds the version that one asks for, and no other"
+cat >"$folder/program/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(program LANGUAGES CXX)
+find_package(varnox ${WANTED} REQUIRED)
+find_package(pellum ${WANTED} REQUIRED)
+add_executable(program main.cpp)
+target_compile_features(program PRIVATE cxx_std_20)
+target_link_libraries(program varnox::varnox pellum::pellum)
+END
+find_and_build() {
+    cmake -G Ninja -S "$folder/program" -B "$folder/program/build-$1" -DCMAKE_PREFIX_PATH="$root" \
+        -DWANTED="$1" && cmake --build "$folder/program/build-$1"
+}
+find_and_build "${version%.*}" >"$folder/log" 2>&1 || fail "version $version: $(cat "$folder/log")"
+expect_lines "program by CMake" "$("$folder/program/build-${version%.*}/program")" "1"
+! find_and_build 99.0 >"$folder/log" 2>&1 || fail "version 99.0 is found"
+
+step "a stack with these libraries builds the plug-in alone"
+cmake -G Ninja -S "$source_folder" -B "$folder/plug-in" -DUSE_BUNDLED_PLATFORM=OFF \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_PREFIX_PATH="$root" -DCMAKE_INSTALL_PREFIX=/usr >"$folder/log" 2>&1 &&
+    cmake --build "$folder/plug-in" >>"$folder/log" 2>&1 || fail "plug-in alone: $(tail -n 40 "$folder/log")"
+[ -z "$(find "$folder/plug-in" -name 'libvarnox*' -o -name 'camhost*')" ] || fail "built more than the plug-in"
+output=$(main_job "$folder/plug-in/lib/sensor_board_3u5mgxs.so") || fail "plug-in alone: $output"
+expect_lines "plug-in alone" "$output" "serves sensor type 7" "violations: none"
+cmake --install "$folder/plug-in" --prefix "$folder/alone" >/dev/null
+[ "$(cd "$folder/alone" && find . -type f)" = "./$library_folder/varnox/sensor_board_3u5mgxs.so" ] ||
+    fail "installed beside the plug-in: $(find "$folder/alone" -type f)"
