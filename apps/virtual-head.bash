@@ -2,7 +2,7 @@
 
 _virtual_head() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i
-    local options="--help --version --scenario --workdir --log --summary --time --frames
+    local options="--help --version --scenario --workdir --log --summary --vcd --draw --time --frames
         --max-frames --scene --print-registers
         --print-rules --print-scenario-keys -h"
     COMPREPLY=()
@@ -27,7 +27,7 @@ _virtual_head() {
     --workdir | --frames)
         mapfile -t COMPREPLY < <(compgen -d -- "$word")
         ;;
-    --log | --summary)
+    --log | --summary | --vcd | --draw)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         ;;
     --time)

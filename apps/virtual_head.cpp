@@ -24,9 +24,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include "sim/drawing.h"
 #include "sim/frame_writer.h"
 #include "sim/launch.h"
+#include "sim/trace.h"
 #include "sim/virtual_head.h"
+#include "sim/waveform.h"
 
 namespace {
 
@@ -43,6 +46,8 @@ struct tsArguments {
     std::string workdir;
     std::string log;
     std::string summary;
+    std::string vcd;
+    std::vector<std::string> draw; // dump, picture
     std::string time;
     std::string frames;
     unsigned maxFrames = 10;
@@ -163,6 +168,7 @@ struct tsOrders {
     std::string scenario;
     std::string time;
     std::string log;
+    std::string trace;
     std::string report;
     std::string verdict;
     std::string frames;
@@ -178,6 +184,7 @@ struct tsOrders {
     setVariable(kLog, orders.log);
     setVariable(kFrames, orders.frames);
     setVariable(kMaxFrames, orders.maxFrames);
+    setVariable(kTrace, orders.trace);
     setVariable(kReport, orders.report);
     setVariable(kVerdict, orders.verdict);
     setVariable("LD_PRELOAD", orders.preload);
@@ -288,7 +295,8 @@ std::vector<std::string> resolved(std::vector<std::string> program) {
     return program;
 }
 
-void startLog(const std::string& path) {
+// A file that cannot be written is told before the program runs, not after.
+void startFile(const std::string& path) {
     if (!path.empty() && !std::ofstream(path)) {
         throw tcUsageError(path + ": cannot be written");
     }
@@ -311,6 +319,50 @@ std::optional<sim::tcFrameWriter> frameWriter(const tsArguments& arguments) {
     }
 }
 
+// The traces of the processes that used the head, the program's own first.
+std::vector<std::string> tracesIn(const fs::path& folder, pid_t program) {
+    std::set<pid_t> processes;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        const std::string_view prefix = "report.";
+        if (name.starts_with(prefix)) {
+            processes.insert(static_cast<pid_t>(std::stol(name.substr(prefix.size()))));
+        }
+    }
+    std::vector<std::string> traces;
+    for (const pid_t process : processes) {
+        std::string trace = contentOf(folder / ("trace." + std::to_string(process)));
+        const bool used = trace.find("] OPEN ") != std::string::npos;
+        if (used) {
+            traces.insert(process == program ? traces.begin() : traces.end(), std::move(trace));
+        }
+    }
+    if (traces.empty()) {
+        traces.emplace_back(); // a run in which nothing happened
+    }
+    return traces;
+}
+
+void write(const std::string& path, const std::string& text) {
+    std::ofstream file(path);
+    if (!(file << text << std::flush)) {
+        throw std::runtime_error(path + ": cannot be written");
+    }
+}
+
+// One file a process: FILE, and FILE.2, FILE.3 when the program started others that used the head.
+template<class Convert>
+void writeEach(const std::string& path, const std::vector<std::string>& traces, Convert convert) {
+    for (std::size_t at = 0; at < traces.size() && !path.empty(); ++at) {
+        write(at == 0 ? path : path + "." + std::to_string(at + 1),
+              convert(sim::parseTrace(traces[at])));
+    }
+}
+
+bool wantsTrace(const tsArguments& arguments) {
+    return !arguments.vcd.empty();
+}
+
 int run(const tsArguments& arguments) {
     std::vector<sim::tsReplacedFile> replaced;
     if (!arguments.scenario.empty()) {
@@ -330,11 +382,13 @@ int run(const tsArguments& arguments) {
         layOut(folder, temporary.path() / "work", replaced);
         folder = temporary.path() / "work";
     }
-    startLog(arguments.log);
+    startFile(arguments.log);
+    startFile(arguments.vcd);
     const tsOrders orders{preloadList(),
                           absolute(arguments.scenario),
                           arguments.time,
                           absolute(arguments.log),
+                          wantsTrace(arguments) ? (temporary.path() / "trace").string() : "",
                           (temporary.path() / "report").string(),
                           (temporary.path() / "verdict").string(),
                           writer ? (temporary.path() / "frames").string() : "",
@@ -358,6 +412,10 @@ int run(const tsArguments& arguments) {
             writer->write(recording.string(), arguments.frames);
         }
     }
+    if (wantsTrace(arguments)) {
+        const std::vector<std::string> traces = tracesIn(temporary.path(), child);
+        writeEach(arguments.vcd, traces, sim::waveform);
+    }
     const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;
     return status == 0 && violated ? kViolations : status;
 }
@@ -368,6 +426,9 @@ void declare(CLI::App& app, tsArguments& arguments) {
     app.add_option("--log", arguments.log, "file for every event, one a line");
     app.add_option("--summary", arguments.summary,
                    "file for the summary, - for standard output; default: standard error");
+    app.add_option("--vcd", arguments.vcd, "file for a value-change dump of every wire");
+    app.add_option("--draw", arguments.draw, "draw a value-change dump: DUMP PICTURE.svg")
+        ->expected(2);
     app.add_option("--time", arguments.time, "default: virtual")
         ->check(CLI::IsMember({"virtual", "real"}));
     auto* const frames =
@@ -385,6 +446,17 @@ void declare(CLI::App& app, tsArguments& arguments) {
     app.footer("Usage: virtual-head [OPTIONS] -- PROGRAM [ARGUMENTS]\n"
                "Exit status: the program's; 9 when that is 0 and a rule of the head was broken;\n"
                "2 for wrong usage; 127 when the program cannot be started.");
+}
+
+void draw(const std::string& dump, const std::string& picture) {
+    if (!std::ifstream(dump)) {
+        throw tcUsageError(dump + ": cannot be read");
+    }
+    try {
+        write(picture, sim::drawing(contentOf(dump)));
+    } catch (const std::runtime_error& error) {
+        throw tcUsageError(dump + ": " + error.what());
+    }
 }
 
 bool print(const tsArguments& arguments) {
@@ -421,6 +493,10 @@ int obey(int count, char** values) {
         return app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError;
     }
     if (print(arguments)) {
+        return EXIT_SUCCESS;
+    }
+    if (!arguments.draw.empty()) {
+        draw(arguments.draw[0], arguments.draw[1]);
         return EXIT_SUCCESS;
     }
     if (arguments.program.empty()) {

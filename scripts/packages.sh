@@ -6,4 +6,5 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-format clang-tidy cppcheck binutils abigail-tools
+    sigrok-cli i2c-tools spi-tools chromium
 )

@@ -1,0 +1,440 @@
+#include "sim/waveform.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <stdexcept>
+
+namespace sim {
+
+namespace {
+
+constexpr unsigned kLanes = 12;
+constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
+constexpr std::uint64_t kI2cBitNs = 10'000;
+constexpr std::uint64_t kI2cDataNs = 1'000;    // into the bit: data changes
+constexpr std::uint64_t kI2cClockNs = 3'000;   // the clock rises
+constexpr std::uint64_t kI2cFallNs = 6'000;    // and falls
+constexpr std::uint64_t kI2cPrepareNs = 7'000; // before a stop, data takes its level
+constexpr std::uint64_t kI2cIdleNs = 8'000;    // the clock goes high for good
+constexpr std::uint64_t kI2cStopNs = 9'000;    // data rises: the bus is free
+constexpr std::uint64_t kI2cStartNs = 500;     // after data, the clock falls: a start
+constexpr std::uint64_t kRampSteps = 20;
+constexpr std::uint64_t kFastestPulsesNs = 10'000;
+
+// A variable of the dump, with its changes.
+struct tsWire {
+    std::string scope;
+    std::string name;
+    bool real = false;
+    std::vector<std::pair<std::uint64_t, std::string>> changes; // time [ns], value
+};
+
+// What a pulse train or the frames do at present.
+struct tsTrain {
+    std::uint64_t periodNs = 0;
+    std::uint64_t highNs = 0;
+    std::uint64_t fromNs = 0;
+};
+
+class tcDump {
+public:
+    tcDump();
+    void add(const tsTraceLine& line);
+    [[nodiscard]] std::string text(std::uint64_t endNs);
+
+private:
+    std::size_t define(const char* scope, const std::string& name, const char* initial,
+                       bool real = false);
+    std::size_t wire(const std::string& name) const;
+    void change(std::size_t wire, std::uint64_t timeNs, const std::string& value);
+    void level(std::size_t wire, std::uint64_t timeNs, bool high);
+
+    void addGpio(const tsTraceLine& line);
+    void addState(const tsTraceLine& line);
+    void addRail(const tsTraceLine& line);
+    void addLanes(const tsTraceLine& line, const std::string& prefix);
+    void addTransfer(const tsTraceLine& line);
+    void setWire(const tsTraceLine& line);
+    void select(std::uint64_t timeNs, bool selected);
+    void clockOutBit(std::uint64_t startNs, std::uint64_t endNs, bool high);
+    void addI2c(const tsTraceLine& line);
+    void i2cByte(std::uint64_t& bitNs, unsigned byte, bool acknowledged);
+    void i2cEnd(bool stop);
+    void train(tsTrain& train, std::size_t wire, const tsTraceLine& line);
+    void drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs);
+
+    std::vector<tsWire> m_wires;
+    std::map<std::string, std::size_t> m_byName;
+    std::map<std::size_t, double> m_volts;
+    std::uint64_t m_instantNs = 0; // of the present line
+    std::uint64_t m_shiftNs = 0;   // how far its changes are moved
+    // SPI
+    unsigned m_mode = 0;
+    unsigned m_bits = 8;
+    std::uint64_t m_hertz = 1'000'000;
+    std::uint64_t m_spiEndNs = 0; // of the last bit
+    // I2C
+    std::uint64_t m_i2cEndNs = 0; // of the last transfer; 0: none is open
+    tsTrain m_pulses;
+    tsTrain m_frames;
+};
+
+constexpr const char* kUnknown = "x";
+constexpr unsigned kModePhase = 1;
+constexpr unsigned kModePolarity = 2;
+constexpr unsigned kModeSelectHigh = 4;
+constexpr unsigned kModeLsbFirst = 8;
+constexpr unsigned kModeNoSelect = 0x40;
+
+const std::array kLines{"LED_STATUS",     "HEAD_PRESENT_B", "PS_1.2V_EN",  "PS_3.3SVDD_EN",
+                        "PS_3.3AVDDH_EN", "RESET_B",        "EXT_TRIG_EN", "FAN_ALERT_B"};
+const std::array kRailNames{"VDD1.2", "VDD3.3SVDD", "VDD3.3AVDDH"};
+
+tcDump::tcDump() {
+    for (const char* line : kLines) {
+        define("gpio", line, "0");
+    }
+    for (const char* rail : kRailNames) {
+        define("supplies", rail, "0", true);
+        define("supplies", std::string(rail) + "-GOOD", "0");
+    }
+    define("sensor", "SENSOR-AWAKE", "0");
+    define("spi", "SPI-CS", "1");
+    define("spi", "SPI-CLK", "0");
+    define("spi", "SPI-MOSI", "0");
+    define("i2c", "I2C-SCL", "1");
+    define("i2c", "I2C-SDA", "1");
+    define("link", "FRAME-START", "0");
+    define("link", "CORE-ENABLED", "0");
+    for (const char* flag : {"PLL-LOCKED", "PLL-RG-LOCKED", "PLL-GB-LOCKED", "ALIGNED"}) {
+        define("link", flag, "0");
+    }
+    define("link", "FRAME-VALID", "0");
+    for (const char* what : {"LANE", "DPA-RESET", "DPA-FIFO-RESET", "DPA-HOLD"}) {
+        for (unsigned lane = 0; lane < kLanes; ++lane) {
+            const bool lock = std::string(what) == "LANE";
+            define("lanes", what + std::to_string(lane) + (lock ? "-LOCK" : ""), "0");
+        }
+    }
+}
+
+std::size_t tcDump::define(const char* scope, const std::string& name, const char* initial,
+                           bool real) {
+    m_byName[name] = m_wires.size();
+    m_wires.push_back({scope, name, real, {{0, initial}}});
+    return m_wires.size() - 1;
+}
+
+std::size_t tcDump::wire(const std::string& name) const {
+    const auto found = m_byName.find(name);
+    if (found == m_byName.end()) {
+        throw std::runtime_error("the head has no wire \"" + name + "\"");
+    }
+    return found->second;
+}
+
+void tcDump::change(std::size_t wire, std::uint64_t timeNs, const std::string& value) {
+    auto& changes = m_wires[wire].changes;
+    if (changes.back().second == value) {
+        return;
+    }
+    const std::uint64_t wanted = timeNs + (timeNs == m_instantNs ? m_shiftNs : 0);
+    const std::uint64_t drawn = std::max(wanted, changes.back().first + 1);
+    if (timeNs == m_instantNs) {
+        m_shiftNs = drawn - timeNs; // what follows in this instant does not come before
+    }
+    changes.emplace_back(drawn, value);
+}
+
+void tcDump::level(std::size_t wire, std::uint64_t timeNs, bool high) {
+    change(wire, timeNs, high ? "1" : "0");
+}
+
+void tcDump::add(const tsTraceLine& line) {
+    const std::string& what = line.words.front();
+    if (line.timeNs != m_instantNs) {
+        m_instantNs = line.timeNs;
+        m_shiftNs = 0;
+    }
+    if (line.text.find(" failed ") != std::string::npos) {
+        return; // nothing happened on the wires
+    }
+    if (what == "SPI") {
+        addTransfer(line);
+    } else if (what == "GPIO") {
+        addGpio(line);
+    } else if (what == "STATE" && line.words.size() > 1) {
+        addState(line);
+    }
+}
+
+// "GPIO RESET_B = 1", "GPIO RESET_B out 0"; lines without a name are not the head's.
+void tcDump::addGpio(const tsTraceLine& line) {
+    if (line.words.size() != 4 || line.words[1] == "line") {
+        return;
+    }
+    if (line.words[2] == "=" || line.words[2] == "out") {
+        level(wire(line.words[1]), line.timeNs, line.words[3] == "1");
+    }
+}
+
+void tcDump::addState(const tsTraceLine& line) {
+    const std::string& name = line.words[1];
+    const bool hasValue = line.words.size() > 2;
+    if (name == "END") {
+        return;
+    }
+    if (name == "I2C-STOP") {
+        i2cEnd(true);
+    } else if (name == "I2C") {
+        addI2c(line);
+    } else if (!hasValue) {
+        throw std::runtime_error("\"" + line.text + "\" says nothing");
+    } else if (name == "SPI-WIRE") {
+        setWire(line);
+    } else if (name == "SPI-SELECT") {
+        select(line.timeNs, line.words[2] == "1");
+    } else if (name == "PULSES") {
+        train(m_pulses, wire("FRAME-START"), line);
+    } else if (name == "FRAMES") {
+        train(m_frames, wire("FRAME-VALID"), line);
+    } else if (name == "DPA-RESET" || name == "DPA-FIFO-RESET" || name == "DPA-HOLD") {
+        addLanes(line, name);
+    } else if (line.words.size() == 4) {
+        addRail(line);
+    } else {
+        level(wire(name), line.timeNs, line.words[2] == "1");
+    }
+}
+
+std::string realText(double value) {
+    std::array<char, 32> text{};
+    const int length = std::snprintf(text.data(), text.size(), "%.6g", value);
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
+// "STATE VDD1.2 1200000 500000": target [uV] and how long it takes [ns].
+void tcDump::addRail(const tsTraceLine& line) {
+    constexpr double microvolts = 1e6;
+    const std::size_t rail = wire(line.words[1]);
+    const double from = m_volts[rail];
+    const double to = static_cast<double>(numberFrom(line.words[2])) / microvolts;
+    const std::uint64_t riseNs = numberFrom(line.words[3]);
+    // A rail that is switched off while it rises does not go on rising.
+    auto& changes = m_wires[rail].changes;
+    while (changes.size() > 1 && changes.back().first > line.timeNs) {
+        changes.pop_back();
+    }
+    const std::uint64_t steps = riseNs == 0 ? 1 : kRampSteps;
+    for (std::uint64_t step = 1; step <= steps; ++step) {
+        const double part = static_cast<double>(step) / static_cast<double>(steps);
+        change(rail, line.timeNs + riseNs * step / steps, realText(from + (to - from) * part));
+    }
+    m_volts[rail] = to;
+}
+
+void tcDump::addLanes(const tsTraceLine& line, const std::string& prefix) {
+    const std::uint64_t lanes = numberFrom(line.words[2]);
+    for (unsigned lane = 0; lane < kLanes; ++lane) {
+        level(wire(prefix + std::to_string(lane)), line.timeNs, (lanes >> lane & 1) != 0);
+    }
+}
+
+// "STATE SPI-WIRE 0 32 10000000": mode, bits of a word, clock [Hz].
+void tcDump::setWire(const tsTraceLine& line) {
+    constexpr unsigned longestWord = 32;
+    if (line.words.size() != 5) {
+        throw std::runtime_error("\"" + line.text + "\": expected mode, bits and clock");
+    }
+    const std::uint64_t bits = numberFrom(line.words[3]);
+    m_mode = static_cast<unsigned>(numberFrom(line.words[2]) & 0xFF);
+    m_hertz = numberFrom(line.words[4]);
+    if (bits == 0 || bits > longestWord || m_hertz == 0) {
+        throw std::runtime_error("\"" + line.text + "\": no such word or clock");
+    }
+    m_bits = static_cast<unsigned>(bits);
+    level(wire("SPI-CLK"), line.timeNs, (m_mode & kModePolarity) != 0);
+}
+
+void tcDump::select(std::uint64_t timeNs, bool selected) {
+    if ((m_mode & kModeNoSelect) != 0) {
+        return;
+    }
+    std::uint64_t at = timeNs;
+    if (!selected && m_spiEndNs == timeNs) {
+        at -= kNsPerSecond / m_hertz / 8;
+    }
+    level(wire("SPI-CS"), at, selected == ((m_mode & kModeSelectHigh) != 0));
+}
+
+void tcDump::clockOutBit(std::uint64_t startNs, std::uint64_t endNs, bool high) {
+    const std::uint64_t quarter = (endNs - startNs) / 4;
+    const bool idle = (m_mode & kModePolarity) != 0;
+    // With the phase set, the receiver samples at the second edge: data follows the first.
+    const std::uint64_t dataNs = (m_mode & kModePhase) != 0 ? startNs + quarter : startNs;
+    level(wire("SPI-MOSI"), dataNs, high);
+    level(wire("SPI-CLK"), startNs + quarter, !idle);
+    level(wire("SPI-CLK"), endNs - quarter, idle);
+}
+
+// "SPI 0F B9 04 36": bytes in the order of the device's buffer. Words are numbers with the lowest
+// byte first, as both targets keep them.
+void tcDump::addTransfer(const tsTraceLine& line) {
+    const std::size_t wordBytes = m_bits <= 8 ? 1 : (m_bits <= 16 ? 2 : 4);
+    const std::size_t words = (line.words.size() - 1) / wordBytes;
+    std::uint64_t bit = 0;
+    const auto timeOf = [&](std::uint64_t number) {
+        return line.timeNs + number * kNsPerSecond / m_hertz;
+    };
+    for (std::size_t word = 0; word < words; ++word) {
+        std::uint64_t value = 0;
+        for (std::size_t byte = 0; byte < wordBytes; ++byte) {
+            value |= numberFrom(line.words[1 + word * wordBytes + byte], 16) << (8 * byte);
+        }
+        for (unsigned at = 0; at < m_bits; ++at, ++bit) {
+            const unsigned place = (m_mode & kModeLsbFirst) != 0 ? at : m_bits - 1 - at;
+            clockOutBit(timeOf(bit), timeOf(bit + 1), (value >> place & 1) != 0);
+        }
+    }
+    m_spiEndNs = timeOf(bit);
+}
+
+void tcDump::i2cByte(std::uint64_t& bitNs, unsigned byte, bool acknowledged) {
+    constexpr int bits = 9; // and the acknowledgement
+    const unsigned wide = byte << 1 | (acknowledged ? 0U : 1U);
+    for (int at = bits - 1; at >= 0; --at, bitNs += kI2cBitNs) {
+        level(wire("I2C-SDA"), bitNs + kI2cDataNs, (wide >> at & 1) != 0);
+        level(wire("I2C-SCL"), bitNs + kI2cClockNs, true);
+        level(wire("I2C-SCL"), bitNs + kI2cFallNs, false);
+    }
+}
+
+// "STATE I2C 0x49 R ack 07 AE", "STATE I2C 0x49 W nack"
+void tcDump::addI2c(const tsTraceLine& line) {
+    constexpr std::size_t firstByte = 5;
+    if (line.words.size() < firstByte) {
+        throw std::runtime_error("\"" + line.text + "\": expected address, direction and answer");
+    }
+    if (m_i2cEndNs != 0) {
+        i2cEnd(false);
+    }
+    const bool reads = line.words[3] == "R";
+    const bool answered = line.words[4] == "ack";
+    std::uint64_t bitNs = line.timeNs;
+    level(wire("I2C-SDA"), bitNs, false);
+    level(wire("I2C-SCL"), bitNs + kI2cStartNs, false);
+    const auto address = static_cast<unsigned>(numberFrom(line.words[2]) & 0x7F);
+    i2cByte(bitNs, address << 1 | (reads ? 1U : 0U), answered);
+    for (std::size_t at = firstByte; at < line.words.size(); ++at) {
+        // The reader does not acknowledge the last byte, so that the chip lets go of the bus.
+        const bool last = at + 1 == line.words.size();
+        i2cByte(bitNs, static_cast<unsigned>(numberFrom(line.words[at], 16) & 0xFF),
+                !(reads && last));
+    }
+    m_i2cEndNs = bitNs;
+}
+
+// The last bit's rest holds a stop, or makes way for another start.
+void tcDump::i2cEnd(bool stop) {
+    if (m_i2cEndNs == 0) {
+        return;
+    }
+    const std::uint64_t lastNs = m_i2cEndNs - kI2cBitNs;
+    level(wire("I2C-SDA"), lastNs + kI2cPrepareNs, !stop);
+    level(wire("I2C-SCL"), lastNs + kI2cIdleNs, true);
+    level(wire("I2C-SDA"), lastNs + kI2cStopNs, true);
+    m_i2cEndNs = 0;
+}
+
+// "STATE PULSES 20000000 277": period and length [ns].
+void tcDump::train(tsTrain& train, std::size_t wire, const tsTraceLine& line) {
+    if (line.words.size() != 4) {
+        throw std::runtime_error("\"" + line.text + "\": expected period and length");
+    }
+    drawTrain(train, wire, line.timeNs);
+    train = {numberFrom(line.words[2]), numberFrom(line.words[3]), line.timeNs};
+}
+
+void tcDump::drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs) {
+    if (train.periodNs != 0 && train.periodNs < kFastestPulsesNs) {
+        change(wire, train.fromNs, kUnknown);
+    } else if (train.periodNs != 0) {
+        for (std::uint64_t at = train.fromNs; at < untilNs; at += train.periodNs) {
+            level(wire, at, true);
+            if (at + train.highNs < untilNs) {
+                level(wire, at + train.highNs, false);
+            }
+        }
+    }
+    level(wire, untilNs, false);
+}
+
+// Identifiers are one or two printable characters.
+std::string identifier(std::size_t number) {
+    constexpr std::size_t first = '!';
+    constexpr std::size_t count = '~' - '!' + 1;
+    std::string text(1, static_cast<char>(first + number % count));
+    if (number >= count) {
+        text += static_cast<char>(first + number / count - 1);
+    }
+    return text;
+}
+
+std::string valueText(const tsWire& wire, std::size_t number, const std::string& value) {
+    return wire.real ? "r" + value + " " + identifier(number) : value + identifier(number);
+}
+
+std::string tcDump::text(std::uint64_t endNs) {
+    drawTrain(m_pulses, wire("FRAME-START"), endNs);
+    drawTrain(m_frames, wire("FRAME-VALID"), endNs);
+    std::string result = "$comment a run of the virtual camera head $end\n$timescale 1 ns $end\n"
+                         "$scope module head $end\n";
+    std::vector<std::pair<std::uint64_t, std::pair<std::size_t, std::size_t>>> order;
+    std::string scope;
+    for (std::size_t at = 0; at < m_wires.size(); ++at) {
+        const tsWire& wire = m_wires[at];
+        if (scope != wire.scope) {
+            result += scope.empty() ? "" : "$upscope $end\n";
+            result += "$scope module " + wire.scope + " $end\n";
+            scope = wire.scope;
+        }
+        result += std::string("$var ") + (wire.real ? "real 64 " : "wire 1 ") + identifier(at) +
+                  " " + wire.name + " $end\n";
+        for (std::size_t number = 0; number < wire.changes.size(); ++number) {
+            order.push_back({wire.changes[number].first, {at, number}});
+        }
+    }
+    result += "$upscope $end\n$upscope $end\n$enddefinitions $end\n";
+    std::sort(order.begin(), order.end());
+    // Every wire has a first value at time 0; these come in a section of their own.
+    result += "#0\n$dumpvars\n";
+    std::uint64_t timeNs = 0;
+    for (const auto& [changeNs, what] : order) {
+        if (changeNs != timeNs) {
+            result += (timeNs == 0 ? "$end\n#" : "#") + std::to_string(changeNs) + "\n";
+        }
+        timeNs = changeNs;
+        const auto& [wire, number] = what;
+        result += valueText(m_wires[wire], wire, m_wires[wire].changes[number].second) + "\n";
+    }
+    result += timeNs == 0 ? "$end\n" : "";
+    if (endNs > timeNs) {
+        result += "#" + std::to_string(endNs) + "\n";
+    }
+    return result;
+}
+
+} // namespace
+
+std::string waveform(const std::vector<tsTraceLine>& trace) {
+    tcDump dump;
+    for (const tsTraceLine& line : trace) {
+        dump.add(line);
+    }
+    return dump.text(trace.empty() ? 0 : trace.back().timeNs);
+}
+
+} // namespace sim

@@ -1,0 +1,155 @@
+// The value-change dump, wire by wire.
+
+#include <gmock/gmock.h>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+#include "sim/virtual_head.h"
+#include "sim/waveform.h"
+#include "tests/sim/head_user.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// Changes of one wire: "TIME VALUE".
+std::vector<std::string> changesOf(const std::string& dump, const std::string& name) {
+    std::istringstream stream(dump);
+    std::string identifier;
+    std::string time;
+    std::vector<std::string> result;
+    for (std::string line; std::getline(stream, line);) {
+        std::istringstream words(line);
+        std::string first;
+        std::string type;
+        std::string bits;
+        std::string code;
+        std::string wire;
+        words >> first;
+        if (first == "$var" && words >> type >> bits >> code >> wire && wire == name) {
+            identifier = code;
+        } else if (first.starts_with("#")) {
+            time = first.substr(1);
+        } else if (first.starts_with("r") && words >> code && code == identifier) {
+            result.push_back(time + " " + first.substr(1));
+        } else if (!first.starts_with("$") && !first.starts_with("r") &&
+                   first.substr(1) == identifier && !identifier.empty()) {
+            result.push_back(time + " " + first.substr(0, 1));
+        }
+    }
+    return result;
+}
+
+std::string dumpOf(const std::vector<std::string>& lines) {
+    return sim::waveform(sim::parseTrace(lines));
+}
+
+TEST(ValueChangeDump, BeginsWithItsScaleAndEndsWithTheRun) {
+    const std::string dump = dumpOf({"[    0.000001000] STATE END"});
+    EXPECT_THAT(dump, StartsWith("$comment a run of the virtual camera head $end\n"
+                                 "$timescale 1 ns $end\n$scope module head $end\n"
+                                 "$scope module gpio $end\n$var wire 1 ! LED_STATUS $end\n"));
+    EXPECT_THAT(dump, HasSubstr("$enddefinitions $end\n#0\n$dumpvars\n0!\n"));
+    EXPECT_THAT(dump, testing::EndsWith("$end\n#1000\n"));
+}
+
+TEST(ValueChangeDump, ShowsLines) {
+    const std::string dump = dumpOf(
+        {"[    0.000000000] GPIO RESET_B out 0", "[    0.000001000] GPIO RESET_B = 1",
+         "[    0.000002000] GPIO RESET_B released", "[    0.000003000] GPIO RESET_B = 0 failed EIO",
+         "[    0.000004000] GPIO line 3 = 1"});
+    EXPECT_THAT(changesOf(dump, "RESET_B"), ElementsAre("0 0", "1000 1"));
+}
+
+TEST(ValueChangeDump, ShowsASupplyThatRisesAndIsSwitchedOffOnTheWay) {
+    const std::string dump =
+        dumpOf({"[    0.000000000] STATE VDD1.2 1200000 20000",
+                "[    0.000002500] STATE VDD1.2 0 0", "[    0.000030000] STATE END"});
+    EXPECT_THAT(changesOf(dump, "VDD1.2"), ElementsAre("0 0", "1000 0.06", "2000 0.12", "2500 0"));
+}
+
+TEST(ValueChangeDump, ShowsChangesOfOneInstantOneNanosecondApart) {
+    const std::string dump =
+        dumpOf({"[    0.000001000] STATE DPA-RESET 4095", "[    0.000001000] STATE DPA-RESET 0",
+                "[    0.000001000] STATE DPA-FIFO-RESET 2048",
+                "[    0.000001000] STATE DPA-FIFO-RESET 0"});
+    EXPECT_THAT(changesOf(dump, "DPA-RESET0"), ElementsAre("0 0", "1000 1", "1001 0"));
+    EXPECT_THAT(changesOf(dump, "DPA-FIFO-RESET11"), ElementsAre("0 0", "1001 1", "1002 0"));
+    EXPECT_THAT(changesOf(dump, "DPA-FIFO-RESET10"), ElementsAre("0 0"));
+}
+
+TEST(ValueChangeDump, ShowsEveryBitOfATransfer) {
+    const std::string dump = dumpOf(
+        {"[    0.000001000] STATE SPI-WIRE 0 8 1000000", "[    0.000001000] STATE SPI-SELECT 1",
+         "[    0.000001000] SPI A1", "[    0.000009000] STATE SPI-SELECT 0"});
+    EXPECT_THAT(changesOf(dump, "SPI-CS"), ElementsAre("0 1", "1000 0", "8875 1"));
+    EXPECT_THAT(changesOf(dump, "SPI-MOSI"),
+                ElementsAre("0 0", "1000 1", "2000 0", "3000 1", "4000 0", "8000 1"));
+    EXPECT_THAT(changesOf(dump, "SPI-CLK"),
+                ElementsAre("0 0", "1250 1", "1750 0", "2250 1", "2750 0", "3250 1", "3750 0",
+                            "4250 1", "4750 0", "5250 1", "5750 0", "6250 1", "6750 0", "7250 1",
+                            "7750 0", "8250 1", "8750 0"));
+}
+
+TEST(ValueChangeDump, ShowsClockPolarityPhaseAndBitOrder) {
+    const std::string dump = dumpOf(
+        {"[    0.000001000] STATE SPI-WIRE 11 4 1000000", "[    0.000001000] STATE SPI-SELECT 1",
+         "[    0.000001000] SPI 01", "[    0.000005000] STATE SPI-SELECT 0"});
+    EXPECT_THAT(changesOf(dump, "SPI-MOSI"), ElementsAre("0 0", "1250 1", "2250 0"));
+    EXPECT_THAT(changesOf(dump, "SPI-CLK"),
+                ElementsAre("0 0", "1000 1", "1250 0", "1750 1", "2250 0", "2750 1", "3250 0",
+                            "3750 1", "4250 0", "4750 1"));
+}
+
+TEST(ValueChangeDump, ShowsAMonitorThatDoesNotAnswer) {
+    const std::string dump =
+        dumpOf({"[    0.000000000] STATE I2C 0x49 W nack", "[    0.000090000] STATE I2C-STOP"});
+    EXPECT_THAT(changesOf(dump, "I2C-SDA"),
+                ElementsAre("0 1", "1 0", "1000 1", "11000 0", "31000 1", "41000 0", "61000 1",
+                            "71000 0", "81000 1", "87000 0", "89000 1"));
+}
+
+TEST(ValueChangeDump, ShowsPulsesUntilTheyStop) {
+    const std::string dump =
+        dumpOf({"[    0.000010000] STATE PULSES 20000 1000", "[    0.000055000] STATE PULSES 0 0",
+                "[    0.000090000] STATE PULSES 50 10", "[    0.000100000] STATE END"});
+    EXPECT_THAT(changesOf(dump, "FRAME-START"),
+                ElementsAre("0 0", "10000 1", "11000 0", "30000 1", "31000 0", "50000 1", "51000 0",
+                            "90000 x", "100000 0"));
+}
+
+TEST(ValueChangeDump, ShowsAsManyFramesAsTheHeadCounts) {
+    auto head = sim::aVirtualHead().withStateEvents().build();
+    tcUser user;
+    user.powerUp();
+    user.configure();
+    ASSERT_EQ(user.bringUp(), 0);
+    user.start();
+    head.advance(std::chrono::seconds(1));
+    user.stop();
+    const auto changes = changesOf(dumpOf(head.timedLines()), "FRAME-VALID");
+    EXPECT_GT(head.frames(), 5U);
+    // Every frame begins and ends; one that was stopped on its way is not counted by the head.
+    const std::uint64_t begun = changes.size() / 2;
+    EXPECT_GE(begun, head.frames());
+    EXPECT_LE(begun, head.frames() + 1);
+}
+
+TEST(ValueChangeDump, RefusesWhatNoHeadWrites) {
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE VDD9 1 2"})),
+                 std::runtime_error);
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE NOISE 1"})),
+                 std::runtime_error);
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE SPI-WIRE 0 0 1"})),
+                 std::runtime_error);
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE SPI-WIRE 0 8 0"})),
+                 std::runtime_error);
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] SPI zz"})), std::runtime_error);
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE I2C 0x49"})),
+                 std::runtime_error);
+}
+
+} // namespace
