@@ -12,7 +12,6 @@
 
 #include "platform/support/error_reports.h"
 #include "platform/support/file_descriptor.h"
-#include "platform/support/immortal.h"
 
 namespace Pellum {
 
@@ -31,32 +30,24 @@ std::string chipPath(unsigned int chip) {
     return "/dev/gpiochip" + std::to_string(chip);
 }
 
-/// Look-ups have no object of their own to keep in mind what was reported.
-platform::tcErrorReports& lookUpReports() {
-    struct tsReports {
-        platform::tcErrorReports reports{"tcGpio"};
-    };
-    static platform::tuImmortal<tsReports> theReports;
-    return theReports.value.reports;
-}
-
 bool hasName(const gpio_v2_line_info& line, std::string_view name) {
     const std::string_view text(line.name, sizeof line.name);
     return text.substr(0, text.find('\0')) == name;
 }
 
 /// \return the line's offset on the chip, or -1
-int findOnChip(const std::string& path, int chip, std::string_view name) {
+int findOnChip(const std::string& path, int chip, std::string_view name,
+               platform::tcErrorReports& reports) {
     gpiochip_info info{};
     if (::ioctl(chip, GPIO_GET_CHIPINFO_IOCTL, &info) < 0) {
-        lookUpReports().report(path, "GPIO_GET_CHIPINFO", errno);
+        reports.report(path, "GPIO_GET_CHIPINFO", errno);
         return -1;
     }
     for (std::uint32_t offset = 0; offset < info.lines; ++offset) {
         gpio_v2_line_info line{};
         line.offset = offset;
         if (::ioctl(chip, GPIO_V2_GET_LINEINFO_IOCTL, &line) < 0) {
-            lookUpReports().report(path, "GPIO_V2_GET_LINEINFO", errno);
+            reports.report(path, "GPIO_V2_GET_LINEINFO", errno);
             return -1;
         }
         if (hasName(line, name))
@@ -70,22 +61,24 @@ int findOnChip(const std::string& path, int chip, std::string_view name) {
 int tcGpio::GetPinFromDTName(const char* name) {
     if (name == nullptr || *name == '\0')
         return -1;
+    // Of this look-up alone: the next one, of another board perhaps, is told its cause again.
+    platform::tcErrorReports reports("tcGpio");
     bool anyChip = false;
     for (unsigned int number = 0; number < kChipsSearched; ++number) {
         const std::string path = chipPath(number);
         const auto chip = platform::tcFileDescriptor::open(path.c_str(), O_RDWR);
         if (!chip.isOpen()) {
             if (errno != ENOENT)
-                lookUpReports().report(path, "open", errno);
+                reports.report(path, "open", errno);
             continue;
         }
         anyChip = true;
-        const int offset = findOnChip(path, chip.get(), name);
+        const int offset = findOnChip(path, chip.get(), name, reports);
         if (offset >= 0)
             return static_cast<int>(number * kLinesPerChip) + offset;
     }
     if (!anyChip)
-        lookUpReports().report(chipPath(0), "open", ENOENT);
+        reports.report(chipPath(0), "open", ENOENT);
     return -1;
 }
 

@@ -1,0 +1,124 @@
+#include "tests/reliability/fault.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace fs = std::filesystem;
+using sim::teCall;
+
+namespace {
+
+constexpr std::array<const char*, 8> kCallNames{"open",   "close", "ioctl", "mmap",
+                                                "munmap", "read",  "write", "sleep"};
+constexpr std::array<const char*, 5> kDevices{"/dev/spidev1.0", "/dev/gpiochip0", "/dev/i2c-1",
+                                              "/dev/mem", "clock"};
+constexpr std::array<const char*, 6> kFileStates{"",          "missing", "loop",
+                                                 "directory", "empty",   "cut"};
+
+std::string shipped(const std::string& file) {
+    return std::string(HEAD_DATA_DIRECTORY) + "/" + file;
+}
+
+} // namespace
+
+std::string tsFault::name() const {
+    if (file != teFile::none) {
+        return device + " " + kFileStates[static_cast<std::size_t>(file)];
+    }
+    return std::string(kCallNames[static_cast<std::size_t>(call)]) + " " + std::to_string(nth) +
+           " of " + device + ": " + strerrorname_np(error);
+}
+
+bool tsFault::is(teCall kind, const std::string& path) const {
+    return file == teFile::none && call == kind && device == path;
+}
+
+std::vector<int> errorsOf(teCall call, const std::string& device) {
+    switch (call) {
+    case teCall::open: // path, rights, limits, a driver that is gone or busy, a signal
+        return {EACCES, ENOENT, EBUSY, EMFILE, ENFILE, ENODEV, ENXIO, EPERM, ENOMEM, EINTR};
+    case teCall::close:
+        return {EINTR, EIO};
+    case teCall::mmap:
+        return {EACCES, EAGAIN, EINVAL, EMFILE, ENODEV, ENOMEM, EPERM};
+    case teCall::munmap:
+        return {EINVAL, ENOMEM};
+    case teCall::sleep: // its arguments are right and in reach
+        return {EINTR};
+    case teCall::ioctl:
+        if (device == "/dev/i2c-1") { // the adapter's: nobody answers, arbitration lost, ...
+            return {EIO, ENXIO, ETIMEDOUT, EAGAIN, EBUSY, ENODEV, EINTR, ENOMEM, EOPNOTSUPP};
+        }
+        if (device == "/dev/gpiochip0") {
+            return {EIO, EBUSY, EINVAL, ENODEV, ENOMEM, EPERM};
+        }
+        return {EIO, EINVAL, ENODEV, ESHUTDOWN, ETIMEDOUT, ENOMEM, EINTR, EMSGSIZE};
+    default:
+        return {EIO, EINTR, EAGAIN};
+    }
+}
+
+std::vector<tsFault> faultsOfCalls(const sim::tcVirtualHead& head) {
+    std::vector<tsFault> faults;
+    for (const char* device : kDevices) {
+        for (std::size_t kind = 0; kind < kCallNames.size(); ++kind) {
+            const auto call = static_cast<teCall>(kind);
+            const std::uint64_t calls = head.calls(call, device);
+            for (std::uint64_t nth = 1; nth <= calls; ++nth) {
+                for (const int error : errorsOf(call, device)) {
+                    faults.push_back({call, device, nth, error});
+                }
+            }
+        }
+    }
+    return faults;
+}
+
+std::vector<tsFault> faultsOfFiles() {
+    std::vector<tsFault> faults;
+    for (const char* file : {"3U5MGXS_12bit.txt", "3u5mgxs_config.ini", "3u5mgxs_sensor.ini",
+                             "bad_pixel_map.txt", "version/cam_part.txt", "version/serial.txt",
+                             "version/sensor_part.txt", "version/sensor_serial.txt",
+                             "version/sensor_board_rev.txt", "version/soc_io_board_rev.txt",
+                             "version/io_board_rev.txt", "version/kernel_version.txt"}) {
+        for (std::size_t state = 1; state < kFileStates.size(); ++state) {
+            faults.push_back({teCall::open, file, 0, 0, static_cast<tsFault::teFile>(state)});
+        }
+    }
+    return faults;
+}
+
+void spoil(const tsFault& fault) {
+    if (fault.file == tsFault::teFile::none) {
+        return;
+    }
+    const fs::path path(fault.device);
+    fs::remove(path);
+    switch (fault.file) {
+    case tsFault::teFile::loop:
+        fs::create_symlink(path.filename(), path);
+        break;
+    case tsFault::teFile::directory:
+        fs::create_directory(path);
+        break;
+    case tsFault::teFile::empty:
+        std::ofstream(path).flush();
+        break;
+    case tsFault::teFile::cut:
+        fs::copy_file(shipped(fault.device), path);
+        fs::resize_file(path, fs::file_size(path) - fs::file_size(path) / 10 - 2);
+        break;
+    default:
+        break;
+    }
+}
+
+void mend(const tsFault& fault) {
+    if (fault.file != tsFault::teFile::none) {
+        fs::remove_all(fault.device);
+        fs::copy_file(shipped(fault.device), fault.device);
+    }
+}

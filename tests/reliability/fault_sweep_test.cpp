@@ -1,0 +1,518 @@
+// One thing fails, then the next, until everything has failed once; then two things at a time.
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "tests/reliability/fault.h"
+#include "tests/reliability/job.h"
+#include "tests/reliability/live_blocks.h"
+#include "tests/reliability/seed.h"
+#include "tests/reliability/worker.h"
+#include "tests/support/board_fixture.h"
+#include "tests/support/temporary_directory.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace fs = std::filesystem;
+using sim::teCall;
+
+namespace {
+
+constexpr const char* kSpi = "/dev/spidev1.0";
+constexpr const char* kGpio = "/dev/gpiochip0";
+constexpr const char* kI2c = "/dev/i2c-1";
+constexpr const char* kMem = "/dev/mem";
+
+// A sanitizer makes a life ten times as long: every third fault then, another third of the errnos
+// each time.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::size_t kStride = 3;
+#else
+constexpr std::size_t kStride = 1;
+#endif
+
+/// Everything but frames takes well under a second; the three bring-ups of a dead link take 100 ms
+/// each. A life that takes longer waits for something that does not come.
+constexpr std::chrono::seconds kLongestLife(3);
+
+// ---- What ends the process, and is meant to
+
+struct tsFatal {
+    teCall call;
+    const char* device;
+    std::uint64_t nth;
+    const char* why;
+};
+
+/// The whole list. A fault that is not here must not kill, one that is must.
+constexpr std::array kFatal{
+    tsFatal{teCall::open, kMem, 2,
+            "the clock generator's block is not mapped, and is no part of the mask that "
+            "`initialize` checks: the register dump at its end touches it"},
+    tsFatal{teCall::mmap, kMem, 2, "the same block, mapped instead of opened"},
+};
+
+bool isFatal(const tsFault& fault) {
+    return std::any_of(kFatal.begin(), kFatal.end(), [&](const tsFatal& fatal) {
+        return fault.is(fatal.call, fatal.device) && fault.nth == fatal.nth;
+    });
+}
+
+// ---- What a fault must lead to
+
+/// How it shows to host and user.
+struct tsExpected {
+    int initialized = 0;
+    std::vector<std::string> reports{}; ///< each whole, as standard error has them
+    std::vector<std::string> errors{};  ///< status lines of level 4 of `initialize`
+    bool sameResults = true;            ///< of every other operation, as without the fault
+};
+
+std::string because(int error) {
+    return std::string(": ") + std::strerror(error) + " (errno " + std::to_string(error) + ")\n";
+}
+
+tsExpected powerFails(int result, std::string report, std::vector<std::string> before = {}) {
+    before.emplace_back("4 Sensor powerup error!");
+    return {result, {std::move(report)}, std::move(before), false};
+}
+
+tsExpected spiFault(const tsFault& fault, const std::vector<std::string>& frames) {
+    // The port's settings are read, changed and written back; from then on there are messages.
+    constexpr std::array kSettings{"RD_MODE32",        "RD_LSB_FIRST",   "RD_BITS_PER_WORD",
+                                   "RD_MAX_SPEED_HZ",  "WR_MODE32",      "WR_LSB_FIRST",
+                                   "WR_BITS_PER_WORD", "WR_MAX_SPEED_HZ"};
+    const std::string who = "tcSPIDevice: /dev/spidev1.0: ";
+    if (fault.call == teCall::open) {
+        return powerFails(6, who + "open" + because(fault.error), {"4 Failed to open spidev"});
+    }
+    if (fault.nth <= kSettings.size()) {
+        const std::string setting = kSettings[fault.nth - 1];
+        if (fault.error == EINVAL && setting.ends_with("MODE32")) {
+            return {}; // an old kernel: the request of eight bits does it
+        }
+        const std::string report = who + "SPI_IOC_" + setting + because(fault.error);
+        return fault.nth > 4 ? powerFails(1, report) : tsExpected{0, {report}};
+    }
+    const std::string report = who + "SPI_IOC_MESSAGE" + because(fault.error);
+    // Lost frames are reported, no more: the sensor cannot be asked. Only the one that switches the
+    // lanes on for a link training shows.
+    const std::string& lost = frames.at(fault.nth - kSettings.size() - 1);
+    if (lost == frames.at(90)) { // 0x10, lanes on: initialize, start, both clocks
+        const auto index = fault.nth - kSettings.size() - 1;
+        const auto before =
+            std::count(frames.begin(), frames.begin() + static_cast<int>(index), lost);
+        if (before == 0) {
+            return {-1, {report, "PLL failed to lock\n"}, {}};
+        }
+        if (before >= 2) {
+            return {0, {report, "PLL failed to lock\n"}, {}, false};
+        }
+    }
+    return {0, {report}};
+}
+
+struct tsLine {
+    const char* name;
+    const char* place;
+    std::uint64_t ioctls; ///< chip, every line up to this one, and the request of the line
+};
+constexpr std::array kLines{
+    tsLine{"PS_1.2V_EN", "/dev/gpiochip0 line 5", 8},
+    tsLine{"PS_3.3SVDD_EN", "/dev/gpiochip0 line 6", 9},
+    tsLine{"PS_3.3AVDDH_EN", "/dev/gpiochip0 line 7", 10},
+    tsLine{"RESET_B", "/dev/gpiochip0 line 11", 14},
+    tsLine{"EXT_TRIG_EN", "/dev/gpiochip0 line 12", 15},
+};
+
+/// What a line that does not move leads to.
+tsExpected deadLine(std::size_t line, std::vector<std::string> reports) {
+    tsExpected expected;
+    expected.reports = std::move(reports);
+    if (line < 3) { // a supply that stays off
+        expected.initialized = -4;
+        expected.errors = {"4 Sensor powerup error!"};
+        expected.sameResults = false;
+    } else if (line == 3) { // the sensor stays in reset and sends nothing
+        expected.initialized = -1;
+        expected.sameResults = false;
+    }
+    return expected;
+}
+
+tsExpected lineNotFound(std::size_t line, const char* operation, int error) {
+    return deadLine(line, {"ERROR: GPIO " + std::string(kLines[line].name) + " not found in DT\n",
+                           "tcGpio: /dev/gpiochip0: " + std::string(operation) + because(error)});
+}
+
+tsExpected lineRefused(std::size_t line, const char* operation, int error) {
+    return deadLine(line, {"tcGpioSingle: " + std::string(kLines[line].place) + ": " + operation +
+                           because(error)});
+}
+
+tsExpected gpioFault(const tsFault& fault) {
+    if (fault.call == teCall::open) { // each line is looked up, then requested
+        const std::size_t line = (fault.nth - 1) / 2;
+        return fault.nth % 2 == 1 ? lineNotFound(line, "open", fault.error)
+                                  : lineRefused(line, "open", fault.error);
+    }
+    std::uint64_t nth = fault.nth;
+    for (std::size_t line = 0; line < kLines.size(); ++line) {
+        if (nth == 1) {
+            return lineNotFound(line, "GPIO_GET_CHIPINFO", fault.error);
+        }
+        if (nth < kLines[line].ioctls) {
+            return lineNotFound(line, "GPIO_V2_GET_LINEINFO", fault.error);
+        }
+        if (nth == kLines[line].ioctls) {
+            return lineRefused(line, "GPIO_V2_GET_LINE", fault.error);
+        }
+        nth -= kLines[line].ioctls;
+    }
+    // Levels: reset low, the three supplies on, reset released, from then on the trigger line.
+    constexpr std::array<std::size_t, 5> kLevels{3, 0, 1, 2, 3};
+    tsExpected expected = lineRefused(nth <= kLevels.size() ? kLevels[nth - 1] : 4,
+                                      "GPIO_V2_LINE_SET_VALUES", fault.error);
+    if (nth == 1) { // low already
+        expected.initialized = 0;
+        expected.sameResults = true;
+    }
+    return expected;
+}
+
+tsExpected i2cFault(const tsFault& fault) {
+    if (fault.call == teCall::open) {
+        return powerFails(-4, "tcADS7828: /dev/i2c-1: open" + because(fault.error));
+    }
+    const std::string report = "tcADS7828: /dev/i2c-1: I2C_RDWR" + because(fault.error);
+    // The reference is switched on, one reading is thrown away, then each supply is measured.
+    return fault.nth <= 2 ? tsExpected{0, {report}} : powerFails(-4, report);
+}
+
+tsExpected memoryFault(const tsFault& fault) {
+    struct tsBlock {
+        int mask;
+        const char* base; ///< of the host library's; the plug-in's own blocks use `perror`
+    };
+    constexpr std::array<tsBlock, 8> kBlocks{{{1, nullptr},
+                                              {0, nullptr}, // fatal
+                                              {2, nullptr},
+                                              {4, "0xFF211000"},
+                                              {8, "0xFF217000"},
+                                              {16, "0xFF215000"},
+                                              {16, "0xFF213000"},
+                                              {16, "0xFF212000"}}};
+    const tsBlock& block = kBlocks.at(fault.nth - 1);
+    const bool opens = fault.call == teCall::open;
+    std::string report;
+    if (block.base == nullptr) {
+        report = std::string(opens ? kMem : "mmap") + ": " + std::strerror(fault.error) + "\n";
+    } else {
+        report = std::string("tcMappedRegisters: /dev/mem: ") + (opens ? "open" : "mmap") +
+                 " for " + block.base + because(fault.error);
+    }
+    return {block.mask, {report}, {"4 FPGA Initialization error!"}, false};
+}
+
+tsExpected fileFault(const tsFault& fault) {
+    tsExpected expected;
+    if (fault.device.starts_with("version/")) {
+        expected.sameResults = false; // the version says "???"
+    }
+    const bool unreadable =
+        fault.file != tsFault::teFile::empty && fault.file != tsFault::teFile::cut;
+    if (fault.device == "bad_pixel_map.txt" && unreadable) {
+        expected.reports = {"tcBadPixelReplacement: setData: text (no readable file of that name), "
+                            "line 1: \"bad_pixel_map.txt\" is not a pixel \"X Y\"; the map in "
+                            "force stays\n"};
+    }
+    // Settings, INI and an empty map: a missing file means the defaults, and nothing is said.
+    return expected;
+}
+
+tsExpected expectedOf(const tsFault& fault, const std::vector<std::string>& frames) {
+    if (fault.file != tsFault::teFile::none) {
+        return fileFault(fault);
+    }
+    if (fault.call == teCall::close || fault.call == teCall::munmap ||
+        fault.call == teCall::sleep) {
+        return {}; // closed all the same; slept on
+    }
+    return fault.device == kSpi    ? spiFault(fault, frames)
+           : fault.device == kGpio ? gpioFault(fault)
+           : fault.device == kI2c  ? i2cFault(fault)
+                                   : memoryFault(fault);
+}
+
+// ---- Judging a life
+
+class FaultSweep : public testing::Test {
+protected:
+    FaultSweep() {
+        fs::copy(HEAD_DATA_DIRECTORY, m_directory.path(),
+                 fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+        tsLifePlan plan;
+        plan.spent = [this](const sim::tcVirtualHead& head) {
+            m_calls = faultsOfCalls(head);
+            m_frames = head.lines(sim::teEventKind::spi);
+            return true;
+        };
+        auto builder = aHead();
+        m_healthy = live(builder, plan);
+    }
+
+    static sim::tcVirtualHeadBuilder aHead() {
+        auto builder = sim::aVirtualHead();
+        builder.withQuietViolations().withLogCapacity(kLogEvents);
+        return builder;
+    }
+
+    /// A board that cannot reach its registers is given back: no host goes on with it.
+    static bool losesRegisters(const std::vector<tsFault>& faults) {
+        return std::any_of(faults.begin(), faults.end(), [](const tsFault& fault) {
+            return fault.is(teCall::open, kMem) || fault.is(teCall::mmap, kMem);
+        });
+    }
+
+    static tsLife liveWith(const std::vector<tsFault>& faults) {
+        auto builder = aHead();
+        for (const tsFault& fault : faults) {
+            spoil(fault);
+            if (fault.file == tsFault::teFile::none) {
+                builder.withFailingCall(fault.call, fault.device, fault.nth, fault.error);
+            }
+        }
+        tsLifePlan plan;
+        plan.goOn = [&](int) { return !losesRegisters(faults); };
+        plan.heal = [&] {
+            for (const tsFault& fault : faults) {
+                mend(fault);
+            }
+        };
+        plan.spent = [&](const sim::tcVirtualHead& head) {
+            return std::all_of(faults.begin(), faults.end(), [&](const tsFault& fault) {
+                return fault.file != tsFault::teFile::none ||
+                       head.calls(fault.call, fault.device) >= fault.nth;
+            });
+        };
+        return live(builder, plan);
+    }
+
+    /// What holds whatever failed.
+    std::vector<std::string> judge(const tsLife& life) const {
+        std::vector<std::string> wrong;
+        const tsFollowUp& next = life.next;
+        if (next.initialized != 0) {
+            wrong.push_back("the next initialize gave " + std::to_string(next.initialized));
+        }
+        const auto [here, there] =
+            std::mismatch(next.trace.begin(), next.trace.end(), m_healthy.next.trace.begin(),
+                          m_healthy.next.trace.end());
+        if (next.trace != m_healthy.next.trace) {
+            wrong.push_back("the next board did \"" +
+                            (here == next.trace.end() ? "nothing" : *here) + "\" for \"" +
+                            (there == m_healthy.next.trace.end() ? "nothing" : *there) + "\"");
+        }
+        if (next.sensor != m_healthy.next.sensor || next.fpga != m_healthy.next.fpga) {
+            wrong.emplace_back("the next board's registers differ");
+        }
+        if (next.violations != 0) {
+            wrong.emplace_back("the next board broke a rule of the head");
+        }
+        if (life.descriptorsLost != 0 || life.descriptorsLostNext != 0) {
+            wrong.push_back("descriptors lost: " + std::to_string(life.descriptorsLost) + ", " +
+                            std::to_string(life.descriptorsLostNext));
+        }
+        if (life.job.took > kLongestLife) {
+            wrong.push_back("took " + std::to_string(life.job.took.count()) + " ns");
+        }
+        return wrong;
+    }
+
+    /// Results and reports, as they are promised.
+    std::vector<std::string> judgeReports(const tsFault& fault, const tsJob& job) const {
+        std::vector<std::string> wrong;
+        const tsExpected expected = expectedOf(fault, m_frames);
+        if (job.initialized != expected.initialized) {
+            wrong.push_back("initialize gave " + std::to_string(job.initialized) + ", not " +
+                            std::to_string(expected.initialized));
+        }
+        for (const std::string& report : expected.reports) {
+            if (job.errors.find(report) == std::string::npos) {
+                wrong.push_back("not reported: " + report);
+            }
+        }
+        if (expected.reports.empty() && !job.errors.empty()) {
+            wrong.push_back("reported: " + job.errors);
+        }
+        for (const std::string& status : expected.errors) {
+            if (std::find(job.statuses.begin(), job.statuses.end(), status) == job.statuses.end()) {
+                wrong.push_back("no status " + status);
+            }
+        }
+        if (expected.sameResults && expected.initialized == 0 &&
+            job.results != m_healthy.job.results) {
+            wrong.emplace_back("another operation's result changed");
+        }
+        return wrong;
+    }
+
+    static std::vector<std::string> leaks() {
+#if defined(__SANITIZE_ADDRESS__)
+        if (__lsan_do_recoverable_leak_check() != 0) {
+            return {"memory leaked; the sanitizer says where"};
+        }
+#endif
+        return {};
+    }
+
+    const std::vector<tsFault>& calls() const {
+        return m_calls;
+    }
+    const tsLife& healthy() const {
+        return m_healthy;
+    }
+
+private:
+    tcTemporaryDirectory m_directory;
+    tsLife m_healthy;
+    std::vector<tsFault> m_calls;
+    std::vector<std::string> m_frames;
+};
+
+TEST_F(FaultSweep, ALifeWithoutAFaultIsQuiet) {
+    EXPECT_EQ(healthy().job.initialized, 0);
+    EXPECT_EQ(healthy().job.errors, "");
+    EXPECT_EQ(judge(healthy()), std::vector<std::string>{});
+    EXPECT_EQ(healthy().job.results.size(), 37U);
+    EXPECT_GT(healthy().next.trace.size(), 200U);
+}
+
+TEST_F(FaultSweep, EachFailureIsReportedAndLeavesTheHeadToTheNextBoard) {
+    std::vector<tsFault> faults = calls();
+    const std::vector<tsFault> files = faultsOfFiles();
+    faults.insert(faults.end(), files.begin(), files.end());
+    const std::size_t count = (faults.size() + kStride - 1) / kStride;
+
+    const tsWorkResult result = workInChildren(
+        count,
+        [&](std::size_t number) {
+            const tsFault& fault = faults[number * kStride];
+            std::vector<std::string> wrong;
+            const std::int64_t blocks = liveBlocks();
+            {
+                const tsLife life = liveWith({fault});
+                wrong = judge(life);
+                const std::vector<std::string> more = judgeReports(fault, life.job);
+                wrong.insert(wrong.end(), more.begin(), more.end());
+            }
+            if (wrong.empty() && liveBlocks() > blocks) {
+                wrong.push_back("blocks of memory lost: " + std::to_string(liveBlocks() - blocks));
+            }
+            return wrong;
+        },
+        leaks);
+
+    std::size_t fatal = 0;
+    for (std::size_t number = 0; number < count; ++number) {
+        const tsFault& fault = faults[number * kStride];
+        const auto death = result.deaths.find(number);
+        const auto wrong = result.complaints.find(number);
+        EXPECT_EQ(death != result.deaths.end(), isFatal(fault))
+            << fault.name() << ": " << (death == result.deaths.end() ? "lived" : death->second);
+        EXPECT_EQ(wrong == result.complaints.end() ? "" : testing::PrintToString(wrong->second), "")
+            << fault.name();
+        fatal += static_cast<std::size_t>(isFatal(fault));
+    }
+    EXPECT_EQ(result.ends, std::vector<std::string>{});
+    EXPECT_EQ(result.done + fatal, count);
+    std::cout << count << " faults, " << fatal << " of them fatal\n";
+}
+
+TEST_F(FaultSweep, TwoFailuresAtATimeDoNoMoreHarm) {
+    constexpr std::size_t kPairs = 1500 / kStride;
+    std::mt19937 random(seedOf("FaultSweep"));
+    std::vector<tsFault> faults = calls();
+    const std::vector<tsFault> files = faultsOfFiles();
+    faults.insert(faults.end(), files.begin(), files.end());
+    std::erase_if(faults, isFatal);
+    // Every call as often as any other, however many there are of its kind.
+    std::map<std::string, std::vector<tsFault>> kinds;
+    for (const tsFault& fault : faults) {
+        kinds[fault.file == tsFault::teFile::none
+                  ? fault.device + std::to_string(static_cast<int>(fault.call))
+                  : "file"]
+            .push_back(fault);
+    }
+    const auto any = [&] {
+        const auto kind = std::next(kinds.begin(), static_cast<int>(random() % kinds.size()));
+        return kind->second[random() % kind->second.size()];
+    };
+    std::vector<std::vector<tsFault>> pairs;
+    for (std::size_t pair = 0; pair < kPairs; ++pair) {
+        pairs.push_back({any(), any()});
+    }
+
+    const tsWorkResult result = workInChildren(
+        kPairs, [&](std::size_t number) { return judge(liveWith(pairs[number])); }, leaks);
+    const auto name = [&](std::size_t pair) {
+        return pairs[pair][0].name() + " and " + pairs[pair][1].name();
+    };
+    for (const auto& [pair, death] : result.deaths) {
+        ADD_FAILURE() << name(pair) << ": " << death;
+    }
+    for (const auto& [pair, wrong] : result.complaints) {
+        ADD_FAILURE() << name(pair) << ": " << testing::PrintToString(wrong);
+    }
+    EXPECT_EQ(result.ends, std::vector<std::string>{});
+    EXPECT_EQ(result.done, kPairs);
+}
+
+TEST_F(FaultSweep, AProcessWithoutDescriptorsLeftLosesNone) {
+    constexpr std::size_t kMost = 24;
+    const tsWorkResult result = workInChildren(
+        kMost,
+        [&](std::size_t spare) {
+            rlimit before{};
+            getrlimit(RLIMIT_NOFILE, &before);
+            tsLifePlan plan;
+            plan.goOn = [](int) { return false; };
+            plan.atWork = [&] {
+                rlimit limit = before;
+                limit.rlim_cur = firstFreeDescriptor() + spare;
+                setrlimit(RLIMIT_NOFILE, &limit);
+            };
+            plan.heal = [&] { setrlimit(RLIMIT_NOFILE, &before); };
+            auto builder = aHead();
+            const tsLife life = live(builder, plan);
+            std::vector<std::string> wrong = judge(life);
+            if (life.job.initialized != 0 &&
+                life.job.errors.find("Too many open files") == std::string::npos) {
+                wrong.push_back("not reported: " + life.job.errors);
+            }
+            // None at all: not even the sensor's port. Plenty: nothing is amiss.
+            if ((spare == 0 && life.job.initialized != 6) ||
+                (spare == kMost - 1 && life.job.initialized != 0)) {
+                wrong.push_back("initialize gave " + std::to_string(life.job.initialized));
+            }
+            return wrong;
+        },
+        leaks);
+    EXPECT_EQ(testing::PrintToString(result.deaths), "{}");
+    EXPECT_EQ(testing::PrintToString(result.complaints), "{}");
+    EXPECT_EQ(result.done, kMost);
+}
+
+} // namespace
