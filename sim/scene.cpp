@@ -60,6 +60,7 @@ public:
         for (std::uint32_t top = 0; top < tcScene::kRows; top += chart::kPeriod) {
             paintTicks(top);
             paintNumbers(top);
+            paintDiagonals(top);
             paintColumnCodes(top + chart::kColumnBand);
             paintRowCodes(top + chart::kRowBand);
         }
@@ -171,6 +172,16 @@ private:
         for (std::uint32_t column = 0; column < tcScene::kColumns; column += kNumberDistance) {
             paintText(std::to_string(column) + "," + std::to_string(top), column + kNumberLeft,
                       top + kNumberTop, kNumberScale, chart::kBlack);
+        }
+    }
+
+    // Where lines are swapped, a diagonal has teeth.
+    void paintDiagonals(std::uint32_t top) {
+        for (std::uint32_t column = kNumberDistance - chart::kColumnBand;
+             column < tcScene::kColumns; column += kNumberDistance) {
+            for (std::uint32_t at = 0; at < chart::kColumnBand; ++at) {
+                fill(column + at, top + at, 2, 1, chart::kBlack);
+            }
         }
     }
 

@@ -21,7 +21,8 @@ public:
     /// The test chart. A period of 64 rows:
     ///
     ///     rows  0 to 47   for the eye: the numbers of a column and a row every 288 columns, ticks
-    ///                     every 48, words and marks that say where top, left and the corners are
+    ///                     every 48, diagonals, words and marks that say where top, left and the
+    ///                     corners are
     ///     rows 48 to 55   for the machine: the code is 1024 plus the pixel's column
     ///     rows 56 to 63   for the machine: the code is 1024 plus the pixel's row
     static tcScene chart();

@@ -182,6 +182,18 @@ TEST_F(Frame, IsTurnedByTheScanDirections) {
     EXPECT_THAT(m_head.violations(), IsEmpty());
 }
 
+TEST_F(Frame, IsTurnedFromTheRightAlone) {
+    powerUp();
+    write(0x90, 0x10000);
+    write(0x6D, 1);
+    stream();
+    const sim::tsChartReading reading = chart();
+    EXPECT_EQ(reading.columns[0], 2591U);
+    EXPECT_EQ(reading.rows[56], 56U);
+    EXPECT_EQ(reading.rows[57], 57U);
+    EXPECT_THAT(m_head.violations(), IsEmpty());
+}
+
 TEST_F(Frame, ShowsAWrongPairsFlip) {
     run();
     flipPairs();

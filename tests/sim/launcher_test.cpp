@@ -189,6 +189,12 @@ TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
     EXPECT_THAT(contentOf(m_folder / "work/frame-0003.png"), HasSubstr("digital gain: 2.000\n"));
 }
 
+// In real time nothing tells the head that time passes, only the next call.
+TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTimeInRealTimeToo) {
+    launch("--time real --frames . -- " + kProgram + " capture");
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
+}
+
 // From one frame to the next it is 100 ms.
 TEST_F(Launcher, SaysWhenEachPictureWasTaken) {
     launch("--frames . -- " + kProgram + " capture");

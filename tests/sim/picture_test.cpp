@@ -542,6 +542,22 @@ TEST(Chart, IsReadWhateverWasDoneToIt) {
     EXPECT_EQ(reading.rows[32], 318U);
 }
 
+TEST(Chart, HasDiagonalsThatSwappedLinesBreak) {
+    const tsSensorImage sensor = sensorOf({{64, 111, 240, 293}});
+    tsFpgaImage fpga = fpgaOf(240, 64, 54, 48);
+    tsFrame frame = chartPicture(sensor, fpga);
+    EXPECT_EQ(frame.at(20, 20), 300);
+    EXPECT_EQ(frame.at(21, 20), 300);
+    EXPECT_EQ(frame.at(22, 20), 3800);
+    EXPECT_EQ(frame.at(21, 21), 300);
+    EXPECT_EQ(frame.at(20, 21), 3800);
+    fpga.pairsFlip = true;
+    frame = chartPicture(sensor, fpga);
+    EXPECT_EQ(frame.at(20, 20), 3800);
+    EXPECT_EQ(frame.at(22, 20), 300);
+    EXPECT_EQ(frame.at(20, 21), 300);
+}
+
 TEST(Chart, LooksDifferentFromEverySide) {
     const tcScene chart = tcScene::chart();
     const auto darkness = [&chart](unsigned top, unsigned left) {
