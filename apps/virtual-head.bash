@@ -2,7 +2,8 @@
 
 _virtual_head() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i
-    local options="--help --version --scenario --workdir --log --summary --vcd --draw --time --frames
+    local options="--help --version --scenario --workdir --log --summary --vcd --report --draw
+        --time --frames
         --max-frames --scene --print-registers
         --print-rules --print-scenario-keys -h"
     COMPREPLY=()
@@ -27,7 +28,7 @@ _virtual_head() {
     --workdir | --frames)
         mapfile -t COMPREPLY < <(compgen -d -- "$word")
         ;;
-    --log | --summary | --vcd | --draw)
+    --log | --summary | --vcd | --report | --draw)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         ;;
     --time)

@@ -27,6 +27,7 @@
 #include "sim/drawing.h"
 #include "sim/frame_writer.h"
 #include "sim/launch.h"
+#include "sim/report.h"
 #include "sim/trace.h"
 #include "sim/virtual_head.h"
 #include "sim/waveform.h"
@@ -47,6 +48,7 @@ struct tsArguments {
     std::string log;
     std::string summary;
     std::string vcd;
+    std::string report;
     std::vector<std::string> draw; // dump, picture
     std::string time;
     std::string frames;
@@ -360,7 +362,7 @@ void writeEach(const std::string& path, const std::vector<std::string>& traces, 
 }
 
 bool wantsTrace(const tsArguments& arguments) {
-    return !arguments.vcd.empty();
+    return !arguments.vcd.empty() || !arguments.report.empty();
 }
 
 int run(const tsArguments& arguments) {
@@ -384,6 +386,7 @@ int run(const tsArguments& arguments) {
     }
     startFile(arguments.log);
     startFile(arguments.vcd);
+    startFile(arguments.report);
     const tsOrders orders{preloadList(),
                           absolute(arguments.scenario),
                           arguments.time,
@@ -415,6 +418,7 @@ int run(const tsArguments& arguments) {
     if (wantsTrace(arguments)) {
         const std::vector<std::string> traces = tracesIn(temporary.path(), child);
         writeEach(arguments.vcd, traces, sim::waveform);
+        writeEach(arguments.report, traces, sim::report);
     }
     const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;
     return status == 0 && violated ? kViolations : status;
@@ -427,6 +431,7 @@ void declare(CLI::App& app, tsArguments& arguments) {
     app.add_option("--summary", arguments.summary,
                    "file for the summary, - for standard output; default: standard error");
     app.add_option("--vcd", arguments.vcd, "file for a value-change dump of every wire");
+    app.add_option("--report", arguments.report, "file for a page about the run (HTML)");
     app.add_option("--draw", arguments.draw, "draw a value-change dump: DUMP PICTURE.svg")
         ->expected(2);
     app.add_option("--time", arguments.time, "default: virtual")

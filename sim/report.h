@@ -1,0 +1,22 @@
+/// \file
+/// A run of the head as one page.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sim/trace.h"
+
+namespace sim {
+
+/// Describes a run: stages with their durations, the delays of power-up against those that the
+/// hardware needs, training of the link attempt by attempt and lane by lane, violations, and every
+/// register write with its fields, old and new value.
+///
+/// The page stands alone: no script, nothing from elsewhere.
+///
+/// \return HTML
+/// \throws std::runtime_error for a line that no head writes
+[[nodiscard]] std::string report(const std::vector<tsTraceLine>& trace);
+
+} // namespace sim
