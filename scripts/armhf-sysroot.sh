@@ -20,9 +20,9 @@ as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
 if ! dpkg --print-foreign-architectures | grep -qx armhf; then
     "${as_root[@]}" dpkg --add-architecture armhf
-    "${as_root[@]}" apt-get update -q >/dev/null
+    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
 elif ! apt-cache show libinih1:armhf >/dev/null 2>&1; then
-    "${as_root[@]}" apt-get update -q >/dev/null
+    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
 fi
 rm -rf "$folder"
 mkdir -p "$folder/archives"

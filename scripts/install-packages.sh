@@ -22,7 +22,8 @@ echo "Installing: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-if ! { "${as_root[@]}" apt-get update -q &&
+# An index that cannot be had does no harm where the packages are known: the installation tells.
+if ! { { "${as_root[@]}" apt-get update -q || true; } &&
     "${as_root[@]}" apt-get install -q -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
     cat "$log" >&2
     exit 1

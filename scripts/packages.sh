@@ -8,3 +8,5 @@ test_packages=(
     clang-format clang-tidy cppcheck binutils abigail-tools
     sigrok-cli i2c-tools spi-tools chromium
 )
+# The target: cross compiler and emulator.
+target_packages=(g++-arm-linux-gnueabihf qemu-user)
