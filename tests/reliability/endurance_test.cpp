@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <varnox/register_file.h>
 
 #include "plugin/board.h"
@@ -106,6 +107,39 @@ TEST_F(Endurance, TenThousandBoardsHoldMemoryAndDescriptorsFlat) {
         head->clearLog();
     }
     std::cout << done << " cycles\n";
+}
+
+class tcOpenBoard : public Varnox::tc3U5MGXSSensorBoard {
+public:
+    tcOpenBoard() : tc3U5MGXSSensorBoard("/dev/spidev1.0") {}
+    using tcSensorBoard::boardMutex;
+};
+
+TEST_F(Endurance, AThreadThatEndsInsideALockedSectionLeavesItUsable) {
+    const tcTracedOutput quiet(std::cout);
+    const tcTracedOutput still(std::cerr);
+    sim::tcVirtualHead head = aQuietHead();
+    tcOpenBoard board;
+    ASSERT_EQ(board.initialize(), 0);
+    // The host's listener is called with the lock held. A thread that ends there is unwound.
+    board.setStatusListener([](int, const std::string&) { pthread_exit(nullptr); });
+    for (int round = 0; round < 3; ++round) {
+        std::thread([&] { board.setExposure(1000); }).join();
+        std::thread([&] { board.setFrameInterval(50'000); }).join();
+    }
+    board.setStatusListener({});
+    EXPECT_EQ(board.boardMutex().lock(), 0); // free, and nobody died with it
+    EXPECT_EQ(board.boardMutex().unlock(), 0);
+    EXPECT_EQ(board.setExposure(20'000), 0);
+    EXPECT_EQ(board.setFrameInterval(45'000), 0);
+    EXPECT_EQ(board.getFrameInterval(), 45'000);
+    EXPECT_EQ(board.getExposure(), 20'000);
+
+    // The version's section calls nobody: its owner dies with the lock.
+    std::thread([&] { board.boardMutex().lock(); }).join();
+    EXPECT_NE(board.getVersion().find("3U5MGXS-C"), std::string::npos);
+    EXPECT_EQ(board.boardMutex().lock(), 0);
+    EXPECT_EQ(board.boardMutex().unlock(), 0);
 }
 
 TEST_F(Endurance, ThreadsThatUseOneBoardAtOnceLeaveItConsistent) {
