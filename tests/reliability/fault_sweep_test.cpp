@@ -482,9 +482,12 @@ TEST_F(FaultSweep, TwoFailuresAtATimeDoNoMoreHarm) {
 
 TEST_F(FaultSweep, AProcessWithoutDescriptorsLeftLosesNone) {
     constexpr std::size_t kMost = 24;
+    // The undefined-behaviour sanitizer needs two itself: it probes memory with a pipe.
+    constexpr std::size_t kLeast = kStride == 1 ? 0 : 4;
     const tsWorkResult result = workInChildren(
-        kMost,
-        [&](std::size_t spare) {
+        kMost - kLeast,
+        [&](std::size_t number) {
+            const std::size_t spare = number + kLeast;
             rlimit before{};
             getrlimit(RLIMIT_NOFILE, &before);
             tsLifePlan plan;
@@ -512,7 +515,7 @@ TEST_F(FaultSweep, AProcessWithoutDescriptorsLeftLosesNone) {
         leaks);
     EXPECT_EQ(testing::PrintToString(result.deaths), "{}");
     EXPECT_EQ(testing::PrintToString(result.complaints), "{}");
-    EXPECT_EQ(result.done, kMost);
+    EXPECT_EQ(result.done, kMost - kLeast);
 }
 
 } // namespace
