@@ -40,7 +40,7 @@ if(HEAD_SANITIZE)
   add_compile_options(-fsanitize=${HEAD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${HEAD_SANITIZE})
   # GCC takes members of the standard library for uninitialized once they are instrumented.
-  add_compile_options(-Wno-maybe-uninitialized)
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   if(HEAD_SANITIZE MATCHES undefined)
     add_compile_options(-fsanitize=float-cast-overflow)
   endif()

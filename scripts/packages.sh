@@ -6,6 +6,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-format clang-tidy cppcheck binutils abigail-tools
+    clang libclang-rt-14-dev
     sigrok-cli i2c-tools spi-tools chromium
 )
 # The target: cross compiler and emulator.

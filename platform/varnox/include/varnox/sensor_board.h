@@ -165,9 +165,10 @@ private:
     tcPipeline* m_pipeline;
     std::mutex m_listenerLock; // never held while the listener runs
     std::shared_ptr<const StatusListener> m_statusListener;
-    int m_boardType;
-    std::uint32_t m_regionBase;   // physical
-    std::uint32_t m_regionLength; // bytes
+    // Kept for hosts that look into a board; nothing here reads them.
+    [[maybe_unused]] int m_boardType;
+    [[maybe_unused]] std::uint32_t m_regionBase;   // physical
+    [[maybe_unused]] std::uint32_t m_regionLength; // bytes
     int m_eventLines;
     int* m_eventCount;
 };
