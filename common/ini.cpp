@@ -8,33 +8,26 @@
 
 namespace {
 
-/// As a 32-bit `long` takes it, on every target: what is too large is the maximum, and a minus sign
-/// wraps.
-unsigned int to32Bits(unsigned long long number) {
-    constexpr unsigned int kMaximum = std::numeric_limits<unsigned int>::max();
-    const bool fits = number <= kMaximum || 0 - number <= kMaximum;
-    return fits ? static_cast<unsigned int>(number) : kMaximum;
-}
-
-template<class Reader>
-unsigned int getUnsigned(const Reader& ini, const std::string& section, const std::string& key,
-                         unsigned int fallback) {
-    if constexpr (requires { ini.GetUnsigned(section, key, 0UL); }) {
-        return to32Bits(ini.GetUnsigned(section, key, fallback));
-    } else {
-        // The same syntax as the newer library's getter: base 0, trailing text ignored.
-        const std::string text = ini.Get(section, key, "");
-        char* end = nullptr;
-        const unsigned long long number = std::strtoull(text.c_str(), &end, 0);
-        return end > text.c_str() ? to32Bits(number) : fallback;
-    }
+bool isNegative(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\n\v\f\r");
+    return first != std::string::npos && text[first] == '-';
 }
 
 } // namespace
 
+// The syntax of the library's own getter, base 0 and trailing text ignored, which says nothing
+// about a minus sign: where `long` has 64 bits, a huge number and a negative one would look alike.
 unsigned int readUnsigned(const INIReader& ini, const std::string& section, const std::string& key,
                           unsigned int fallback) {
-    return getUnsigned(ini, section, key, fallback);
+    constexpr unsigned int kMaximum = std::numeric_limits<unsigned int>::max();
+    const std::string text = ini.Get(section, key, "");
+    char* end = nullptr;
+    const unsigned long number = std::strtoul(text.c_str(), &end, 0);
+    if (end == text.c_str()) {
+        return fallback;
+    }
+    const unsigned long magnitude = isNegative(text) ? 0UL - number : number;
+    return magnitude <= kMaximum ? static_cast<unsigned int>(number) : kMaximum;
 }
 
 float readFloat(const INIReader& ini, const std::string& section, const std::string& key,

@@ -28,6 +28,12 @@ void writeAll(int descriptor, std::string_view text) {
     }
 }
 
+/// Takes O_NONBLOCK away.
+void waitWhenFull(int descriptor) {
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK);
+}
+
 } // namespace
 
 tcOutput::tcOutput() : m_terminal(::isatty(STDERR_FILENO) == 1) {
@@ -38,13 +44,17 @@ tcOutput::tcOutput() : m_terminal(::isatty(STDERR_FILENO) == 1) {
 void tcOutput::sendLogTo(const std::string& file) {
     constexpr mode_t kReadableByAll = 0644;
     const tcDescriptor log(
-        file == "-"
-            ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)
-            : ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kReadableByAll));
+        file == "-" ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)
+                    // A pipe that nobody reads is refused, not waited for.
+                    : ::open(file.c_str(),
+                             O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
+                             kReadableByAll));
     if (!log.isOpen())
         throw tcFatalError(teExit::eUsage, "log file \"" + file +
                                                "\" cannot be written: " + std::strerror(errno) +
                                                ". Name another one with --log.");
+    if (file != "-")
+        waitWhenFull(log.get());
     m_replies = tcDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
     ::dup2(log.get(), STDOUT_FILENO);
 }

@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 
 #include "apps/camhost/errors.h"
+#include "apps/camhost/file_checks.h"
 
 namespace camhost {
 
@@ -31,6 +32,9 @@ void requireFile(const std::string& path) {
         throw tcFatalError(teExit::ePlugin, "plug-in " + path +
                                                 " not loaded: it is a folder. Give the plug-in's "
                                                 "file in it with --plugin.");
+    if (const std::string why = notRegular(path); !why.empty())
+        throw tcFatalError(teExit::ePlugin, "plug-in " + path + " not loaded: " + why +
+                                                ". Give the plug-in's file with --plugin.");
 }
 
 std::string lastLoaderError() {

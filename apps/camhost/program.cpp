@@ -10,6 +10,7 @@
 
 #include "apps/camhost/console.h"
 #include "apps/camhost/executor.h"
+#include "apps/camhost/file_checks.h"
 #include "apps/camhost/head.h"
 #include "apps/camhost/interrupt.h"
 #include "apps/camhost/line_server.h"
@@ -83,6 +84,8 @@ teExit drive(const tsOptions& options, tcOutput& output) {
         output.sendLogTo(options.log);
     const tcPlugin plugin(fromHere(options.plugin));
     enterWorkdir(options.workdir);
+    for (const std::string& warning : trustWarnings(plugin.path()))
+        output.error("camhost: warning: " + warning);
     tcInterrupt::install();
 
     tcHead head(plugin.sensorType(), plugin.makeBoard(options.spi), output);

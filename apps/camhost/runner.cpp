@@ -2,10 +2,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "apps/camhost/file_checks.h"
 #include "apps/camhost/interrupt.h"
 
 namespace camhost {
@@ -47,9 +47,8 @@ bool tcRunner::runScript(const std::string& script) {
     if (script == "-")
         return runLines(std::cin, "standard input");
     const std::string hint = ". Give the file of a script, or - for standard input.";
-    if (std::filesystem::is_directory(script))
-        throw tcFatalError(teExit::eScript,
-                           "script " + script + " not read: it is a folder" + hint);
+    if (const std::string why = notRegular(script); !why.empty())
+        throw tcFatalError(teExit::eScript, "script " + script + " not read: " + why + hint);
     errno = 0;
     std::ifstream file(script);
     if (!file)

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <set>
@@ -10,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "apps/camhost/descriptor.h"
+#include "apps/camhost/file_checks.h"
 
 namespace camhost {
 
@@ -23,9 +25,13 @@ const std::set<std::string> kIndexed = {"mirror", "region"};
 
 constexpr std::size_t kLongestFile = 64 * 1024UL; // far beyond what "save" writes; bytes
 
-[[noreturn]] void fail(const std::string& what, const std::string& file, int error) {
-    throw tcCommandError(what + " \"" + file + "\" failed: " + std::strerror(error) +
+[[noreturn]] void fail(const std::string& what, const std::string& file, const std::string& why) {
+    throw tcCommandError(what + " \"" + file + "\" failed: " + why +
                          "; name a file that can be used");
+}
+
+[[noreturn]] void fail(const std::string& what, const std::string& file, int error) {
+    fail(what, file, std::string(std::strerror(error)));
 }
 
 void requireSetting(const tcCommandTable& table, const std::string& file, int number,
@@ -49,6 +55,14 @@ bool writeWhole(int descriptor, std::string_view text) {
     return ::fsync(descriptor) == 0;
 }
 
+/// The process's umask can only be read by setting it: commands run one at a time, and nothing else
+/// here makes files.
+mode_t presentUmask() {
+    const mode_t present = ::umask(0);
+    ::umask(present);
+    return present;
+}
+
 std::string textOf(const std::vector<std::string>& lines) {
     std::string text = kHeading;
     for (const std::string& line : lines)
@@ -68,6 +82,8 @@ std::vector<std::string> presentSettings(tcCall& call) {
 }
 
 std::vector<tsSettingLine> readSettings(const tcCommandTable& table, const std::string& file) {
+    if (const std::string why = notRegular(file); !why.empty())
+        fail("reading", file, why);
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
@@ -91,11 +107,14 @@ std::vector<tsSettingLine> readSettings(const tcCommandTable& table, const std::
 }
 
 void writeSettings(const std::string& file, const std::vector<std::string>& lines) {
-    const std::string unfinished = file + ".new";
+    // The finished file takes the place of what has the name: that must not be a device.
+    if (const std::string why = notRegular(file); !why.empty())
+        fail("writing", file, why);
+    // A name of its own: whatever else lies in the folder, links included, is left alone.
+    std::string unfinished = file + ".XXXXXX";
     constexpr mode_t kReadableByAll = 0644;
-    const tcDescriptor descriptor(
-        ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kReadableByAll));
-    if (!descriptor.isOpen())
+    const tcDescriptor descriptor(::mkostemp(unfinished.data(), O_CLOEXEC));
+    if (!descriptor.isOpen() || ::fchmod(descriptor.get(), kReadableByAll & ~presentUmask()) != 0)
         fail("writing", file, errno);
     if (!writeWhole(descriptor.get(), textOf(lines)) ||
         ::rename(unfinished.c_str(), file.c_str()) != 0) {

@@ -1,3 +1,8 @@
+#include <algorithm>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 
 #include "tests/apps/process.h"
@@ -207,6 +212,88 @@ TEST(Program, EndsWithSevenWhenTheScriptCannotBeRead) {
     EXPECT_EQ(aFolder.err, "camhost: script " + folder.path() +
                                " not read: it is a folder. Give the file of a script, or - for "
                                "standard input.\n");
+}
+
+TEST(Program, DoesNotWaitForAPipe) {
+    const tcFolder folder;
+    const std::string pipe = folder.path() + "/pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const tsFinished script = runCamhost(onFakePlugin({pipe}));
+    EXPECT_EQ(script.status, 7);
+    EXPECT_EQ(script.err, "camhost: script " + pipe +
+                              " not read: it is a pipe, a socket or a device. Give the file of a "
+                              "script, or - for standard input.\n");
+    const tsFinished log = runCamhost(onFakePlugin({"--log", pipe, "-c", "exposure"}));
+    EXPECT_EQ(log.status, 2);
+    EXPECT_EQ(log.err, "camhost: log file \"" + pipe +
+                           "\" cannot be written: No such device or address. Name another one with "
+                           "--log.\n");
+    const tsFinished plugin = runCamhost({"--plugin", pipe, "--spi", "x", "-c", "exposure"});
+    EXPECT_EQ(plugin.status, 3);
+    EXPECT_EQ(plugin.err, "camhost: plug-in " + pipe +
+                              " not loaded: it is a pipe, a socket or a device. Give the plug-in's "
+                              "file with --plugin.\n");
+}
+
+TEST(Program, WarnsOfFilesThatEverybodyCanWrite) {
+    const tcFolder folder;
+    const std::string open = folder.file("limits.ini", "");
+    folder.file("closed.ini", "");
+    ASSERT_EQ(::chmod(open.c_str(), 0666), 0);
+    const std::vector<std::string> arguments =
+        onFakePlugin({"--workdir", folder.path(), "-c", "exposure"});
+    const std::string aboutFile =
+        "camhost: warning: " + open + " can be written by everybody; chmod o-w " + open + "\n";
+    const tsFinished first = runCamhost(arguments);
+    EXPECT_EQ(first.status, 0);
+    EXPECT_EQ(first.err, aboutFile);
+
+    ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+    EXPECT_EQ(runCamhost(arguments).err, "camhost: warning: " + folder.path() +
+                                             " can be written by everybody; chmod o-w " +
+                                             folder.path() + "\n" + aboutFile);
+
+    ASSERT_EQ(::chmod(folder.path().c_str(), 0770), 0); // a group's folder is its own affair
+    ASSERT_EQ(::chmod(open.c_str(), 0664), 0);
+    EXPECT_EQ(runCamhost(arguments).err, "");
+}
+
+TEST(Program, WarnsOfAFileThatSomebodyElseOwns) {
+    const tcFolder folder;
+    const std::string planted = folder.file("planted.ini", "");
+    if (::chown(planted.c_str(), 12345, 12345) != 0)
+        GTEST_SKIP() << "only root can give files away";
+    EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err,
+              "camhost: warning: " + planted +
+                  " belongs to another user, number 12345; chown root " + planted + "\n");
+    // Somebody's whole folder is as it should be, whoever works in it.
+    ASSERT_EQ(::chown(folder.path().c_str(), 12345, 12345), 0);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err, "");
+}
+
+TEST(Program, WarnsNoMoreThanEightTimes) {
+    const tcFolder folder;
+    for (int i = 0; i < 11; ++i)
+        ASSERT_EQ(::chmod(folder.file(std::to_string(i), "").c_str(), 0666), 0);
+    const std::string err =
+        runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err;
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 9);
+    EXPECT_THAT(err, EndsWith("camhost: warning: 3 more files are open to others\n"));
+}
+
+TEST(Program, ShowsPercentSignsAsTheyStand) {
+    const tcFolder folder;
+    const std::string hostile = "%n%s%s%n%99999999d";
+    const std::string script = folder.file("%n%s", "FAKE " + hostile + "\nFAKE\n" + hostile + "\n");
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--keep-going", "-c", "init", "-c", hostile, script}, hostile));
+    EXPECT_EQ(run.status, 6);
+    EXPECT_THAT(run.out, HasSubstr("[6] Fake head powers up on " + hostile + "\n"));
+    EXPECT_THAT(run.out, HasSubstr("<ack " + hostile + ">\n"));
+    const std::string unknown = ": \"" + hostile +
+                                "\" is no command and no keyword of the plug-in; \"help\" lists "
+                                "all\n";
+    EXPECT_EQ(run.err, "camhost: command line" + unknown + "camhost: " + script + ":3" + unknown);
 }
 
 TEST(Program, FindsItsFilesFromWhereItWasStartedAndWorksInItsWorkingDirectory) {

@@ -1,3 +1,7 @@
+#include <filesystem>
+
+#include <sys/stat.h>
+
 #include <gmock/gmock.h>
 
 #include "apps/camhost/settings_file.h"
@@ -132,9 +136,46 @@ TEST_F(SettingsTest, SayWhichFileCannotBeUsed) {
                   "used");
     EXPECT_EQ(refusal("save " + folder.path()),
               "writing \"" + folder.path() +
-                  "\" failed: Is a directory; name a file that can be "
+                  "\" failed: it is a folder; name a file that can be "
                   "used");
     EXPECT_NE(refusal("load " + folder.path()), "");
+}
+
+TEST_F(SettingsTest, AreNeitherReadFromAPipeNorWrittenInItsPlace) {
+    const std::string pipe = folder.path() + "/pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const std::string why =
+        "\"" + pipe + "\" failed: it is a pipe, a socket or a device; name a file that can be used";
+    EXPECT_EQ(refusal("load " + pipe), "reading " + why);
+    EXPECT_EQ(refusal("diff " + pipe), "reading " + why);
+    EXPECT_EQ(refusal("save " + pipe), "writing " + why);
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_EQ(refusal("load /dev/zero"),
+              "reading \"/dev/zero\" failed: it is a pipe, a socket or a device; name a file that "
+              "can be used");
+}
+
+TEST_F(SettingsTest, AreWrittenPastTheLinksThatOthersLaid) {
+    const std::string precious = folder.file("precious", "mine");
+    std::filesystem::create_symlink(precious, file + ".new");
+    std::filesystem::create_symlink(precious, file);
+    reply("save " + file);
+    EXPECT_EQ(folder.read("precious"), "mine");
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(file)));
+    EXPECT_NE(folder.read("my.settings"), "");
+    std::size_t entries = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder.path()))
+        ++entries;
+    EXPECT_EQ(entries, 3U); // and nothing unfinished
+}
+
+TEST_F(SettingsTest, AreReadableByAllAsFarAsTheUserLetsThem) {
+    const mode_t before = ::umask(027);
+    reply("save " + file);
+    ::umask(before);
+    struct stat status {};
+    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
 }
 
 TEST_F(SettingsTest, LeaveTheOldFileAloneWhenTheNewOneCannotBeWritten) {

@@ -35,7 +35,7 @@ std::uint32_t laneMask(const std::string& text, std::uint32_t fallback) {
     if (at == std::string::npos)
         return fallback;
     const bool minus = text[at] == '-';
-    at += minus || text[at] == '+' ? 1 : 0;
+    at += minus || text[at] == '+' ? 1U : 0U;
     const auto digitAt = [&](std::size_t place) {
         return place < text.size() ? digit(text[place]) : 99;
     };

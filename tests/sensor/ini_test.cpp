@@ -46,6 +46,10 @@ TEST_F(Ini, UnsignedNumbersBeyond32BitsAreTheLargest) {
     EXPECT_EQ(unsignedOf("9223372036854775808"), 0xFFFFFFFFU);
     EXPECT_EQ(unsignedOf("99999999999999999999"), 0xFFFFFFFFU);
     EXPECT_EQ(unsignedOf("-4294967296"), 0xFFFFFFFFU);
+    // In 64 bits these look like small numbers, wrapped.
+    EXPECT_EQ(unsignedOf("18446744071709551616"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("18446744073709551615"), 0xFFFFFFFFU);
+    EXPECT_EQ(unsignedOf("-18446744071709551616"), 0xFFFFFFFFU);
 }
 
 TEST_F(Ini, AMinusSignWraps) {
@@ -62,6 +66,8 @@ TEST_F(Ini, UnsignedNumbersEndWhereTheirDigitsDo) {
 TEST_F(Ini, WhatIsNoUnsignedNumberGivesTheDefault) {
     EXPECT_EQ(unsignedOf(""), 77U);
     EXPECT_EQ(unsignedOf("lanes"), 77U);
+    EXPECT_EQ(unsignedOf("-"), 77U);
+    EXPECT_EQ(unsignedOf("-x"), 77U);
     EXPECT_EQ(readUnsigned(INIReader("missing.ini"), "Settings", "Key", 0xFFFFFFFF), 0xFFFFFFFFU);
     unsignedOf("1");
     EXPECT_EQ(readUnsigned(INIReader("test.ini"), "Settings", "Other", 3), 3U);
