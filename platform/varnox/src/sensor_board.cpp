@@ -25,7 +25,8 @@ constexpr int kNoTemperature = -275;
 constexpr int kNoPin = -1;
 
 /// \return the text of a printf-style call, whatever its length
-__attribute__((format(printf, 1, 0))) std::string formatted(const char* format, std::va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string formatted(const char* format,
+                                                            std::va_list arguments) {
     char* made = nullptr;
     const int length = ::vasprintf(&made, format, arguments);
     if (length < 0)
