@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "sim/markup.h"
 #include "sim/trace.h"
 
 namespace sim {
@@ -216,29 +217,9 @@ std::string milliseconds(std::uint64_t ns) {
     return {text.data(), static_cast<std::size_t>(length)};
 }
 
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '>':
-            result += "&gt;";
-            break;
-        default:
-            result += character;
-        }
-    }
-    return result;
-}
-
 std::string label(double x, double y, const std::string& text, const char* look) {
-    return "<text x=\"" + pixels(x) + "\" y=\"" + pixels(y) + "\" " + look + ">" + escaped(text) +
-           "</text>\n";
+    return "<text x=\"" + pixels(x) + "\" y=\"" + pixels(y) + "\" " + look + ">" +
+           escapedMarkup(text) + "</text>\n";
 }
 
 // The line of a signal. More than two changes in one step of the picture are one blot.

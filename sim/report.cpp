@@ -9,6 +9,7 @@
 
 #include "fpga/registers.h"
 #include "sensor/registers.h"
+#include "sim/markup.h"
 
 namespace sim {
 
@@ -171,29 +172,6 @@ private:
     std::map<std::uint32_t, std::uint32_t> m_fpga;
 };
 
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '>':
-            result += "&gt;";
-            break;
-        case '"':
-            result += "&quot;";
-            break;
-        default:
-            result += character;
-        }
-    }
-    return result;
-}
-
 // "301.003 ms": rounded down to microseconds.
 std::string milliseconds(std::uint64_t ns) {
     std::array<char, 40> text{};
@@ -212,7 +190,7 @@ std::string hex(std::uint32_t value, int digits) {
 std::string row(const std::vector<std::string>& cells, const char* look = "") {
     std::string result = "<tr" + std::string(look) + ">";
     for (const std::string& cell : cells) {
-        result += "<td>" + escaped(cell) + "</td>";
+        result += "<td>" + escapedMarkup(cell) + "</td>";
     }
     return result + "</tr>\n";
 }
@@ -341,7 +319,7 @@ std::string attemptText(const tsAttempt& attempt, std::size_t number) {
                 attempt.aligned ? "" : kBad);
     const std::string id = "attempt" + std::to_string(number);
     return "<h3>Attempt " + std::to_string(number) + " at " + milliseconds(attempt.startNs) + ": " +
-           escaped(verdict(attempt)) + "</h3>\n" + table(id.c_str(), {"What", "After"}, rows);
+           escapedMarkup(verdict(attempt)) + "</h3>\n" + table(id.c_str(), {"What", "After"}, rows);
 }
 
 std::string link(const tsRun& run) {
