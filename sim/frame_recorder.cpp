@@ -1,6 +1,9 @@
 #include "sim/frame_recorder.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <iterator>
 
 namespace sim {
 
@@ -12,14 +15,18 @@ void tcFrameRecorder::record(const tsFrameSettings& frame) {
 }
 
 std::string tcFrameRecorder::bytes() const {
-    std::string result(frames().size_bytes(), '\0');
-    std::memcpy(result.data(), m_frames.data(), result.size());
+    const auto kept = std::as_bytes(frames());
+    std::string result;
+    std::transform(kept.begin(), kept.end(), std::back_inserter(result),
+                   [](std::byte byte) { return static_cast<char>(byte); });
     return result;
 }
 
 std::vector<tsFrameSettings> recordedFrames(const std::string& bytes) {
     std::vector<tsFrameSettings> result(bytes.size() / sizeof(tsFrameSettings));
-    std::memcpy(result.data(), bytes.data(), result.size() * sizeof(tsFrameSettings));
+    if (!result.empty()) {
+        std::memcpy(result.data(), bytes.data(), result.size() * sizeof(tsFrameSettings));
+    }
     return result;
 }
 

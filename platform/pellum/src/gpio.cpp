@@ -63,21 +63,23 @@ int tcGpio::GetPinFromDTName(const char* name) {
         return -1;
     // Of this look-up alone: the next one, of another board perhaps, is told its cause again.
     platform::tcErrorReports reports("tcGpio");
-    bool anyChip = false;
+    bool explained = false; // there is a chip, or it is told why one is not used
     for (unsigned int number = 0; number < kChipsSearched; ++number) {
         const std::string path = chipPath(number);
         const auto chip = platform::tcFileDescriptor::open(path.c_str(), O_RDWR);
         if (!chip.isOpen()) {
-            if (errno != ENOENT)
+            if (errno != ENOENT) {
                 reports.report(path, "open", errno);
+                explained = true;
+            }
             continue;
         }
-        anyChip = true;
+        explained = true;
         const int offset = findOnChip(path, chip.get(), name, reports);
         if (offset >= 0)
             return static_cast<int>(number * kLinesPerChip) + offset;
     }
-    if (!anyChip)
+    if (!explained)
         reports.report(chipPath(0), "open", ENOENT);
     return -1;
 }
