@@ -43,9 +43,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static fuzz::tcCollector errors;
-    static std::streambuf* const before = std::cerr.rdbuf(&errors);
-    static_cast<void>(before);
+    static fuzz::tcErrorCollector errors;
     errors.clear();
     theHead().clearLog();
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iostream>
 #include <span>
 #include <streambuf>
 #include <string>
@@ -52,9 +53,15 @@ const std::string& enterScratchFolder();
 /// Writes a file of the working directory.
 void writeFile(const char* name, std::string_view text);
 
-/// Collects what goes to a stream whose buffer it is.
-class tcCollector : public std::streambuf {
+/// Collects what goes to the standard error stream, as long as it lives.
+class tcErrorCollector : private std::streambuf {
 public:
+    tcErrorCollector() : m_before(std::cerr.rdbuf(this)) {}
+    tcErrorCollector(const tcErrorCollector&) = delete;
+    tcErrorCollector& operator=(const tcErrorCollector&) = delete;
+    /// The stream is flushed once more when the process ends.
+    ~tcErrorCollector() override { std::cerr.rdbuf(m_before); }
+
     [[nodiscard]] const std::string& collected() const { return m_text; }
     void clear() { m_text.clear(); }
 
@@ -69,6 +76,7 @@ private:
         return count;
     }
 
+    std::streambuf* m_before;
     std::string m_text;
 };
 
