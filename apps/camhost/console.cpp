@@ -172,7 +172,7 @@ int tcConsole::tcEditor::nextByte(char& byte) {
         if (tcInterrupt::requested())
             return -1;
         pollfd sources[2] = {{STDIN_FILENO, POLLIN, 0}, {tcInterrupt::descriptor(), POLLIN, 0}};
-        if (::poll(sources, 2, -1) <= 0 || sources[0].revents == 0)
+        if (::poll(sources, 2, kLookAgain) <= 0 || sources[0].revents == 0)
             continue;
         const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
         if (count < 0 && errno == EINTR)

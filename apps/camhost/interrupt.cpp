@@ -88,7 +88,7 @@ int tcInterrupt::descriptor() {
 void tcInterrupt::waitForRequest() {
     pollfd request{eventDescriptor(), POLLIN, 0};
     while (!requested())
-        ::poll(&request, 1, -1);
+        ::poll(&request, 1, kLookAgain);
 }
 
 bool tcInterrupt::sleep(std::chrono::milliseconds duration,
@@ -102,6 +102,18 @@ bool tcInterrupt::sleep(std::chrono::milliseconds duration,
         slept += slice;
     }
     return !requested();
+}
+
+tcStartsUninterrupted::tcStartsUninterrupted() : m_before{} {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+}
+
+tcStartsUninterrupted::~tcStartsUninterrupted() {
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
 
 } // namespace camhost

@@ -10,6 +10,8 @@
 
 #include <asio.hpp>
 
+#include "apps/camhost/interrupt.h"
+
 namespace camhost {
 
 namespace {
@@ -378,14 +380,17 @@ void tcLineServer::tcService::welcome(tcp::socket socket) {
 }
 
 tcLineServer::tcLineServer(tcExecutor& executor, const tsAddress& address,
-                           const tsServerLimits& limits)
-    : m_service(std::make_shared<tcService>(executor, address, limits)) {}
+                           const tsServerLimits& limits) {
+    const tcStartsUninterrupted starts;
+    m_service = std::make_shared<tcService>(executor, address, limits);
+}
 
 tcLineServer::~tcLineServer() {
     m_service->stop();
 }
 
 void tcLineServer::start() {
+    const tcStartsUninterrupted starts;
     m_service->start();
 }
 
