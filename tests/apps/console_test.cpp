@@ -1,5 +1,7 @@
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 
 #include <gmock/gmock.h>
 
@@ -157,6 +159,7 @@ TEST_F(ConsoleTest, EndsAScriptAtCtrlCWithItsOwnStatus) {
 TEST_F(ConsoleTest, ServesClientsUntilItIsAskedToEnd) {
     tcTerminal terminal(arguments({"--listen", "0", "-c", "exposure 100"}));
     EXPECT_THAT(terminal.until("camhost: listening on 127.0.0.1:"), HasSubstr("asked 100 us"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // it waits for clients by now
     terminal.signal(SIGTERM);
     EXPECT_EQ(terminal.finish(), 0);
 }
