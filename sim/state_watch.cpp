@@ -43,7 +43,8 @@ std::uint64_t validNs(const tsSensorState& state, std::uint64_t periodNs) {
     if (state.clockMhz <= 0) {
         return 0;
     }
-    const double clocks = static_cast<double>(state.rows / kRowsPerLine) * state.lineClocks;
+    const auto lines = state.rows / kRowsPerLine; // whole ones
+    const double clocks = static_cast<double>(lines) * state.lineClocks;
     const auto readoutNs = static_cast<std::uint64_t>(clocks * 1000.0 / state.clockMhz);
     return std::min(readoutNs, periodNs - periodNs / 16);
 }
