@@ -38,22 +38,34 @@ std::uint16_t converted(double code, std::uint32_t depth) {
     return static_cast<std::uint16_t>(limited(code / step, last) * step);
 }
 
+// Codes that a unit of light gives, before anything is cut off.
+double signalOf(const tsSensorImage& settings) {
+    return settings.analogueGain / kLightPerCode;
+}
+
+tcLine codesByLight(const tsSensorImage& settings) {
+    const double exposed = signalOf(settings) * settings.exposureUs / kReferenceExposure;
+    return tabulated(
+        kLight, [&](std::uint32_t light) { return converted(light * exposed, settings.depth); });
+}
+
+tcLine amplifiedByCode(const tsSensorImage& settings) {
+    return tabulated(kCodes, [&](std::uint32_t code) {
+        return limited(code * settings.digitalGain, kCodes - 1);
+    });
+}
+
 // Reads the array, row by row.
 class tcReadout {
 public:
     tcReadout(const tsSensorImage& settings, const tcScene& scene,
               std::span<const tsDefect> defects)
-        : m_settings(settings), m_scene(scene), m_defects(defects.begin(), defects.end()) {
-        const double signal = settings.analogueGain / kLightPerCode;
-        const double exposed = signal * settings.exposureUs / kReferenceExposure;
-        m_codes = tabulated(kLight, [&](std::uint32_t light) {
-            return converted(light * exposed, settings.depth);
-        });
-        m_testSignal = converted(kTestSignalLight * signal, settings.depth);
-        m_amplified = tabulated(kCodes, [&](std::uint32_t code) {
-            return limited(code * settings.digitalGain, kCodes - 1);
-        });
-    }
+        : m_settings(settings),
+          m_scene(scene),
+          m_defects(defects.begin(), defects.end()),
+          m_codes(codesByLight(settings)),
+          m_testSignal(converted(kTestSignalLight * signalOf(settings), settings.depth)),
+          m_amplified(amplifiedByCode(settings)) {}
 
     // \param number of the line within the area
     [[nodiscard]] tcLine line(const tsReadoutArea& area, std::uint32_t number) const {
@@ -111,8 +123,8 @@ private:
     const tcScene& m_scene;
     std::vector<tsDefect> m_defects;
     tcLine m_codes; // by light
-    tcLine m_amplified;
-    std::uint16_t m_testSignal = 0;
+    std::uint16_t m_testSignal;
+    tcLine m_amplified; // by code
 };
 
 std::uint32_t linesOf(const tsReadoutArea& area, bool binned) {

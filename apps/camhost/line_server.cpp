@@ -380,10 +380,11 @@ void tcLineServer::tcService::welcome(tcp::socket socket) {
 }
 
 tcLineServer::tcLineServer(tcExecutor& executor, const tsAddress& address,
-                           const tsServerLimits& limits) {
-    const tcStartsUninterrupted starts;
-    m_service = std::make_shared<tcService>(executor, address, limits);
-}
+                           const tsServerLimits& limits)
+    : m_service([&] {
+          const tcStartsUninterrupted starts;
+          return std::make_shared<tcService>(executor, address, limits);
+      }()) {}
 
 tcLineServer::~tcLineServer() {
     m_service->stop();
