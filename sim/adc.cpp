@@ -57,6 +57,9 @@ int tcAdc::write(std::uint16_t address, std::span<const std::uint8_t> bytes, int
     for (const std::uint8_t byte : bytes) {
         m_journal.event(teLine::adcCommand, 0, byte, error);
     }
+    if (error == kShort) {
+        return -kShort;
+    }
     wire(address, false, error == 0, bytes);
     busTime(error == 0 ? bytes.size() : 0);
     if (error == 0) {
@@ -146,6 +149,9 @@ int tcAdc::read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusa
     const int error = answer(address, refusal);
     if (error != 0) {
         m_journal.event(teLine::adc, positiveChannel(), 0, error);
+        if (error == kShort) {
+            return -kShort;
+        }
         wire(address, true, false, {});
         busTime(0);
         return -error;

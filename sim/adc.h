@@ -19,9 +19,10 @@ public:
     tcAdc(tcJournal& journal, tcSupplies& supplies, bool present)
         : m_journal(journal), m_supplies(supplies), m_present(present) {}
 
-    /// One write transfer to a device address. \return 0 or -errno
+    /// One write transfer to a device address. \param refusal errno or `kShort` that was asked for
+    /// \return 0, -errno, or -kShort: nothing was sent
     int write(std::uint16_t address, std::span<const std::uint8_t> bytes, int refusal);
-    /// One read transfer from a device address. \return 0 or -errno
+    /// One read transfer from a device address. \return as `write`
     int read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusal);
     /// The bus is free again.
     void stop();

@@ -98,18 +98,24 @@ int i2cMessages(tcModel& head, void* argument, int refusal) {
     if (list.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) {
         return -EINVAL;
     }
-    for (std::uint32_t at = 0; at < list.nmsgs; ++at) {
-        const i2c_msg& message = list.msgs[at];
+    std::uint32_t done = 0;
+    for (; done < list.nmsgs; ++done) {
+        const i2c_msg& message = list.msgs[done];
+        // Where the call is to end short, it is the last message that is missing.
+        const int error = refusal == kShort && done + 1 < list.nmsgs ? 0 : refusal;
         const int result = (message.flags & I2C_M_RD) != 0
-                               ? head.adc.read(message.addr, {message.buf, message.len}, refusal)
-                               : head.adc.write(message.addr, {message.buf, message.len}, refusal);
+                               ? head.adc.read(message.addr, {message.buf, message.len}, error)
+                               : head.adc.write(message.addr, {message.buf, message.len}, error);
         if (result < 0) {
             head.adc.stop();
             return result;
         }
+        if (result == -kShort) {
+            break;
+        }
     }
     head.adc.stop();
-    return static_cast<int>(list.nmsgs);
+    return static_cast<int>(done);
 }
 
 int i2cIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument, int refusal) {
@@ -117,7 +123,7 @@ int i2cIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argum
     switch (request) {
     case I2C_SLAVE:
     case I2C_SLAVE_FORCE:
-        if (refusal != 0) {
+        if (refusal > 0) {
             return -refusal;
         }
         if (numberOf(argument) > kLastAddress) {
@@ -126,11 +132,11 @@ int i2cIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argum
         file.i2cAddress = static_cast<std::uint16_t>(numberOf(argument));
         return 0;
     case I2C_FUNCS:
-        if (refusal == 0) {
+        if (refusal <= 0) {
             const unsigned long functions = I2C_FUNC_I2C;
             std::memcpy(argument, &functions, sizeof functions);
         }
-        return -refusal;
+        return refusal > 0 ? -refusal : 0;
     case I2C_RDWR:
         return i2cMessages(head, argument, refusal);
     default:
@@ -173,7 +179,7 @@ int headIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argu
         break;
     }
     constexpr std::uint32_t kTerminalRequests = 'T'; // "is this a terminal?" is a fair question
-    if (result == -ENOTTY && refusal == 0 && _IOC_TYPE(request) != kTerminalRequests) {
+    if (result == -ENOTTY && refusal <= 0 && _IOC_TYPE(request) != kTerminalRequests) {
         unknownCall(head, file.device, "ioctl", request);
     }
     return result;
@@ -211,13 +217,18 @@ int anyIoctl(int descriptor, unsigned long request, void* argument) {
     return real::ioctl(descriptor, request, argument);
 }
 
+// What `read` and `write` give for a transfer's result.
+ssize_t i2cLength(int result, std::size_t count) {
+    return result < 0 ? result : static_cast<ssize_t>(result == -kShort ? count / 2 : count);
+}
+
 ssize_t headRead(tcModel& head, const tsOpenFile& file, void* buffer, std::size_t count) {
     const int refusal = head.count(teCall::read, file.device);
     if (file.device == teDevice::i2c) {
         const int result =
             head.adc.read(file.i2cAddress, {static_cast<std::uint8_t*>(buffer), count}, refusal);
         head.adc.stop();
-        return result < 0 ? result : static_cast<ssize_t>(count);
+        return i2cLength(result, count);
     }
     if (refusal == 0) {
         unknownCall(head, file.device, "read of bytes", static_cast<std::uint32_t>(count));
@@ -231,7 +242,7 @@ ssize_t headWrite(tcModel& head, const tsOpenFile& file, const void* buffer, std
     if (file.device == teDevice::i2c) {
         const int result = head.adc.write(file.i2cAddress, bytes, refusal);
         head.adc.stop();
-        return result < 0 ? result : static_cast<ssize_t>(count);
+        return i2cLength(result, count);
     }
     if (file.device == teDevice::spi) {
         return head.spi.write(bytes, refusal);

@@ -163,7 +163,7 @@ bool tcEventLog::append(std::uint64_t timeNs, teLine line, std::uint32_t address
     record.address = address;
     record.length = length;
     record.line = line;
-    record.error = static_cast<std::uint16_t>(error);
+    record.error = static_cast<std::int16_t>(error);
     if (length != 0) {
         void* start = &record;
         std::memcpy(static_cast<std::uint8_t*>(start) + offsetof(tsRecord, payload), payload.data(),
@@ -300,7 +300,9 @@ void tcEventLog::format(const tsRecord& record, Sink& sink) {
     if (record.error != 0) {
         const char* name = strerrorname_np(record.error);
         sink.add(" failed ");
-        sink.add(name != nullptr ? name : "with an unknown error");
+        sink.add(record.error == kShort ? "short"
+                 : name != nullptr      ? name
+                                        : "with an unknown error");
     }
 }
 

@@ -77,7 +77,7 @@ private:
         std::uint32_t length; // of the payload [bytes]
         teLine line;
         std::uint8_t reserved;
-        std::uint16_t error;
+        std::int16_t error; // errno or kShort
         std::array<std::uint8_t, 36> payload;
     };
     static_assert(sizeof(tsRecord) == 64);

@@ -33,6 +33,18 @@ std::optional<teRail> railOfLine(std::string_view line) {
     return std::nullopt;
 }
 
+// Transfers have a length; the calls of the other devices do not.
+bool canBeShort(teCall kind, teDevice device) {
+    switch (device) {
+    case teDevice::spi:
+        return kind == teCall::ioctl || kind == teCall::write;
+    case teDevice::i2c:
+        return kind == teCall::ioctl || kind == teCall::read || kind == teCall::write;
+    default:
+        return false;
+    }
+}
+
 std::string described(const tsLinkState& state) {
     const auto yesNo = [](bool flag) { return flag ? "yes" : "no"; };
     return std::string("enabled ") + yesNo(state.enabled) + ", locked " + yesNo(state.locked) +
@@ -181,6 +193,10 @@ void tcModel::fail(const tsFailure& failure) {
     const std::optional<teDevice> device = deviceAt(failure.device);
     if (!device) {
         throw std::invalid_argument("virtual head: it has no device \"" + failure.device + "\"");
+    }
+    if (failure.error == kShort && !canBeShort(failure.kind, *device)) {
+        throw std::invalid_argument("virtual head: no call of this kind on " + failure.device +
+                                    " can be short");
     }
     m_failures.push_back({failure.kind, *device, failure.nth, failure.lasting, failure.error});
 }

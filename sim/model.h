@@ -51,7 +51,7 @@ public:
     /// \return the device with this path, present or not
     [[nodiscard]] std::optional<teDevice> deviceAt(std::string_view path) const;
     [[nodiscard]] std::string_view pathOf(teDevice device) const;
-    /// Counts a call. \return errno of a failure that was asked for, else 0
+    /// Counts a call. \return errno or `kShort` of a failure that was asked for, else 0
     int count(teCall kind, teDevice device);
     [[nodiscard]] std::uint64_t calls(teCall kind, teDevice device) const;
     void fail(const tsFailure& failure);

@@ -192,7 +192,7 @@ bool addFailure(tsHeadOptions& options, const std::string& value) {
         parts[2].pop_back();
     }
     failure.nth = whole<std::uint64_t>(parts[2]).value_or(0);
-    failure.error = errorNamed(parts[3]);
+    failure.error = parts[3] == "short" ? kShort : errorNamed(parts[3]);
     if (!kind || failure.nth == 0 || failure.error == 0) {
         return false;
     }
@@ -369,8 +369,10 @@ constexpr std::array kKeys{
           }},
     tsKey{"Failures", "",
           "`CALL DEVICE N ERRNO`, or `N+` for the Nth and all later: `ioctl /dev/spidev1.0 3 EIO`. "
-          "CALL is open, close, ioctl, mmap, munmap, read, write, or sleep on the device `clock`",
-          "A call that fails. The key is a name of your choice.",
+          "CALL is open, close, ioctl, mmap, munmap, read, write, or sleep on the device `clock`; "
+          "`short` for ERRNO on the ports of SPI and I2C",
+          "A call that fails, or succeeds with less than it was asked for. The key is a name of "
+          "your choice.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
               return addFailure(options, value);
           }},
@@ -469,6 +471,12 @@ std::string besideScenario(const std::string& scenario, const std::string& secti
     return full.string();
 }
 
+bool canBeShort(const tsFailure& failure, const tsHeadOptions& options) {
+    const bool transfer = failure.kind == teCall::ioctl || failure.kind == teCall::write;
+    return (failure.device == options.spiPath && transfer) ||
+           (failure.device == "/dev/i2c-1" && (transfer || failure.kind == teCall::read));
+}
+
 tsReading readScenario(const std::string& path, tsHeadOptions& options) {
     const std::string before = std::exchange(options.scenePath, "");
     tsReading reading;
@@ -495,6 +503,11 @@ tsReading readScenario(const std::string& path, tsHeadOptions& options) {
             throw std::runtime_error(path + ": [Failures] " + failure.device +
                                      ": unknown device; allowed are " + options.spiPath + ", " +
                                      options.gpioPath + ", /dev/i2c-1, /dev/mem, clock");
+        }
+        if (failure.error == kShort && !canBeShort(failure, options)) {
+            throw std::runtime_error(path + ": [Failures] short on " + failure.device +
+                                     ": allowed is short for ioctl and write on " +
+                                     options.spiPath + ", ioctl, read and write on /dev/i2c-1");
         }
     }
     return reading;

@@ -35,6 +35,14 @@ unsigned bytesPerWord(unsigned bits) {
     return bits <= 8 ? 1 : (bits <= 16 ? 2 : 4);
 }
 
+int halfOf(std::span<const spi_ioc_transfer> transfers) {
+    std::uint32_t bytes = 0;
+    for (const spi_ioc_transfer& transfer : transfers) {
+        bytes += transfer.len;
+    }
+    return static_cast<int>(bytes / 2);
+}
+
 bool isMessage(std::uint32_t request) {
     return _IOC_TYPE(request) == SPI_IOC_MAGIC && _IOC_NR(request) == 0 &&
            _IOC_DIR(request) == _IOC_WRITE;
@@ -50,6 +58,9 @@ int tcSpiPort::ioctl(std::uint32_t request, void* argument, int refusal) {
         }
         return message({static_cast<spi_ioc_transfer*>(argument), size / sizeof(spi_ioc_transfer)},
                        refusal);
+    }
+    if (refusal == kShort) {
+        refusal = 0; // a setting has no length
     }
     switch (request) {
     case SPI_IOC_RD_MODE:
@@ -175,12 +186,13 @@ int tcSpiPort::message(std::span<spi_ioc_transfer> transfers, int refusal) {
     if (error == 0 && m_failFrom != 0 && m_messages >= m_failFrom) {
         error = m_failError;
     }
-    if (error == 0) {
-        error = check(transfers);
+    if (error == 0 || error == kShort) {
+        const int wrong = check(transfers);
+        error = wrong != 0 ? wrong : error;
     }
     if (error != 0) {
         logFailed(transfers, error);
-        return -error;
+        return error == kShort ? halfOf(transfers) : -error;
     }
     std::uint64_t sent = 0;
     for (spi_ioc_transfer& transfer : transfers) {

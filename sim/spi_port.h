@@ -24,7 +24,7 @@ public:
           m_failFrom(failFrom),
           m_failError(failError) {}
 
-    /// \param refusal errno that was asked for, else 0
+    /// \param refusal errno or `kShort` that was asked for, else 0
     /// \return the ioctl's result, or -errno
     int ioctl(std::uint32_t request, void* argument, int refusal);
     /// `write` on the device: one message of one transfer. \return bytes, or -errno

@@ -87,7 +87,7 @@ struct tsEvent {
     std::uint32_t address = 0;       ///< FPGA physical address; ADC channel
     std::uint64_t value = 0;         ///< FPGA word; ADC result; level; SPI setting; [ns]; [bytes]
     std::vector<std::uint8_t> bytes; ///< SPI transfer, as handed to the device
-    int error = 0;                   ///< errno of a refused or failed call, else 0
+    int error = 0;                   ///< errno of a refused or failed call, `kShort`, else 0
     std::string text;                ///< the event's line, without its time
 };
 
@@ -109,6 +109,12 @@ enum class teCall : std::uint8_t {
     write,
     sleep, ///< on the device "clock": nanosleep, clock_nanosleep, usleep
 };
+
+/// In place of an errno: the call succeeds, but does less than it was asked to. A SPI message and
+/// `read` and `write` give half of their bytes, I2C_RDWR all messages but the last. Nothing of what
+/// is missing happens on the wire; of a SPI message nothing at all. Calls that have no length are
+/// not touched.
+inline constexpr int kShort = -1;
 
 /// Flags of the frame-control core's receiver PLL.
 enum class tePllFlag : std::uint8_t { locked, rgLocked, gbLocked };
@@ -250,7 +256,7 @@ public:
     /// Makes one call fail. A sleep that fails has slept half its time.
     /// \param nth   1 is the next call of this kind on this device that counts from the head's
     ///              building; see `calls`
-    /// \param error errno, for example EIO
+    /// \param error errno, for example EIO, or `kShort`
     void failCall(teCall kind, std::string_view device, std::uint64_t nth, int error);
     /// As `failCall`, for the nth and every later call.
     void failCallsFrom(teCall kind, std::string_view device, std::uint64_t nth, int error);

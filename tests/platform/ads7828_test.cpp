@@ -162,6 +162,37 @@ TEST(Ads7828, ReadsZeroWithoutItsBus) {
               "tcADS7828: /dev/i2c-1: open: No such file or directory (errno 2)\n");
 }
 
+TEST(Ads7828, ReadsZeroAfterATransferThatWasCutShort) {
+    auto head = aVirtualHead().withQuietViolations().build();
+    const tcSupply supply(head, "PS_1.2V_EN");
+    tcADS7828 adc(1, kAddress, 2.5F);
+    adc.SetInternalReference(true);
+    head.advance(std::chrono::milliseconds(10));
+    head.clearLog();
+    const std::uint64_t before = head.calls(teCall::ioctl, kBus);
+    head.failCall(teCall::ioctl, kBus, before + 1, sim::kShort);
+    head.failCall(teCall::ioctl, kBus, before + 2, sim::kShort);
+    float volts = 4.0F;
+    EXPECT_EQ(stderrOf([&] {
+                  EXPECT_FALSE(adc.Volts(0, volts, true));
+                  EXPECT_FALSE(adc.Volts(0, volts, true));
+              }),
+              "tcADS7828: /dev/i2c-1: I2C_RDWR: Input/output error (errno 5)\n");
+    EXPECT_EQ(volts, 0.0F);
+    EXPECT_THAT(head.lines(kAdc), ElementsAre("ADC-COMMAND 0x88", "ADC 0 failed short",
+                                              "ADC-COMMAND 0x88", "ADC 0 failed short"));
+    EXPECT_TRUE(adc.Volts(0, volts, true));
+    EXPECT_GT(volts, 1.0F);
+}
+
+TEST(Ads7828, TellsThatItsReferenceWasNotSwitchedOn) {
+    auto head = aVirtualHead().withFailingCall(teCall::ioctl, kBus, 1, sim::kShort).build();
+    tcADS7828 adc(1, kAddress, 2.5F);
+    EXPECT_EQ(stderrOf([&] { adc.SetInternalReference(true); }),
+              "tcADS7828: /dev/i2c-1: I2C_RDWR: Input/output error (errno 5)\n");
+    EXPECT_THAT(head.lines(kAdc), ElementsAre("ADC-COMMAND 0x88 failed short"));
+}
+
 TEST(Ads7828, ReadsZeroAfterAFailedTransferAndThenGoesOn) {
     auto head = aVirtualHead().withQuietViolations().build();
     const tcSupply supply(head, "PS_1.2V_EN");

@@ -178,6 +178,29 @@ TEST(SpiDevice, ReportsAFailedFrameOnce) {
               "tcSPIDevice: /dev/spidev1.0: SPI_IOC_MESSAGE: Input/output error (errno 5)\n");
 }
 
+TEST(SpiDevice, ReportsAFrameThatWasCutShortOnce) {
+    const auto head = aQuietHead()
+                          .withFailingCall(teCall::ioctl, kDevice, 1, sim::kShort)
+                          .withFailingCall(teCall::ioctl, kDevice, 2, sim::kShort)
+                          .build();
+    tcSPIDevice device(kDevice);
+    EXPECT_EQ(stderrOf([&] {
+                  EXPECT_EQ(device.write(kFrame.data(), kFrame.size()), -1);
+                  EXPECT_EQ(device.write(kFrame.data(), kFrame.size()), -1);
+                  EXPECT_EQ(device.write(kFrame.data(), kFrame.size()), 4);
+              }),
+              "tcSPIDevice: /dev/spidev1.0: SPI_IOC_MESSAGE: Input/output error (errno 5)\n");
+    EXPECT_THAT(head.lines(teEventKind::spi),
+                ElementsAre("SPI 0F B9 04 36 failed short", "SPI 0F B9 04 36 failed short",
+                            "SPI 0F B9 04 36"));
+}
+
+TEST(SpiDevice, SendsNothingWithoutAFailure) {
+    const auto head = aQuietHead().build();
+    tcSPIDevice device(kDevice);
+    EXPECT_EQ(stderrOf([&] { EXPECT_EQ(device.write(kFrame.data(), 0), 0); }), "");
+}
+
 TEST(SpiDevice, RefusesWhatIsNoBuffer) {
     const auto head = aQuietHead().build();
     tcSPIDevice device(kDevice);

@@ -104,6 +104,57 @@ TEST(Adc, ACombinedTransferIsTheSame) {
     EXPECT_THAT(result, ElementsAre(0x0A, 0x8F));
 }
 
+TEST(Adc, AShortTransferLeavesItsLastMessageAway) {
+    auto head = sim::aVirtualHead().build();
+    tcUser user;
+    user.powerUp();
+    head.clearLog();
+    const auto before = head.now();
+    head.failCall(sim::teCall::ioctl, "/dev/i2c-1",
+                  head.calls(sim::teCall::ioctl, "/dev/i2c-1") + 1, sim::kShort);
+    std::uint8_t command = 0xCC;
+    std::uint8_t result[2] = {0x55, 0x66};
+    i2c_msg messages[2] = {{0x49, 0, 1, &command}, {0x49, I2C_M_RD, 2, result}};
+    i2c_rdwr_ioctl_data transfer{messages, 2};
+    EXPECT_EQ(ioctl(user.monitor.descriptor(), I2C_RDWR, &transfer), 1);
+    EXPECT_THAT(result, ElementsAre(0x55, 0x66));
+    EXPECT_THAT(head.lines(kAdcKinds), ElementsAre("ADC-COMMAND 0xCC", "ADC 1 failed short"));
+    EXPECT_EQ(head.now() - before, 180us); // address and command alone
+}
+
+TEST(Adc, AShortReadOrWriteGivesHalf) {
+    const auto head =
+        sim::aVirtualHead()
+            .withFailingCall(sim::teCall::write, "/dev/i2c-1", 1, sim::kShort)
+            .withFailingCall(sim::teCall::read, "/dev/i2c-1", 1, sim::kShort)
+            .withFailingCall(sim::teCall::ioctl, "/dev/i2c-1", 2, sim::kShort) // has no length
+            .build();
+    const tcMonitor monitor; // sets the address
+    const std::uint8_t command = 0x8C;
+    std::uint8_t result[2] = {};
+    EXPECT_EQ(write(monitor.descriptor(), &command, 1), 0);
+    EXPECT_EQ(read(monitor.descriptor(), result, 2), 1);
+    unsigned long functions = 0;
+    EXPECT_EQ(ioctl(monitor.descriptor(), I2C_FUNCS, &functions), 0);
+    EXPECT_EQ(functions, 1U);
+    EXPECT_THAT(head.lines(kAdcKinds),
+                ElementsAre("ADC-COMMAND 0x8C failed short", "ADC 0 failed short"));
+    EXPECT_EQ(head.now(), 0ns);
+}
+
+TEST(Adc, OnlyTransfersCanBeShort) {
+    EXPECT_THROW(
+        static_cast<void>(sim::aVirtualHead()
+                              .withFailingCall(sim::teCall::open, "/dev/i2c-1", 1, sim::kShort)
+                              .build()),
+        std::invalid_argument);
+    EXPECT_THROW(
+        static_cast<void>(sim::aVirtualHead()
+                              .withFailingCall(sim::teCall::ioctl, "/dev/gpiochip0", 1, sim::kShort)
+                              .build()),
+        std::invalid_argument);
+}
+
 TEST(Adc, NobodyAnswersAtAnotherAddress) {
     const auto head = sim::aVirtualHead().build();
     tcMonitor monitor;

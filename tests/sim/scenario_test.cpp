@@ -208,6 +208,10 @@ TEST(Scenario, AnErrorNamesTheKeyAndWhatIsAllowed) {
     EXPECT_EQ(errorOf("[Failures]\nx = open /dev/tty 1 EIO\n"),
               "[Failures] /dev/tty: unknown device; allowed are /dev/spidev1.0, /dev/gpiochip0, "
               "/dev/i2c-1, /dev/mem, clock");
+    EXPECT_EQ(errorOf("[Failures]\nx = open /dev/i2c-1 1 short\n"),
+              "[Failures] short on /dev/i2c-1: allowed is short for ioctl and write on "
+              "/dev/spidev1.0, ioctl, read and write on /dev/i2c-1");
+    EXPECT_EQ(errorOf("[Failures]\nx = read /dev/i2c-1 1 short\n"), "");
     EXPECT_EQ(errorOf("[Supplies]\nthis is no key\n"),
               "line 2 is neither a [section], a KEY = VALUE nor a ; comment");
 }

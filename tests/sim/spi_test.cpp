@@ -175,6 +175,37 @@ TEST(Spi, FailingTransfersFailFromTheChosenOneOn) {
     EXPECT_EQ(head.sensorRegister(0x20), 1U);
 }
 
+TEST(Spi, AShortMessageGivesHalfAndSendsNothing) {
+    auto head = sim::aVirtualHead()
+                    .withFailingCall(sim::teCall::write, "/dev/spidev1.0", 1, sim::kShort)
+                    .build();
+    tcUser user;
+    user.powerUp();
+    head.failCall(sim::teCall::ioctl, "/dev/spidev1.0",
+                  head.calls(sim::teCall::ioctl, "/dev/spidev1.0") + 2, sim::kShort);
+    EXPECT_EQ(user.port.writeRegister(0x20, 1), 4);
+    EXPECT_EQ(user.port.writeRegister(0x20, 2), 2);
+    const std::array<std::uint8_t, 8> two{1, 0, 0, 8, 2, 0, 0, 8};
+    EXPECT_EQ(write(user.port.descriptor(), two.data(), two.size()), 4);
+    EXPECT_EQ(user.port.send({1, 2, 3}), -EINVAL);
+    EXPECT_THAT(head.lines(teEventKind::spi),
+                ElementsAre("SPI 01 00 00 08", "SPI 02 00 00 08 failed short",
+                            "SPI 01 00 00 08 02 00 00 08 failed short",
+                            "SPI 01 02 03 failed EINVAL"));
+    EXPECT_EQ(head.log(teEventKind::spi)[1].error, sim::kShort);
+    EXPECT_EQ(head.sensorRegister(0x20), 1U);
+    EXPECT_EQ(head.compareShadow({{0x20, 2}})[0].why, "lost: the SPI transfer failed");
+}
+
+TEST(Spi, ASettingHasNoLength) {
+    const auto head = sim::aVirtualHead()
+                          .withFailingCall(sim::teCall::ioctl, "/dev/spidev1.0", 1, sim::kShort)
+                          .build();
+    tcPort port;
+    EXPECT_EQ(port.setMode(SPI_MODE_1), 0);
+    EXPECT_THAT(head.lines(teEventKind::spiSetting), ElementsAre("SPI-MODE 1"));
+}
+
 TEST(Spi, RefusedSettingsChangeNothing) {
     const auto head = sim::aVirtualHead().withSpiSettingsRefused().build();
     tcPort port;

@@ -49,9 +49,10 @@ struct tcADS7828::tsBus {
             return false; // reported when it was not opened
         i2c_msg messages[2] = {{chip, 0, 1, &command}, {chip, I2C_M_RD, count, answer}};
         i2c_rdwr_ioctl_data data{messages, count > 0 ? 2U : 1U};
-        if (::ioctl(descriptor.get(), I2C_RDWR, &data) >= 0)
+        const int done = ::ioctl(descriptor.get(), I2C_RDWR, &data);
+        if (done == static_cast<int>(data.nmsgs))
             return true;
-        reports.report(device, kOperation, errno);
+        reports.report(device, kOperation, done < 0 ? errno : EIO); // not all messages went through
         return false;
     }
 

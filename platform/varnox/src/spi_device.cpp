@@ -123,7 +123,8 @@ int tcSPIDevice::write(const void* bytes, std::size_t count) {
     transfer.tx_buf = std::bit_cast<std::uintptr_t>(bytes);
     transfer.len = static_cast<std::uint32_t>(count);
     const int sent = ::ioctl(m_port->descriptor.get(), SPI_IOC_MESSAGE(1), &transfer);
-    if (sent < 0)
-        m_port->report(kOperation, errno);
-    return sent < 0 ? -1 : sent;
+    if (sent == static_cast<int>(count))
+        return sent;
+    m_port->report(kOperation, sent < 0 ? errno : EIO); // a part of a frame is no frame
+    return -1;
 }

@@ -10,7 +10,8 @@
 namespace Pellum {
 
 /// The ADC, through the kernel's i2c-dev. Errors are reported once per operation and errno on
-/// standard error with device, operation and errno; they never end the process.
+/// standard error with device, operation and errno; they never end the process. A transfer of which
+/// the kernel made only a part is reported as EIO.
 ///
 /// Command byte (data sheet, "Command Byte"): SD in bit 7, C2..C0 in bits 6..4, PD1..PD0 in bits
 /// 3..2. The answer is two bytes, the upper four bits zero.

@@ -40,8 +40,9 @@ public:
     /// \return whether the kernel took all of them
     bool setConfiguration(const tsSPIConfiguration& configuration);
 
-    /// Sends bytes in one message, that is, under one chip select.
-    /// \return the number of bytes sent, or -1
+    /// Sends bytes in one message, that is, under one chip select. A message of which the kernel
+    /// sent only a part failed: it is reported as EIO.
+    /// \return the number of bytes, all of them, or -1
     int write(const void* bytes, std::size_t count);
 
 private:
