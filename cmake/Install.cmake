@@ -53,10 +53,12 @@ endforeach()
 set_target_properties(varnox pellum PROPERTIES INSTALL_RPATH "$ORIGIN")
 
 install(TARGETS camhost virtual-head RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-install(TARGETS virtual_head LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tools
+# Nobody links the virtual head's library but its launcher: it lies where no other program looks.
+set(HEAD_LIBRARY_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/virtual-head)
+install(TARGETS virtual_head LIBRARY DESTINATION ${HEAD_LIBRARY_DIRECTORY} COMPONENT tools
                                      NAMELINK_SKIP)
-set_target_properties(camhost virtual-head PROPERTIES INSTALL_RPATH
-                                                      "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(camhost PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(virtual-head PROPERTIES INSTALL_RPATH "$ORIGIN/../${HEAD_LIBRARY_DIRECTORY}")
 install(
   FILES apps/camhost/camhost.1 apps/virtual-head.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1

@@ -13,27 +13,18 @@ packages=(
     libcli11-dev libasio-dev nlohmann-json3-dev googletest
 )
 stamp=$folder/.packages
-if [ -e "$stamp" ] && [ "$(cat "$stamp")" = "${packages[*]}" ]; then
+made=$(cksum <"$0")
+if [ -e "$stamp" ] && [ "$(cat "$stamp")" = "$made" ]; then
     exit 0
 fi
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(sudo)
-if ! dpkg --print-foreign-architectures | grep -qx armhf; then
-    "${as_root[@]}" dpkg --add-architecture armhf
-    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
-elif ! apt-cache show libinih1:armhf >/dev/null 2>&1; then
-    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
-fi
 rm -rf "$folder"
-mkdir -p "$folder/archives"
-(
-    cd "$folder/archives"
-    for package in "${packages[@]}"; do
-        apt-get download -q "$package:armhf" >/dev/null 2>&1 || apt-get download -q "$package" >/dev/null
-    done
-    for archive in *.deb; do
-        dpkg-deb --extract "$archive" ..
-    done
-)
+"$(dirname "$0")/download-armhf.sh" "$folder/archives" "${packages[@]}"
+for archive in "$folder"/archives/*.deb; do
+    dpkg-deb --extract "$archive" "$folder"
+done
 rm -rf "$folder/archives"
-echo "${packages[*]}" >"$stamp"
+# A link from the root leads out of the folder; the linker would take the static library beside it.
+find "$folder" -lname '/*' -printf '%p %l\n' | while read -r link target; do
+    ln -sfnr "$folder$target" "$link"
+done
+echo "$made" >"$stamp"

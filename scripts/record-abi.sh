@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Moves the record of the platform libraries' binary interfaces to what they are now. Arguments:
 # build folders, one for each processor (build/release build/armhf). An interface that programs built
-# before cannot use any more needs another soname first: SOVERSION in platform/CMakeLists.txt.
+# before cannot use any more needs another soname first: HEAD_PLATFORM_SOVERSION in platform/CMakeLists.txt.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/abi.sh
@@ -19,7 +19,7 @@ for folder in "$@"; do
             # Bit 3 of abidiff's status: incompatible.
             if [ $((changes & 8)) -ne 0 ] && grep -qF "soname='$(soname_of "$file")'" "$record"; then
                 echo "$record stays: programs built before cannot use this $library, so it needs another" >&2
-                echo "soname (SOVERSION in platform/CMakeLists.txt)." >&2
+                echo "soname (HEAD_PLATFORM_SOVERSION in platform/CMakeLists.txt)." >&2
                 exit 1
             fi
         fi

@@ -38,7 +38,7 @@ library_folder=$(dirname "$(grep 'libvarnox\.so\.0$' "$folder/runtime")")
 [ "$(cat "$folder/plugin")" = "$library_folder/varnox/sensor_board_3u5mgxs.so" ] || fail "plug-in"
 [ "$(sort "$folder/runtime")" = "$(printf "$library_folder/%s\n" libpellum.so.0 "libpellum.so.$version" \
     libvarnox.so.0 "libvarnox.so.$version")" ] || fail "runtime: $(cat "$folder/runtime")"
-for file in bin/camhost bin/virtual-head "$library_folder/libvirtual_head.so.0" share/man/man1/camhost.1 \
+for file in bin/camhost bin/virtual-head "$library_folder/virtual-head/libvirtual_head.so.0" share/man/man1/camhost.1 \
     share/man/man1/virtual-head.1 share/bash-completion/completions/camhost \
     share/bash-completion/completions/virtual-head share/virtual-head/main-job.camhost; do
     grep -qxF "$file" "$folder/tools" || fail "tools lack $file"

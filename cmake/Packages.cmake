@@ -1,0 +1,90 @@
+# Debian packages, one a component (docs/packages.md): `cpack --config build/release/CPackConfig.cmake`,
+# likewise for build/armhf.
+
+if(NOT USE_BUNDLED_PLATFORM OR HEAD_SANITIZE)
+  return()
+endif()
+
+set(HEAD_PACKAGE_CONTACT "Sensor board 3U5MGXS maintainers <maintainers@sensor-board-3u5mgxs.example>"
+    CACHE STRING "Maintainer in the Debian packages; name your own before you hand packages out")
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME sensor-board-3u5mgxs)
+set(CPACK_PACKAGE_CONTACT ${HEAD_PACKAGE_CONTACT})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL plugin runtime sdk tools)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SOURCE sensor-board-3u5mgxs)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+if(CMAKE_CROSSCOMPILING)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+else()
+  execute_process(COMMAND dpkg --print-architecture OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE
+                  OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
+
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_NAME sensor-board-3u5mgxs)
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION misc)
+set(CPACK_COMPONENT_PLUGIN_DESCRIPTION
+    "sensor-board plug-in for the 3U5MGXS image sensor
+A camera host loads this shared library to drive a camera head with a 3U5MGXS
+sensor: it powers the sensor up, loads its registers, trains the serial link
+into the FPGA and serves the host's settings.
+.
+It expects the board's register settings in the host's working directory.")
+
+# One package for both libraries: their sonames change together (HEAD_PLATFORM_SOVERSION).
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvarnox${HEAD_PLATFORM_SOVERSION})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
+    "host and board-support library of a camera stack
+libvarnox and libpellum stand between a sensor-board plug-in and the kernel:
+the host's interfaces, SPI ports and FPGA cores, and the board's GPIO lines and
+supply monitor.
+.
+This package holds the libraries that programs and plug-ins run on.")
+
+set(CPACK_DEBIAN_SDK_PACKAGE_NAME libvarnox-dev)
+set(CPACK_DEBIAN_SDK_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_SDK_DESCRIPTION
+    "host and board-support library of a camera stack, development files
+libvarnox and libpellum stand between a sensor-board plug-in and the kernel:
+the host's interfaces, SPI ports and FPGA cores, and the board's GPIO lines and
+supply monitor.
+.
+This package holds headers, CMake packages and pkg-config files to build
+plug-ins and hosts with.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME camera-head-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS sensor-board-3u5mgxs)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+    "camera host for the command line, and a virtual camera head
+camhost loads a sensor-board plug-in and drives a camera head by text commands,
+from a script, a console or a line server.
+.
+virtual-head runs a program on a camera head that is not there: it answers the
+device files, tells what the hardware saw and what the program did wrong.")
+
+# The libraries' package says itself who needs which version of it, and asks for ldconfig.
+set(head_debian ${CMAKE_BINARY_DIR}/debian)
+file(WRITE ${head_debian}/triggers "activate-noawait ldconfig\n")
+file(WRITE ${head_debian}/shlibs "")
+foreach(library varnox pellum)
+  file(APPEND ${head_debian}/shlibs
+       "lib${library} ${HEAD_PLATFORM_SOVERSION} libvarnox${HEAD_PLATFORM_SOVERSION} (>= ${PROJECT_VERSION})\n")
+endforeach()
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${head_debian}/triggers ${head_debian}/shlibs)
+
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/Dependencies.cmake
+                            ${CMAKE_CURRENT_LIST_DIR}/debian/Documents.cmake)
+set(CPACK_HEAD_SOURCE ${CMAKE_SOURCE_DIR})
+set(CPACK_HEAD_BUILD ${CMAKE_BINARY_DIR})
+set(CPACK_HEAD_TRIPLET ${CMAKE_LIBRARY_ARCHITECTURE})
+
+include(CPack)

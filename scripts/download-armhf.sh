@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Downloads Debian's armhf packages into a folder, where a package has no such version that for every
+# processor. Lets apt know of armhf first. Arguments: the folder, names of packages.
+set -euo pipefail
+folder=$1
+shift
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+if ! dpkg --print-foreign-architectures | grep -qx armhf; then
+    "${as_root[@]}" dpkg --add-architecture armhf
+    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
+elif ! apt-cache show libinih1:armhf >/dev/null 2>&1; then
+    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
+fi
+mkdir -p "$folder"
+cd "$folder"
+for package in "$@"; do
+    apt-get download -q "$package:armhf" >/dev/null 2>&1 || apt-get download -q "$package" >/dev/null
+done

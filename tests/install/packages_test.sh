@@ -1,0 +1,110 @@
+#!/usr/bin/env bash
+# Makes the Debian packages of a build and looks at them: lintian, control data, files.
+# Arguments: build folder, folder for the packages (made anew), camhost with its emulator before it.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+export LC_ALL=C
+build=$1
+packages=$2
+shift 2
+version=$("$@" --version | sed 's/^camhost //')
+names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev camera-head-tools)
+
+failed=0
+expect() { # WHAT GIVEN EXPECTED
+    if [ "$2" != "$3" ]; then
+        printf '%s:\n  %s\nexpected:\n  %s\n' "$1" "${2//$'\n'/$'\n  '}" "${3//$'\n'/$'\n  '}"
+        failed=1
+    fi
+}
+field() { # PACKAGE FIELD
+    dpkg-deb --field "$packages/${1}_${version}_$architecture.deb" "$2"
+}
+control_file() { # PACKAGE FILE
+    dpkg-deb --info "$packages/${1}_${version}_$architecture.deb" "$2"
+}
+
+rm -rf "$packages"
+mkdir -p "$packages"
+log=$packages/cpack.log
+cpack --config "$build/CPackConfig.cmake" -B "$packages" >"$log" 2>&1 || {
+    cat "$log"
+    exit 1
+}
+rm -rf "$packages/_CPack_Packages"
+architecture=$(dpkg-deb --field "$(find "$packages" -name 'libvarnox0_*.deb')" Architecture)
+
+expect "packages" "$(cd "$packages" && ls ./*.deb)" "$(printf "./%s_${version}_$architecture.deb\n" "${names[@]}" | sort)"
+# What lintian only supposes is not asked for: errors and warnings.
+as_root=()
+[ "$(id -u)" -ne 0 ] || as_root=(--allow-root)
+lintian "${as_root[@]}" --fail-on error,warning "$packages"/*.deb
+
+for name in "${names[@]}"; do
+    expect "version of $name" "$(field "$name" Version)" "$version"
+    expect "architecture of $name" "$(field "$name" Architecture)" "$architecture"
+    expect "source of $name" "$(field "$name" Source)" sensor-board-3u5mgxs
+done
+
+# Each minimal version is that of the newest symbol that a program uses.
+case $architecture in
+amd64)
+    triplet=x86_64-linux-gnu
+    plugin='libc6 (>= 2.32), libgcc-s1 (>= 3.0), libinireader0 (>= 48), libstdc++6 (>= 11), libvarnox0 (>= 0.1.0)'
+    runtime='libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 5.2)'
+    tools='libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.4), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11), libvarnox0 (>= 0.1.0)'
+    ;;
+armhf)
+    triplet=arm-linux-gnueabihf
+    plugin='libc6 (>= 2.32), libgcc-s1 (>= 3.5), libinireader0 (>= 48), libstdc++6 (>= 11), libvarnox0 (>= 0.1.0)'
+    runtime='libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 5.2)'
+    tools='libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.5), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11), libvarnox0 (>= 0.1.0)'
+    ;;
+*)
+    echo "The dependencies for $architecture are not written down here." >&2
+    exit 1
+    ;;
+esac
+expect "plug-in: Depends" "$(field sensor-board-3u5mgxs Depends)" "$plugin"
+expect "libraries: Depends" "$(field libvarnox0 Depends)" "$runtime"
+expect "SDK: Depends" "$(field libvarnox-dev Depends)" "libvarnox0 (= $version)"
+expect "tools: Depends" "$(field camera-head-tools Depends)" "$tools"
+expect "tools: Recommends" "$(field camera-head-tools Recommends)" sensor-board-3u5mgxs
+expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nutils'
+expect "summaries" "$(for name in "${names[@]}"; do field "$name" Description | sed -n 1p; done)" \
+    'sensor-board plug-in for the 3U5MGXS image sensor
+host and board-support library of a camera stack
+host and board-support library of a camera stack, development files
+camera host for the command line, and a virtual camera head'
+expect "shlibs" "$(control_file libvarnox0 shlibs)" \
+    "libvarnox 0 libvarnox0 (>= $version)"$'\n'"libpellum 0 libvarnox0 (>= $version)"
+expect "triggers" "$(control_file libvarnox0 triggers)" "activate-noawait ldconfig"
+for name in "${names[@]}"; do
+    for script in preinst postinst prerm postrm; do
+        ! control_file "$name" "$script" >/dev/null 2>&1 || expect "$script of $name" "there is one" "none"
+    done
+done
+
+expected_files() {
+    sed "/^#/d; s/TRIPLET/$triplet/; s/VERSION/$version/" tests/install/package-files.txt
+    find platform/*/include -name '*.h' | sed 's|^platform/[a-z]*/|libvarnox-dev /usr/|'
+    find data -type f | sed 's|^data|camera-head-tools /usr/share/virtual-head|'
+}
+given_files() {
+    local name
+    for name in "${names[@]}"; do
+        dpkg-deb --fsys-tarfile "$packages/${name}_${version}_$architecture.deb" | tar --list |
+            sed "/\/$/d; s|^\.|$name |"
+    done
+}
+expect "files" "$(diff <(expected_files | sort) <(given_files | sort))" ""
+
+# For every user, and for root alone to change.
+modes() {
+    dpkg-deb --contents "$1" | awk '{ print $1, $2 }' | sort -u
+}
+for archive in "$packages"/*.deb; do
+    expect "modes in $archive" "$(modes "$archive" |
+        grep -vxE '(-rw-r--r--|-rwxr-xr-x|drwxr-xr-x|lrwxrwxrwx) root/root' || true)" ""
+done
+exit "$failed"
