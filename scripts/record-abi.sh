@@ -16,6 +16,10 @@ for folder in "$@"; do
         if [ -e "$record" ]; then
             changes=0
             abidiff "$record" "$now" || changes=$?
+            if [ "$changes" -eq 0 ]; then
+                echo "$record stays: nothing changed" # abidw numbers its types anew each time
+                continue
+            fi
             # Bit 3 of abidiff's status: incompatible.
             if [ $((changes & 8)) -ne 0 ] && grep -qF "soname='$(soname_of "$file")'" "$record"; then
                 echo "$record stays: programs built before cannot use this $library, so it needs another" >&2
