@@ -15,6 +15,7 @@ constexpr std::uint8_t kReference = 0x08; // PD1
 constexpr double kReferenceVolts = 2.5;
 constexpr double kSteps = 4096;
 constexpr std::uint32_t kFullScale = 0xFFF;
+constexpr std::uint32_t kFloating = 0xFFFF; // the bus is pulled up
 constexpr std::uint64_t kReferenceSettleNs = 5'000'000;
 constexpr std::uint64_t kByteNs = 90'000; // nine bits at 100 kHz
 
@@ -24,11 +25,11 @@ int tcAdc::answer(std::uint16_t address, int refusal) const {
     if (refusal != 0) {
         return refusal;
     }
-    return m_present && address == kAddress ? 0 : ENXIO;
+    return address == kAddress ? m_now.adcError : ENXIO;
 }
 
 void tcAdc::busTime(std::size_t bytes) {
-    m_journal.clock.advance((1 + bytes) * kByteNs); // the address goes first
+    m_journal.spend((1 + bytes) * kByteNs); // the address goes first
 }
 
 // What the wires do, for whoever looks at them: "I2C 0x49 R ack 07 AE".
@@ -102,7 +103,24 @@ double tcAdc::inputVolts(unsigned channel) const {
     }
 }
 
+// Whether nobody drives the bus when the present channel's reading is due.
+bool tcAdc::floats() const {
+    switch (positiveChannel()) {
+    case 0:
+        return m_now.adcFloats || m_supplies.unreadable(teRail::core);
+    case 1:
+        return m_now.adcFloats || m_supplies.unreadable(teRail::avddh);
+    case 4:
+        return m_now.adcFloats || m_supplies.unreadable(teRail::svdd);
+    default:
+        return m_now.adcFloats;
+    }
+}
+
 std::uint32_t tcAdc::sample() const {
+    if (floats()) {
+        return kFloating;
+    }
     if (!m_settled) {
         return kFullScale; // whatever is measured is above a reference that is not there yet
     }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 
+#include "sim/conditions.h"
 #include "sim/journal.h"
 #include "sim/supplies.h"
 
@@ -16,8 +17,8 @@ class tcAdc {
 public:
     static constexpr std::uint16_t kAddress = 0x49;
 
-    tcAdc(tcJournal& journal, tcSupplies& supplies, bool present)
-        : m_journal(journal), m_supplies(supplies), m_present(present) {}
+    tcAdc(tcJournal& journal, tcSupplies& supplies, const tsConditions& now)
+        : m_journal(journal), m_supplies(supplies), m_now(now) {}
 
     /// One write transfer to a device address. \param refusal errno or `kShort` that was asked for
     /// \return 0, -errno, or -kShort: nothing was sent
@@ -33,6 +34,7 @@ private:
     [[nodiscard]] int answer(std::uint16_t address, int refusal) const;
     void command(std::uint8_t byte, std::uint64_t startNs);
     [[nodiscard]] double inputVolts(unsigned channel) const;
+    [[nodiscard]] bool floats() const;
     [[nodiscard]] std::uint32_t sample() const;
     [[nodiscard]] unsigned positiveChannel() const;
     void checkConversion();
@@ -40,7 +42,7 @@ private:
 
     tcJournal& m_journal;
     tcSupplies& m_supplies;
-    bool m_present;
+    const tsConditions& m_now;
     std::uint8_t m_command = 0;
     bool m_referenceOn = false;
     bool m_settled = false;     // the reference, when the present conversion began

@@ -11,8 +11,16 @@ constexpr std::uint64_t kReadingNs = 1000; // 1 us
 
 tcClock::tcClock(bool real) : m_real(real), m_baseNs(real::monotonicNs()) {}
 
-std::uint64_t tcClock::now() const {
+std::uint64_t tcClock::peek() const {
     return m_real ? real::monotonicNs() - m_baseNs : m_virtualNs;
+}
+
+std::uint64_t tcClock::now() const {
+    if (m_held) {
+        return *m_held;
+    }
+    m_latestNs = peek();
+    return m_latestNs;
 }
 
 void tcClock::advance(std::uint64_t durationNs) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace sim {
 
@@ -15,6 +16,12 @@ public:
     [[nodiscard]] bool isReal() const { return m_real; }
     /// \return [ns] since the head was built
     [[nodiscard]] std::uint64_t now() const;
+    /// Goes back, until `release`, to a time that passed while nobody looked, so that what happened
+    /// then can be made up for. \param ns never taken for less than what `now` gave last
+    void holdAt(std::uint64_t ns) { m_held = ns < m_latestNs ? m_latestNs : ns; }
+    void release() { m_held.reset(); }
+    /// \return as `now`, but no bound for `holdAt`: nothing happens at this time yet
+    [[nodiscard]] std::uint64_t peek() const;
     /// Virtual time passes; real time passes by itself. \param durationNs [ns]
     void advance(std::uint64_t durationNs);
     /// What CLOCK_MONOTONIC reads. A program that only ever reads it sees it move: after many
@@ -30,6 +37,8 @@ private:
     bool m_real;
     std::uint64_t m_baseNs;
     std::uint64_t m_virtualNs = 0;
+    std::optional<std::uint64_t> m_held;
+    mutable std::uint64_t m_latestNs = 0; // that `now` gave
     unsigned m_readingsInARow = 0;
 };
 

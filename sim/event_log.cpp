@@ -73,6 +73,120 @@ void formatTime(std::uint64_t timeNs, Sink& sink) {
     sink.add(text.decimal(timeNs % 1'000'000'000, 9).add("] ").view());
 }
 
+template<class Sink>
+void format(const tsLogEvent& event, Sink& sink) {
+    const std::span<const std::uint8_t> payload = event.payload;
+    tcText text;
+    switch (event.line) {
+    case teLine::spi:
+        sink.add("SPI");
+        formatBytes(payload, sink);
+        break;
+    case teLine::spiMode:
+        sink.add(text.add("SPI-MODE ").decimal(event.value).view());
+        break;
+    case teLine::spiLsb:
+        sink.add(text.add("SPI-LSB ").decimal(event.value).view());
+        break;
+    case teLine::spiBits:
+        sink.add(text.add("SPI-BITS ").decimal(event.value).view());
+        break;
+    case teLine::spiHz:
+        sink.add(text.add("SPI-HZ ").decimal(event.value).view());
+        break;
+    case teLine::gpioOutput:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" out ").decimal(event.value).view());
+        break;
+    case teLine::gpioInput:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" in").view());
+        break;
+    case teLine::gpioValue:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" = ").decimal(event.value).view());
+        break;
+    case teLine::gpioReleased:
+        sink.add(text.add("GPIO ").add(asText(payload)).add(" released").view());
+        break;
+    case teLine::adc:
+        text.add("ADC ").decimal(event.address);
+        if (event.error == 0) {
+            text.add(" ").hex(event.value, 3);
+        }
+        sink.add(text.view());
+        break;
+    case teLine::adcCommand:
+        sink.add(text.add("ADC-COMMAND ").hex(event.value, 2).view());
+        break;
+    case teLine::read:
+        sink.add(text.add("READ ").hex(event.address, 8).add(" ").hex(event.value, 8).view());
+        break;
+    case teLine::write:
+        sink.add(text.add("WRITE ").hex(event.address, 8).add(" ").hex(event.value, 8).view());
+        break;
+    case teLine::sleep:
+        sink.add(text.add("SLEEP ").decimal(event.value).add(" ns").view());
+        break;
+    case teLine::open:
+        sink.add("OPEN ");
+        sink.add(asText(payload));
+        break;
+    case teLine::close:
+        sink.add("CLOSE ");
+        sink.add(asText(payload));
+        break;
+    case teLine::map:
+        sink.add(text.add("MAP ").hex(event.address, 8).add(" ").decimal(event.value).view());
+        break;
+    case teLine::unmap:
+        sink.add(text.add("UNMAP ").hex(event.address, 8).add(" ").decimal(event.value).view());
+        break;
+    case teLine::note:
+        sink.add("NOTE ");
+        sink.add(asText(payload));
+        break;
+    case teLine::violation:
+        sink.add("VIOLATION ");
+        sink.add(asText(payload));
+        break;
+    case teLine::state:
+        sink.add("STATE ");
+        sink.add(asText(payload));
+        break;
+    }
+    if (event.error != 0) {
+        const char* name = strerrorname_np(event.error);
+        sink.add(" failed ");
+        sink.add(event.error == kShort ? "short"
+                 : name != nullptr     ? name
+                                       : "with an unknown error");
+    }
+}
+
+// Follows a line for as long as it is the words asked for.
+class tcComparison {
+public:
+    explicit tcComparison(std::string_view words) : m_words(words) {}
+    void add(std::string_view text) {
+        for (const char character : text) {
+            if (m_words.empty()) {
+                m_wordEnds = m_goesOn ? m_wordEnds : character == ' ';
+                m_goesOn = true;
+                return;
+            }
+            m_differs = m_differs || m_words.front() != character;
+            m_words.remove_prefix(1);
+        }
+    }
+    [[nodiscard]] bool begins() const {
+        return !m_differs && m_words.empty() && (m_wordEnds || !m_goesOn);
+    }
+
+private:
+    std::string_view m_words;
+    bool m_differs = false;
+    bool m_goesOn = false;
+    bool m_wordEnds = false;
+};
+
 constexpr std::size_t kBigEnoughToGiveBack = 4096; // records
 
 } // namespace
@@ -116,6 +230,12 @@ teEventKind kindOf(teLine line) {
     return teEventKind::note;
 }
 
+bool beginsWith(const tsLogEvent& event, std::string_view words) {
+    tcComparison comparison(words);
+    format(event, comparison);
+    return comparison.begins();
+}
+
 tcEventLog::tcEventLog(std::size_t capacity) {
     void* memory = real::mmap(nullptr, capacity * sizeof(tsRecord), PROT_READ | PROT_WRITE,
                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -137,51 +257,43 @@ std::size_t tcEventLog::recordsOf(std::uint32_t payloadLength) {
     return 1 + (payloadLength - first + sizeof(tsRecord) - 1) / sizeof(tsRecord);
 }
 
-std::span<const std::uint8_t> tcEventLog::payloadOf(const tsRecord& record) {
+tsLogEvent tcEventLog::eventOf(const tsRecord& record) {
     // The payload is the record's last member and goes on in the records behind it.
     const void* start = &record;
     const auto* bytes = static_cast<const std::uint8_t*>(start);
-    return {bytes + offsetof(tsRecord, payload), record.length};
+    return {record.timeNs, record.line,  record.address,
+            record.value,  record.error, {bytes + offsetof(tsRecord, payload), record.length}};
 }
 
-bool tcEventLog::append(std::uint64_t timeNs, teLine line, std::uint32_t address,
-                        std::uint64_t value, int error, std::span<const std::uint8_t> payload) {
+bool tcEventLog::append(const tsLogEvent& event) {
     if (m_streaming) {
         m_used = 0;
         if (m_descriptor < 0 && m_traceDescriptor < 0) {
             return true;
         }
     }
-    const auto length = static_cast<std::uint32_t>(payload.size());
+    const auto length = static_cast<std::uint32_t>(event.payload.size());
     const std::size_t needed = recordsOf(length);
     if (m_records.size() - m_used < needed) {
         return false;
     }
     tsRecord& record = m_records[m_used];
-    record.timeNs = timeNs;
-    record.value = value;
-    record.address = address;
+    record.timeNs = event.timeNs;
+    record.value = event.value;
+    record.address = event.address;
     record.length = length;
-    record.line = line;
-    record.error = static_cast<std::int16_t>(error);
+    record.line = event.line;
+    record.error = static_cast<std::int16_t>(event.error);
     if (length != 0) {
         void* start = &record;
-        std::memcpy(static_cast<std::uint8_t*>(start) + offsetof(tsRecord, payload), payload.data(),
-                    length);
+        std::memcpy(static_cast<std::uint8_t*>(start) + offsetof(tsRecord, payload),
+                    event.payload.data(), length);
     }
     m_used += needed;
     if (m_streaming) {
         streamOut(record);
     }
     return true;
-}
-
-bool tcEventLog::append(std::uint64_t timeNs, teLine line, std::uint32_t address,
-                        std::uint64_t value, int error, std::string_view payload) {
-    const void* start = payload.data();
-    return append(
-        timeNs, line, address, value, error,
-        std::span<const std::uint8_t>(static_cast<const std::uint8_t*>(start), payload.size()));
 }
 
 void tcEventLog::clear() {
@@ -213,97 +325,9 @@ void tcEventLog::streamOut(const tsRecord& record) const {
 void tcEventLog::streamOut(const tsRecord& record, int descriptor) {
     tcDescriptorSink sink(descriptor);
     formatTime(record.timeNs, sink);
-    format(record, sink);
+    format(eventOf(record), sink);
     sink.add("\n");
     sink.flush();
-}
-
-template<class Sink>
-void tcEventLog::format(const tsRecord& record, Sink& sink) {
-    const std::span<const std::uint8_t> payload = payloadOf(record);
-    tcText text;
-    switch (record.line) {
-    case teLine::spi:
-        sink.add("SPI");
-        formatBytes(payload, sink);
-        break;
-    case teLine::spiMode:
-        sink.add(text.add("SPI-MODE ").decimal(record.value).view());
-        break;
-    case teLine::spiLsb:
-        sink.add(text.add("SPI-LSB ").decimal(record.value).view());
-        break;
-    case teLine::spiBits:
-        sink.add(text.add("SPI-BITS ").decimal(record.value).view());
-        break;
-    case teLine::spiHz:
-        sink.add(text.add("SPI-HZ ").decimal(record.value).view());
-        break;
-    case teLine::gpioOutput:
-        sink.add(text.add("GPIO ").add(asText(payload)).add(" out ").decimal(record.value).view());
-        break;
-    case teLine::gpioInput:
-        sink.add(text.add("GPIO ").add(asText(payload)).add(" in").view());
-        break;
-    case teLine::gpioValue:
-        sink.add(text.add("GPIO ").add(asText(payload)).add(" = ").decimal(record.value).view());
-        break;
-    case teLine::gpioReleased:
-        sink.add(text.add("GPIO ").add(asText(payload)).add(" released").view());
-        break;
-    case teLine::adc:
-        text.add("ADC ").decimal(record.address);
-        if (record.error == 0) {
-            text.add(" ").hex(record.value, 3);
-        }
-        sink.add(text.view());
-        break;
-    case teLine::adcCommand:
-        sink.add(text.add("ADC-COMMAND ").hex(record.value, 2).view());
-        break;
-    case teLine::read:
-        sink.add(text.add("READ ").hex(record.address, 8).add(" ").hex(record.value, 8).view());
-        break;
-    case teLine::write:
-        sink.add(text.add("WRITE ").hex(record.address, 8).add(" ").hex(record.value, 8).view());
-        break;
-    case teLine::sleep:
-        sink.add(text.add("SLEEP ").decimal(record.value).add(" ns").view());
-        break;
-    case teLine::open:
-        sink.add("OPEN ");
-        sink.add(asText(payload));
-        break;
-    case teLine::close:
-        sink.add("CLOSE ");
-        sink.add(asText(payload));
-        break;
-    case teLine::map:
-        sink.add(text.add("MAP ").hex(record.address, 8).add(" ").decimal(record.value).view());
-        break;
-    case teLine::unmap:
-        sink.add(text.add("UNMAP ").hex(record.address, 8).add(" ").decimal(record.value).view());
-        break;
-    case teLine::note:
-        sink.add("NOTE ");
-        sink.add(asText(payload));
-        break;
-    case teLine::violation:
-        sink.add("VIOLATION ");
-        sink.add(asText(payload));
-        break;
-    case teLine::state:
-        sink.add("STATE ");
-        sink.add(asText(payload));
-        break;
-    }
-    if (record.error != 0) {
-        const char* name = strerrorname_np(record.error);
-        sink.add(" failed ");
-        sink.add(record.error == kShort ? "short"
-                 : name != nullptr      ? name
-                                        : "with an unknown error");
-    }
 }
 
 template<class Visitor>
@@ -322,7 +346,7 @@ std::vector<std::string> tcEventLog::lines(tcKinds kinds, bool timed) const {
         if (timed) {
             formatTime(record.timeNs, sink);
         }
-        format(record, sink);
+        format(eventOf(record), sink);
         result.push_back(sink.take());
     });
     return result;
@@ -331,7 +355,7 @@ std::vector<std::string> tcEventLog::lines(tcKinds kinds, bool timed) const {
 std::vector<tsEvent> tcEventLog::events(tcKinds kinds) const {
     std::vector<tsEvent> result;
     visit(kinds, [&](const tsRecord& record) {
-        const std::span<const std::uint8_t> payload = payloadOf(record);
+        const std::span<const std::uint8_t> payload = eventOf(record).payload;
         tsEvent event;
         event.time = std::chrono::nanoseconds(record.timeNs);
         event.kind = kindOf(record.line);
@@ -348,7 +372,7 @@ std::vector<tsEvent> tcEventLog::events(tcKinds kinds) const {
             event.subject = asText(payload);
         }
         tcStringSink sink;
-        format(record, sink);
+        format(eventOf(record), sink);
         event.text = sink.take();
         result.push_back(std::move(event));
     });

@@ -39,6 +39,21 @@ enum class teLine : std::uint8_t {
     state,
 };
 
+/// What an event is made of.
+struct tsLogEvent {
+    std::uint64_t timeNs = 0;
+    teLine line = teLine::note;
+    std::uint32_t address = 0;
+    std::uint64_t value = 0;
+    int error = 0; // errno or kShort
+    std::span<const std::uint8_t> payload;
+};
+
+/// \return whether the event's line, without its time, begins with these words. Possible in a
+/// signal
+///         handler.
+bool beginsWith(const tsLogEvent& event, std::string_view words);
+
 /// \return the kind of event that a form belongs to
 teEventKind kindOf(teLine line);
 
@@ -54,10 +69,7 @@ public:
     ~tcEventLog();
 
     /// \return false when the log is full; nothing is recorded then
-    bool append(std::uint64_t timeNs, teLine line, std::uint32_t address, std::uint64_t value,
-                int error, std::span<const std::uint8_t> payload);
-    bool append(std::uint64_t timeNs, teLine line, std::uint32_t address, std::uint64_t value,
-                int error, std::string_view payload);
+    bool append(const tsLogEvent& event);
 
     void clear();
     /// From now on each event's line, with its time, goes to this descriptor at once instead of
@@ -83,9 +95,7 @@ private:
     static_assert(sizeof(tsRecord) == 64);
 
     static std::size_t recordsOf(std::uint32_t payloadLength);
-    static std::span<const std::uint8_t> payloadOf(const tsRecord& record);
-    template<class Sink>
-    static void format(const tsRecord& record, Sink& sink);
+    static tsLogEvent eventOf(const tsRecord& record);
     template<class Visitor>
     void visit(tcKinds kinds, Visitor visitor) const;
     void streamOut(const tsRecord& record) const;

@@ -34,15 +34,15 @@ std::size_t tcFpga::indexOf(std::uint32_t address) {
     return offset < kRegionLength ? offset / 4 : kWords;
 }
 
-tcFpga::tcFpga(tcJournal& journal, const tsFpgaFacts& facts, tcLink& link)
-    : m_journal(journal), m_link(link) {
+tcFpga::tcFpga(tcJournal& journal, const tsFpgaFacts& facts, const tsConditions& now, tcLink& link)
+    : m_journal(journal), m_now(now), m_link(link) {
     define(kBase, baseRegisters::kSysId0.address, teAccess::readOnly, kFull, facts.systemId[0]);
     define(kBase, baseRegisters::kSysId1.address, teAccess::readOnly, kFull, facts.systemId[1]);
     define(kPll, pllRegisters::kUpdate.address, teAccess::writeOnly, kFull, 0);
     define(kPll, pllRegisters::kCounter.address, teAccess::readWrite, kFull,
            pllRegisters::kCounter36MHz);
-    defineFrameControl(facts);
-    defineHostCores(facts);
+    defineFrameControl();
+    defineHostCores();
 }
 
 void tcFpga::define(std::uint32_t block, std::uint32_t word, teAccess access, std::uint32_t mask,
@@ -52,12 +52,12 @@ void tcFpga::define(std::uint32_t block, std::uint32_t word, teAccess access, st
     m_values[index] = value;
 }
 
-void tcFpga::defineCore(std::uint32_t block, std::uint32_t id, bool silent) {
-    define(block, coreIdentity::kIdWord, teAccess::readOnly, kFull, silent ? 0 : id);
+void tcFpga::defineCore(std::uint32_t block, std::uint32_t id) {
+    define(block, coreIdentity::kIdWord, teAccess::readOnly, kFull, id);
     define(block, coreIdentity::kRevisionWord, teAccess::readOnly, kFull, kCoreRevision);
 }
 
-void tcFpga::defineFrameControl(const tsFpgaFacts& facts) {
+void tcFpga::defineFrameControl() {
     using enum teAccess;
     const std::uint32_t resolution = static_cast<std::uint32_t>(sensorArray::kRows) << 16 |
                                      static_cast<std::uint32_t>(sensorArray::kColumns);
@@ -79,30 +79,27 @@ void tcFpga::defineFrameControl(const tsFpgaFacts& facts) {
     define(kFrameCtrl, frame::kFrameTimestamp.address, writeOnly, kFull, 0);
     define(kFrameCtrl, frame::kBackPorchY.address, readWrite,
            bits(frame::kBackPorchY) | bits(frame::kBackPorchX), 0);
-    const bool silent = facts.silent[static_cast<std::size_t>(teCore::frameControl)];
-    define(kFrameCtrl, frame::kCoreId.address, readOnly, kFull, silent ? 0 : kFrameControlId);
+    define(kFrameCtrl, frame::kCoreId.address, readOnly, kFull, kFrameControlId);
     define(kFrameCtrl, frame::kCoreRev.address, readOnly, kFull, kFrameControlRevision);
     define(kFrameCtrl, frame::kCoreCaps.address, readOnly, kFull, kFrameControlCaps);
 }
 
-void tcFpga::defineHostCores(const tsFpgaFacts& facts) {
+void tcFpga::defineHostCores() {
     using enum teAccess;
-    defineCore(kPwm, pwmRegisters::kId, facts.silent[static_cast<std::size_t>(teCore::pwm)]);
+    defineCore(kPwm, pwmRegisters::kId);
     define(kPwm, pwmRegisters::kControlWord, readWrite,
            pwmRegisters::kControlEnable | pwmRegisters::kControlInvert, 0);
     define(kPwm, pwmRegisters::kPeriodWord, readWrite, kFull, 0);
     define(kPwm, pwmRegisters::kDutyWord, readWrite, pwmRegisters::kDutyMax, 0);
 
-    defineCore(kPixelShift, pixelShiftRegisters::kId,
-               facts.silent[static_cast<std::size_t>(teCore::pixelShift)]);
+    defineCore(kPixelShift, pixelShiftRegisters::kId);
     define(kPixelShift, pixelShiftRegisters::kControlWord, readWrite,
            pixelShiftRegisters::kControlReset | pixelShiftRegisters::kControlLeft |
                pixelShiftRegisters::kControlAmount,
            pixelShiftRegisters::kControlReset);
 
     using namespace badPixelRegisters;
-    defineCore(kBadPixelControl, badPixelRegisters::kId,
-               facts.silent[static_cast<std::size_t>(teCore::badPixel)]);
+    defineCore(kBadPixelControl, badPixelRegisters::kId);
     define(kBadPixelControl, kControlWord, readWrite,
            kControlReset | kControlRun | kControlApplyMap | kControlColor, kControlReset);
     define(kBadPixelControl, kStatusWord, readOnly, kStatusRunning, 0);
@@ -115,6 +112,20 @@ void tcFpga::defineHostCores(const tsFpgaFacts& facts) {
     }
     define(kBadPixelTakeOver, kCommitWord, writeOnly, 1, 0);
     define(kBadPixelTakeOver, kInForceWord, readOnly, kFull, 0);
+}
+
+bool tcFpga::silent(std::uint32_t address) const {
+    // By teCore.
+    constexpr std::array<std::uint32_t, kCores> identities{
+        addressOf(kFrameCtrl, frame::kCoreId.address), addressOf(kPwm, coreIdentity::kIdWord),
+        addressOf(kPixelShift, coreIdentity::kIdWord),
+        addressOf(kBadPixelControl, coreIdentity::kIdWord)};
+    for (std::size_t core = 0; core < kCores; ++core) {
+        if (address == identities[core]) {
+            return m_now.silent[core];
+        }
+    }
+    return false;
 }
 
 std::uint32_t tcFpga::word(std::uint32_t block, std::uint32_t at) const {
@@ -187,7 +198,7 @@ std::uint32_t tcFpga::load(std::uint32_t address, unsigned width) {
             break;
         default:
             refresh(address);
-            value = m_values[index];
+            value = silent(address) ? 0 : m_values[index];
         }
     }
     m_journal.event(teLine::read, address, value);
@@ -219,7 +230,9 @@ void tcFpga::store(std::uint32_t address, unsigned width, std::uint32_t value) {
         m_journal.violation(teRule::fpgaReserved,
                             text.add("; bits that exist are ").hex(rules.mask, 8).view());
     }
-    apply(address, value & rules.mask);
+    if (!m_now.stuck.test(index)) {
+        apply(address, value & rules.mask);
+    }
 }
 
 void tcFpga::apply(std::uint32_t address, std::uint32_t value) {
@@ -405,7 +418,7 @@ std::optional<std::uint32_t> tcFpga::peek(std::uint32_t address) {
         return std::nullopt;
     }
     refresh(address);
-    return m_values[index];
+    return silent(address) ? 0 : m_values[index];
 }
 
 bool tcFpga::poke(std::uint32_t address, std::uint32_t value) {

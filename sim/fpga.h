@@ -8,6 +8,7 @@
 #include <span>
 
 #include "fpga/registers.h"
+#include "sim/conditions.h"
 #include "sim/journal.h"
 #include "sim/link.h"
 #include "sim/sensor.h"
@@ -18,7 +19,6 @@ namespace sim {
 /// Settings of an FPGA image.
 struct tsFpgaFacts {
     std::array<std::uint32_t, 2> systemId{};
-    std::array<bool, 4> silent{}; // by teCore
 };
 
 /// What a word of the region does.
@@ -30,7 +30,8 @@ class tcFpga {
 public:
     static constexpr std::uint32_t kUnmodelledValue = 0xDEAD'BEEF;
 
-    tcFpga(tcJournal& journal, const tsFpgaFacts& facts, tcLink& link);
+    /// \param now which cores are silent and which words are stuck
+    tcFpga(tcJournal& journal, const tsFpgaFacts& facts, const tsConditions& now, tcLink& link);
 
     /// One load of the program. \param width [bytes]
     std::uint32_t load(std::uint32_t address, unsigned width);
@@ -69,9 +70,10 @@ private:
     static std::size_t indexOf(std::uint32_t address);
     void define(std::uint32_t block, std::uint32_t word, teAccess access, std::uint32_t mask,
                 std::uint32_t value);
-    void defineCore(std::uint32_t block, std::uint32_t id, bool silent);
-    void defineFrameControl(const tsFpgaFacts& facts);
-    void defineHostCores(const tsFpgaFacts& facts);
+    void defineCore(std::uint32_t block, std::uint32_t id);
+    void defineFrameControl();
+    void defineHostCores();
+    [[nodiscard]] bool silent(std::uint32_t address) const;
     [[nodiscard]] std::uint32_t word(std::uint32_t block, std::uint32_t word) const;
     void refresh(std::uint32_t address);
     void refreshStatus();
@@ -91,6 +93,7 @@ private:
     void violation(teRule rule, const char* what, std::uint32_t address);
 
     tcJournal& m_journal;
+    const tsConditions& m_now;
     tcLink& m_link;
     std::array<tsWord, kWords> m_rules{};
     std::array<std::uint32_t, kWords> m_values{};

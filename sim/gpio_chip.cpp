@@ -25,11 +25,7 @@ constexpr std::uint64_t kKnownFlags =
     kDirections | GPIO_V2_LINE_FLAG_ACTIVE_LOW | GPIO_V2_LINE_FLAG_BIAS_PULL_UP |
     GPIO_V2_LINE_FLAG_BIAS_PULL_DOWN | GPIO_V2_LINE_FLAG_BIAS_DISABLED;
 
-bool contains(const std::vector<std::string>& names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-void copyName(char* destination, const std::string& name) {
+void copyName(char* destination, std::string_view name) {
     std::memset(destination, 0, GPIO_MAX_NAME_SIZE);
     std::memcpy(destination, name.data(),
                 std::min<std::size_t>(name.size(), GPIO_MAX_NAME_SIZE - 1));
@@ -72,29 +68,42 @@ bool validConfig(const gpio_v2_line_config& config, std::uint32_t count) {
 
 } // namespace
 
-tcGpioChip::tcGpioChip(tcModel& model, tcJournal& journal, const std::vector<std::string>& missing,
-                       const std::vector<std::string>& busy)
-    : m_model(model), m_journal(journal) {
+tcGpioChip::tcGpioChip(tcModel& model, tcJournal& journal, const tsConditions& now)
+    : m_model(model), m_journal(journal), m_now(now) {
     for (unsigned offset = 0; offset < kLines; ++offset) {
         m_lines[offset].label = "line " + std::to_string(offset);
     }
     for (const tsNamedLine& named : kNamedLines) {
-        tsLine& line = m_lines[named.offset];
-        if (!contains(missing, named.name)) {
-            line.name = named.name;
-            line.label = named.name;
-        }
-        if (contains(busy, named.name)) {
-            line.used = true;
-            line.consumer = "somebody-else";
-        }
+        m_lines[named.offset].name = named.name;
     }
 }
 
+std::optional<unsigned> tcGpioChip::lineNamed(std::string_view name) {
+    for (const tsNamedLine& named : kNamedLines) {
+        if (name == named.name) {
+            return named.offset;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view tcGpioChip::nameOf(std::size_t offset) const {
+    return (m_now.missingLines >> offset & 1) != 0 ? std::string_view{}
+                                                   : std::string_view(m_lines[offset].name);
+}
+
+std::string_view tcGpioChip::labelOf(std::size_t offset) const {
+    return nameOf(offset).empty() ? std::string_view(m_lines[offset].label) : nameOf(offset);
+}
+
+bool tcGpioChip::used(std::size_t offset) const {
+    return m_lines[offset].used || (m_now.busyLines >> offset & 1) != 0;
+}
+
 std::optional<int> tcGpioChip::level(std::string_view name) const {
-    for (const tsLine& line : m_lines) {
-        if (line.name == name) {
-            return line.level;
+    for (std::size_t offset = 0; offset < kLines; ++offset) {
+        if (nameOf(offset) == name) {
+            return m_lines[offset].level;
         }
     }
     return std::nullopt;
@@ -130,11 +139,11 @@ int tcGpioChip::describeLine(void* argument) const {
         return -EINVAL;
     }
     const tsLine& line = m_lines[info.offset];
-    copyName(info.name, line.name);
-    copyName(info.consumer, line.consumer);
+    copyName(info.name, nameOf(info.offset));
+    copyName(info.consumer, line.used || !used(info.offset) ? line.consumer : "somebody-else");
     info.num_attrs = 0;
     info.flags = line.output ? GPIO_V2_LINE_FLAG_OUTPUT : GPIO_V2_LINE_FLAG_INPUT;
-    if (line.used) {
+    if (used(info.offset)) {
         info.flags |= GPIO_V2_LINE_FLAG_USED;
     }
     std::memcpy(argument, &info, sizeof info);
@@ -150,7 +159,7 @@ int tcGpioChip::refuseRequest(const gpio_v2_line_request& wanted) const {
         if (wanted.offsets[index] >= kLines) {
             return EINVAL;
         }
-        if (m_lines[wanted.offsets[index]].used) {
+        if (used(wanted.offsets[index])) {
             return EBUSY;
         }
     }
@@ -190,14 +199,16 @@ void tcGpioChip::configure(const tsLineRequest& lines, const gpio_v2_line_config
             const bool activeLow = (flags & GPIO_V2_LINE_FLAG_ACTIVE_LOW) != 0;
             const int level = outputValueOf(config, index) ^ (activeLow ? 1 : 0);
             m_journal.event(teLine::gpioOutput, lines.offsets[index],
-                            static_cast<std::uint64_t>(level), error, line.label);
+                            static_cast<std::uint64_t>(level), error,
+                            labelOf(lines.offsets[index]));
             if (error == 0) {
                 line.output = true;
                 line.activeLow = activeLow;
                 drive(line, level, true);
             }
         } else if ((flags & GPIO_V2_LINE_FLAG_INPUT) != 0) {
-            m_journal.event(teLine::gpioInput, lines.offsets[index], 0, error, line.label);
+            m_journal.event(teLine::gpioInput, lines.offsets[index], 0, error,
+                            labelOf(lines.offsets[index]));
             if (error == 0) {
                 line.output = false;
             }
@@ -244,7 +255,7 @@ int tcGpioChip::setValues(const tsLineRequest& lines, const gpio_v2_line_values&
         tsLine& line = m_lines[lines.offsets[index]];
         const int level = static_cast<int>(values.bits >> index & 1) ^ (line.activeLow ? 1 : 0);
         m_journal.event(teLine::gpioValue, lines.offsets[index], static_cast<std::uint64_t>(level),
-                        error, line.label);
+                        error, labelOf(lines.offsets[index]));
         if (error == 0) {
             drive(line, level, false);
         }
@@ -274,7 +285,8 @@ void tcGpioChip::release(const tsLineRequest& lines) {
         tsLine& line = m_lines[lines.offsets[index]];
         line.used = false;
         line.consumer.clear();
-        m_journal.event(teLine::gpioReleased, lines.offsets[index], 0, 0, line.label);
+        m_journal.event(teLine::gpioReleased, lines.offsets[index], 0, 0,
+                        labelOf(lines.offsets[index]));
     }
 }
 

@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "sim/conditions.h"
 #include "sim/journal.h"
 
 namespace sim {
@@ -27,8 +27,10 @@ class tcGpioChip {
 public:
     static constexpr unsigned kLines = 29;
 
-    tcGpioChip(tcModel& model, tcJournal& journal, const std::vector<std::string>& missing,
-               const std::vector<std::string>& busy);
+    tcGpioChip(tcModel& model, tcJournal& journal, const tsConditions& now);
+
+    /// \return offset of the head's line of that name
+    static std::optional<unsigned> lineNamed(std::string_view name);
 
     /// ioctl on the chip. \param granted the lines, after GPIO_V2_GET_LINE_IOCTL succeeded
     /// \return 0 or -errno
@@ -44,14 +46,17 @@ public:
 
 private:
     struct tsLine {
-        std::string name;
+        std::string name; // what it is wired to, whether or not it is named so at present
         std::string consumer;
         bool used = false;
         bool output = false;
         bool activeLow = false;
         int level = 0;     // at the pin
-        std::string label; // in the log: the name, or the offset of a line without one
+        std::string label; // in the log, of a line without a name: its offset
     };
+    [[nodiscard]] std::string_view nameOf(std::size_t offset) const;
+    [[nodiscard]] std::string_view labelOf(std::size_t offset) const;
+    [[nodiscard]] bool used(std::size_t offset) const;
     int describeChip(void* argument) const;
     int describeLine(void* argument) const;
     int request(gpio_v2_line_request& wanted, int refusal, std::optional<tsLineRequest>& granted);
@@ -63,6 +68,7 @@ private:
 
     tcModel& m_model;
     tcJournal& m_journal;
+    const tsConditions& m_now;
     std::array<tsLine, kLines> m_lines;
 };
 

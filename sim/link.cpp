@@ -22,28 +22,55 @@ bool tcLink::receiving() const {
     return m_inputs.enabled && m_inputs.sensorSending && m_inputs.pulsesRun && m_inputs.clockKnown;
 }
 
-bool tcLink::pllLocked(tePllFlag flag, std::uint64_t now) const {
-    return receiving() &&
-           now >= later(m_receivingNs, m_facts.pllNs[static_cast<std::size_t>(flag)]);
+bool tcLink::allPll() const {
+    return m_pll[0].set && m_pll[1].set && m_pll[2].set;
+}
+
+// When the flag was set, or will be with everything as it is now.
+std::uint64_t tcLink::pllNs(std::size_t flag) const {
+    if (m_pll[flag].set) {
+        return m_pll[flag].sinceNs;
+    }
+    return !receiving() || pllLost(flag) ? kForEver
+                                         : later(m_pll[flag].fromNs, m_facts.pllNs[flag]);
 }
 
 std::uint64_t tcLink::allPllNs() const {
-    if (!receiving()) {
-        return kForEver;
-    }
-    return later(m_receivingNs, *std::max_element(m_facts.pllNs.begin(), m_facts.pllNs.end()));
+    return std::max({pllNs(0), pllNs(1), pllNs(2)});
 }
 
 bool tcLink::polarityRight(std::size_t lane) const {
     return ((m_inversion ^ m_facts.polarity) >> lane & 1) == 0;
 }
 
-// Lanes lock by themselves as time passes; every look at the link brings them up to date first.
+// Everything locks by itself as time passes; every look at the link brings it up to date first.
 void tcLink::settle() {
     const std::uint64_t now = m_journal.clock.now();
+    for (std::size_t flag = 0; flag < kPllFlags; ++flag) {
+        const std::uint64_t lockNs = pllNs(flag);
+        if (!m_pll[flag].set && now >= lockNs) {
+            m_pll[flag].set = true;
+            m_pll[flag].sinceNs = lockNs;
+        }
+    }
+    lockLanes(now);
+    const std::uint64_t alignNs = alignedNs();
+    if (!m_aligned.set && now >= alignNs) {
+        m_aligned.set = true;
+        m_aligned.sinceNs = alignNs;
+    }
+    m_ever.enabled = m_ever.enabled || m_inputs.enabled;
+    m_ever.locked = m_ever.locked || m_pll[0].set;
+    m_ever.rgLocked = m_ever.rgLocked || m_pll[1].set;
+    m_ever.gbLocked = m_ever.gbLocked || m_pll[2].set;
+    m_ever.aligned = m_ever.aligned || m_aligned.set;
+}
+
+void tcLink::lockLanes(std::uint64_t now) {
     for (std::size_t at = 0; at < kLinkLanes; ++at) {
         tsLane& lane = m_lanes[at];
-        if (lane.locked || lane.step != teStep::training || !polarityRight(at)) {
+        if (lane.locked || lane.step != teStep::training || !polarityRight(at) ||
+            (m_facts.lostLanes >> at & 1) != 0) {
             continue;
         }
         const std::uint64_t lockNs = later(std::max(lane.fromNs, allPllNs()), m_facts.laneNs[at]);
@@ -53,11 +80,6 @@ void tcLink::settle() {
             m_ever.dpaLock |= 1U << at;
         }
     }
-    m_ever.enabled = m_ever.enabled || m_inputs.enabled;
-    m_ever.locked = m_ever.locked || pllLocked(tePllFlag::locked, now);
-    m_ever.rgLocked = m_ever.rgLocked || pllLocked(tePllFlag::rgLocked, now);
-    m_ever.gbLocked = m_ever.gbLocked || pllLocked(tePllFlag::gbLocked, now);
-    m_ever.aligned = m_ever.aligned || now >= alignedNs();
 }
 
 tsLinkState tcLink::everReached() {
@@ -77,17 +99,86 @@ void tcLink::setInputs(const tsLinkInputs& inputs) {
         drop();
     }
     startAgain(wasReceiving);
+    dropWhatItNeeds();
     m_framesFromNs = m_journal.clock.now();
 }
 
 void tcLink::startAgain(bool wasReceiving) {
     if (receiving() && !wasReceiving) {
-        m_receivingNs = m_journal.clock.now();
-    } else if (!receiving() && wasReceiving) {
-        // A lane that is held keeps its phase without a signal; the others lose it.
-        for (std::size_t at = 0; at < kLinkLanes; ++at) {
-            m_lanes[at].locked = m_lanes[at].locked && (m_hold >> at & 1) != 0;
+        for (tsLock& flag : m_pll) {
+            flag = {false, m_journal.clock.now(), 0};
         }
+    } else if (!receiving() && wasReceiving) {
+        for (tsLock& flag : m_pll) {
+            flag.set = false;
+        }
+        dropLanesThatAreNotHeld();
+    }
+}
+
+// A lane that is held keeps its phase without a signal; the others lose it.
+void tcLink::dropLanesThatAreNotHeld() {
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        m_lanes[at].locked = m_lanes[at].locked && (m_hold >> at & 1) != 0;
+    }
+}
+
+// Alignment does not outlive what it was found with.
+void tcLink::dropWhatItNeeds() {
+    m_aligned.set = m_aligned.set && canAlign() && allPll();
+}
+
+void tcLink::setFacts(const tsLinkFacts& facts) {
+    if (facts == m_facts) {
+        return;
+    }
+    settle();
+    countFrames();
+    changePll(facts);
+    changeLanes(facts);
+    changeAlignment(facts);
+    m_facts = facts;
+    dropWhatItNeeds();
+    m_framesFromNs = m_journal.clock.now();
+}
+
+void tcLink::changePll(const tsLinkFacts& facts) {
+    const bool hadAll = allPll();
+    const std::uint32_t changed = facts.lostPll ^ m_facts.lostPll;
+    for (std::size_t flag = 0; flag < kPllFlags; ++flag) {
+        const std::uint32_t bit = 1U << flag;
+        if ((changed & bit) == 0 && facts.pllNs[flag] == m_facts.pllNs[flag]) {
+            continue;
+        }
+        m_pll[flag].set = m_pll[flag].set && (facts.lostPll & bit) == 0;
+        m_pll[flag].fromNs = m_journal.clock.now();
+    }
+    if (hadAll && !allPll()) {
+        dropLanesThatAreNotHeld();
+    }
+}
+
+void tcLink::changeLanes(const tsLinkFacts& facts) {
+    const std::uint32_t turned = facts.polarity ^ m_facts.polarity;
+    const std::uint32_t changed = turned | (facts.lostLanes ^ m_facts.lostLanes);
+    for (std::size_t at = 0; at < kLinkLanes; ++at) {
+        const std::uint32_t bit = 1U << at;
+        tsLane& lane = m_lanes[at];
+        if ((changed & bit) == 0 && facts.laneNs[at] == m_facts.laneNs[at]) {
+            continue;
+        }
+        if ((facts.lostLanes & m_hold & bit) != 0) {
+            lane.step = teStep::idle; // a frozen lane does not train
+        }
+        lane.locked = lane.locked && ((facts.lostLanes | turned) & bit) == 0;
+        lane.fromNs = m_journal.clock.now();
+    }
+}
+
+void tcLink::changeAlignment(const tsLinkFacts& facts) {
+    if (facts.alignmentLost != m_facts.alignmentLost || facts.alignmentNs != m_facts.alignmentNs) {
+        m_aligned.set = m_aligned.set && !facts.alignmentLost;
+        m_aligned.fromNs = m_journal.clock.now();
     }
 }
 
@@ -108,6 +199,7 @@ void tcLink::setInversion(std::uint32_t inversion) {
             m_lanes[at].fromNs = m_journal.clock.now();
         }
     }
+    dropWhatItNeeds();
     m_framesFromNs = m_journal.clock.now();
 }
 
@@ -121,6 +213,7 @@ void tcLink::setResets(std::uint32_t value) {
     for (std::size_t at = 0; at < kLinkLanes; ++at) {
         stepLane(at, (value >> at & 1) != 0, (value >> (at + kLinkLanes) & 1) != 0);
     }
+    dropWhatItNeeds();
     m_framesFromNs = m_journal.clock.now();
 }
 
@@ -185,36 +278,42 @@ void tcLink::setHold(std::uint32_t hold) {
         m_heldNs = m_journal.clock.now();
     }
     m_hold = hold;
+    dropWhatItNeeds();
     m_framesFromNs = m_journal.clock.now();
 }
 
-// When frame alignment is, or was, found with everything as it is now.
+bool tcLink::canAlign() const {
+    return receiving() && m_hold == kAllLanes &&
+           std::all_of(m_lanes.begin(), m_lanes.end(),
+                       [](const tsLane& lane) { return lane.locked; });
+}
+
+// When frame alignment was found, or will be with everything as it is now.
 std::uint64_t tcLink::alignedNs() const {
-    if (!receiving() || m_hold != kAllLanes) {
+    if (m_aligned.set) {
+        return m_aligned.sinceNs;
+    }
+    if (!canAlign() || m_facts.alignmentLost) {
         return kForEver;
     }
-    std::uint64_t fromNs = std::max(m_heldNs, allPllNs());
-    for (std::size_t at = 0; at < kLinkLanes; ++at) {
-        if (!m_lanes[at].locked) {
-            return kForEver;
-        }
-        fromNs = std::max(fromNs, m_lanes[at].lockedNs);
+    std::uint64_t fromNs = std::max({m_heldNs, m_aligned.fromNs, allPllNs()});
+    for (const tsLane& lane : m_lanes) {
+        fromNs = std::max(fromNs, lane.lockedNs);
     }
     return later(fromNs, m_facts.alignmentNs);
 }
 
 tsLinkState tcLink::state() {
     settle();
-    const std::uint64_t now = m_journal.clock.now();
     tsLinkState result;
     result.enabled = m_inputs.enabled;
-    result.locked = pllLocked(tePllFlag::locked, now);
-    result.rgLocked = pllLocked(tePllFlag::rgLocked, now);
-    result.gbLocked = pllLocked(tePllFlag::gbLocked, now);
+    result.locked = m_pll[0].set;
+    result.rgLocked = m_pll[1].set;
+    result.gbLocked = m_pll[2].set;
     for (std::size_t at = 0; at < kLinkLanes; ++at) {
         result.dpaLock |= (m_lanes[at].locked ? 1U : 0U) << at;
     }
-    result.aligned = now >= alignedNs();
+    result.aligned = m_aligned.set;
     return result;
 }
 
@@ -222,9 +321,8 @@ tsLinkTrace tcLink::trace() {
     const tsLinkState now = state();
     tsLinkTrace result;
     result.enabled = now.enabled;
-    const std::array<bool, kPllFlags> flags{now.locked, now.rgLocked, now.gbLocked};
     for (std::size_t at = 0; at < kPllFlags; ++at) {
-        result.pll[at] = {flags[at], later(m_receivingNs, m_facts.pllNs[at])};
+        result.pll[at] = {m_pll[at].set, m_pll[at].sinceNs};
     }
     for (std::size_t at = 0; at < kLinkLanes; ++at) {
         result.lanes[at] = {m_lanes[at].locked, m_lanes[at].lockedNs};

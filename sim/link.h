@@ -13,13 +13,18 @@ namespace sim {
 inline constexpr std::size_t kLinkLanes = 12;
 inline constexpr std::size_t kPllFlags = 3;
 
-/// How a link behaves. Times in ns, `kForEver` for never.
+/// How a link behaves. Times in ns, `kForEver` for never: what is locked already stays so. What is
+/// lost unlocks at once, and does not lock for as long as it is lost.
 struct tsLinkFacts {
     static constexpr std::uint64_t kForEver = ~std::uint64_t{0};
     std::array<std::uint64_t, kPllFlags> pllNs{}; // by tePllFlag
     std::array<std::uint64_t, kLinkLanes> laneNs{};
     std::uint64_t alignmentNs = 0;
     std::uint32_t polarity = 0; // lanes that arrive inverted
+    std::uint32_t lostPll = 0;  // one bit a flag
+    std::uint32_t lostLanes = 0;
+    bool alignmentLost = false;
+    friend bool operator==(const tsLinkFacts&, const tsLinkFacts&) = default;
 };
 
 /// What the receiver depends on.
@@ -63,6 +68,9 @@ public:
         m_inversion = 0;
     }
 
+    /// From now on the link behaves like this. The time of what is not locked and now takes another
+    /// time begins anew.
+    void setFacts(const tsLinkFacts& facts);
     void setInputs(const tsLinkInputs& inputs);
     void setInversion(std::uint32_t inversion);
     /// Register 10: DPA reset in 11..0, FIFO reset in 23..12.
@@ -89,14 +97,32 @@ private:
         std::uint64_t lockedNs = 0; // when it locked
     };
 
+    // A flag of the PLL, or alignment.
+    struct tsLock {
+        bool set = false;
+        std::uint64_t fromNs = 0;  // since when nothing but time is missing, as far as it knows
+        std::uint64_t sinceNs = 0; // when it was set
+    };
+
     [[nodiscard]] bool receiving() const;
-    [[nodiscard]] bool pllLocked(tePllFlag flag, std::uint64_t now) const;
+    [[nodiscard]] bool pllLost(std::size_t flag) const {
+        return (m_facts.lostPll >> flag & 1) != 0;
+    }
+    [[nodiscard]] bool allPll() const;
+    [[nodiscard]] std::uint64_t pllNs(std::size_t flag) const;
     [[nodiscard]] std::uint64_t allPllNs() const; // when the last flag is set
     [[nodiscard]] bool polarityRight(std::size_t lane) const;
     void settle();
+    void lockLanes(std::uint64_t now);
     void startAgain(bool wasReceiving);
     void drop();
+    void dropLanesThatAreNotHeld();
+    void dropWhatItNeeds();
+    void changePll(const tsLinkFacts& facts);
+    void changeLanes(const tsLinkFacts& facts);
+    void changeAlignment(const tsLinkFacts& facts);
     void countFrames();
+    [[nodiscard]] bool canAlign() const;
     [[nodiscard]] std::uint64_t alignedNs() const;
     void stepLane(std::size_t lane, bool reset, bool fifoReset);
     void checkResets(std::uint32_t value);
@@ -107,8 +133,9 @@ private:
     std::uint32_t m_inversion;
     std::uint32_t m_resets = 0;
     std::uint32_t m_hold = 0;
-    std::uint64_t m_receivingNs = 0; // since when
-    std::uint64_t m_heldNs = 0;      // since when all lanes are held
+    std::array<tsLock, kPllFlags> m_pll{};
+    tsLock m_aligned;
+    std::uint64_t m_heldNs = 0; // since when all lanes are held
     std::array<tsLane, kLinkLanes> m_lanes{};
     tsLinkState m_ever;
     std::uint64_t m_frames = 0;

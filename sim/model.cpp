@@ -52,6 +52,28 @@ std::string described(const tsLinkState& state) {
            ", aligned " + yesNo(state.aligned) + "\n";
 }
 
+std::string seconds(std::chrono::nanoseconds time) {
+    tcText text;
+    text.seconds(static_cast<std::uint64_t>(time.count()));
+    return std::string(text.view());
+}
+
+// A fault whose moment never came is worth a look at its scenario.
+std::string described(const std::vector<tcVirtualHead::tsFaultRecord>& faults) {
+    std::string text = faults.empty() ? "" : "  faults:\n";
+    for (const tcVirtualHead::tsFaultRecord& fault : faults) {
+        text += "    " + fault.name + ": ";
+        if (!fault.began) {
+            text += "never struck\n";
+        } else if (!fault.ended) {
+            text += "from " + seconds(*fault.began) + " on\n";
+        } else {
+            text += "from " + seconds(*fault.began) + " to " + seconds(*fault.ended) + "\n";
+        }
+    }
+    return text;
+}
+
 } // namespace
 
 std::uint64_t linkTime(std::chrono::nanoseconds time) {
@@ -63,13 +85,13 @@ std::uint64_t linkTime(std::chrono::nanoseconds time) {
 
 tsHeadOptions::tsHeadOptions() {
     for (std::size_t at = 0; at < kRails; ++at) {
-        railVolts[at] = nominalVolts(static_cast<teRail>(at));
+        conditions.rails[at].settledVolts = nominalVolts(static_cast<teRail>(at));
     }
     fpga.systemId = {0x3505, 0x10203};
-    link.pllNs.fill(linkTime(kPllLockTime));
-    link.laneNs.fill(linkTime(kDpaLockTime));
-    link.alignmentNs = linkTime(kAlignmentTime);
-    link.polarity = kDefaultPolarity;
+    conditions.link.pllNs.fill(linkTime(kPllLockTime));
+    conditions.link.laneNs.fill(linkTime(kDpaLockTime));
+    conditions.link.alignmentNs = linkTime(kAlignmentTime);
+    conditions.link.polarity = kDefaultPolarity;
     // Scanned from the bottom and from the right, these are the pixels of the demonstration map.
     defects = {{0, 0, 4095}, {1296, 1028, 0}, {2491, 1855, 4095}};
 }
@@ -89,16 +111,21 @@ void survivesFork() {
 
 tcModel::tcModel(const tsHeadOptions& options)
     : journal(options.realTime, options.logCapacity, options.quiet, options.stateEvents),
-      supplies(journal, options.railVolts),
+      faults(journal, options.conditions, options.faults),
+      supplies(journal, options.conditions.rails),
       sensor(journal),
-      spi(*this, journal, options.spiSettingsRefused, options.spiFailFrom, options.spiFailError),
-      gpio(*this, journal, options.missingLines, options.busyLines),
-      adc(journal, supplies, options.adcPresent),
-      link(journal, options.link),
-      fpga(journal, options.fpga, link),
+      spi(*this, journal, faults.now(), options.spiFailFrom, options.spiFailError),
+      gpio(*this, journal, faults.now()),
+      adc(journal, supplies, faults.now()),
+      link(journal, options.conditions.link),
+      fpga(journal, options.fpga, faults.now(), link),
       recorder(options.recordedFrames),
       m_options(options),
+      m_mayChange(!options.faults.empty()),
       m_watch(journal) {
+    if (m_mayChange) {
+        journal.shownTo(this);
+    }
     for (const tsFailure& failure : options.failures) {
         fail(failure);
     }
@@ -204,13 +231,13 @@ void tcModel::fail(const tsFailure& failure) {
 int tcModel::openError(teDevice device) const {
     switch (device) {
     case teDevice::spi:
-        return m_options.spiPresent ? 0 : ENOENT;
+        return faults.now().spiPresent ? 0 : ENOENT;
     case teDevice::gpio:
-        return m_options.gpioPresent ? 0 : ENOENT;
+        return faults.now().gpioPresent ? 0 : ENOENT;
     case teDevice::i2c:
-        return m_options.i2cPresent ? 0 : ENOENT;
+        return faults.now().i2cPresent ? 0 : ENOENT;
     case teDevice::memory:
-        return m_options.memOpenError;
+        return faults.now().memOpenError;
     case teDevice::clock:
         break;
     }
@@ -218,15 +245,51 @@ int tcModel::openError(teDevice device) const {
 }
 
 int tcModel::mapError(std::uint32_t physicalAddress) const {
-    for (const auto& [address, error] : m_options.unmappable) {
-        if (address == physicalAddress) {
-            return error;
-        }
+    const std::optional<std::size_t> page = pageOf(physicalAddress);
+    return page ? faults.now().mapErrors[*page] : 0;
+}
+
+void tcModel::sees(const tsLogEvent& event) {
+    faults.sees(event);
+}
+
+std::optional<std::uint64_t> tcModel::nextChangeNs() const {
+    const std::optional<std::uint64_t> fault = faults.nextNs();
+    const std::optional<std::uint64_t> fall = supplies.nextFallNs();
+    return fault && (!fall || *fault <= *fall) ? fault : fall;
+}
+
+// Faults have their times, but nobody calls the head then: the next call finds everything as if
+// somebody had.
+void tcModel::catchUpNow() {
+    m_catchingUp = true;
+    for (std::optional<std::uint64_t> next = nextChangeNs(); next && *next <= journal.clock.peek();
+         next = nextChangeNs()) {
+        journal.clock.holdAt(*next);
+        changeAt(*next);
+        journal.clock.release();
     }
-    return 0;
+    m_catchingUp = false;
+}
+
+void tcModel::changeAt(std::uint64_t timeNs) {
+    timePassed(); // with everything as it was
+    if (const std::optional<std::uint64_t> fall = supplies.nextFallNs(); fall && *fall <= timeNs) {
+        supplies.fall();
+    }
+    if (faults.change()) {
+        supplies.setRails(faults.now().rails);
+        link.setFacts(faults.now().link);
+    }
+    if (!supplies.sensorKeepsState() && supplies.resetReleased()) {
+        sensor.clear(teFate::clearedByPowerLoss);
+        sensorChanged();
+    }
+    lookAround();
 }
 
 void tcModel::timePassed() {
+    catchUp();
     sensor.checkFrame(fpga.receiverSettings());
     recordFrames();
     lookAround();
@@ -320,6 +383,7 @@ std::string tcModel::summary() {
         text += "  pictures: " + std::to_string(recorder.frames().size()) + " of " +
                 std::to_string(recorder.delivered()) + " delivered\n";
     }
+    text += described(faults.records());
     if (journal.checker.count() == 0) {
         return text + "  violations: none\n";
     }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sim/adc.h"
+#include "sim/faults.h"
 #include "sim/fpga.h"
 #include "sim/frame_recorder.h"
 #include "sim/frame_settings.h"
@@ -34,7 +35,7 @@ inline constexpr std::size_t kDevices = 5;
 inline constexpr std::size_t kCallKinds = 8;
 
 /// The head. Whoever uses it holds `g_headLock`.
-class tcModel {
+class tcModel final : private tcWitness {
 public:
     explicit tcModel(const tsHeadOptions& options);
     tcModel(const tcModel&) = delete;
@@ -59,8 +60,15 @@ public:
     [[nodiscard]] int openError(teDevice device) const;
     /// \return errno for a block that cannot be mapped, else 0
     [[nodiscard]] int mapError(std::uint32_t physicalAddress) const;
-    /// What waits for time to pass: rules, and frames to be recorded.
-    void timePassed();
+    /// What waits for time to pass: faults, rules, and frames to be recorded.
+    void timePassed() override;
+    /// Makes up for the faults that began or ended, and the supplies that sank away, since the last
+    /// call: each at its own time.
+    void catchUp() {
+        if (m_mayChange && !m_catchingUp) {
+            catchUpNow();
+        }
+    }
     /// Keeps what the frames since the last call depended on, if anybody wants pictures. To be
     /// called before anything of it changes.
     void recordFrames();
@@ -79,6 +87,7 @@ public:
     const tsHeadOptions& options() const { return m_options; }
 
     tcJournal journal;
+    tcFaults faults;
     tcSupplies supplies;
     tcSensor sensor;
     tcSpiPort spi;
@@ -98,8 +107,14 @@ private:
         int error;
     };
     void sensorChanged();
+    void sees(const tsLogEvent& event) override;
+    void catchUpNow();
+    [[nodiscard]] std::optional<std::uint64_t> nextChangeNs() const;
+    void changeAt(std::uint64_t timeNs);
 
     tsHeadOptions m_options;
+    bool m_mayChange; // a head without faults has nothing to make up for
+    bool m_catchingUp = false;
     std::array<std::array<std::uint64_t, kDevices>, kCallKinds> m_calls{};
     std::vector<tsPlannedFailure> m_failures;
     bool m_used = false;
@@ -116,6 +131,9 @@ public:
     tcHeadAccess() {
         g_headLock.lock();
         m_model = g_head.load(std::memory_order_relaxed);
+        if (m_model != nullptr) {
+            m_model->catchUp();
+        }
     }
     tcHeadAccess(const tcHeadAccess&) = delete;
     tcHeadAccess& operator=(const tcHeadAccess&) = delete;

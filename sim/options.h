@@ -2,16 +2,14 @@
 /// What a head is like.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "sim/conditions.h"
+#include "sim/faults.h"
 #include "sim/fpga.h"
-#include "sim/link.h"
 #include "sim/sensor_image.h"
-#include "sim/supplies.h"
 #include "sim/virtual_head.h"
 
 namespace sim {
@@ -29,22 +27,13 @@ struct tsFailure {
 struct tsHeadOptions {
     tsHeadOptions();
 
-    std::array<double, kRails> railVolts{};
-    bool adcPresent = true;
-    bool i2cPresent = true;
+    tsConditions conditions; // without faults
+    std::vector<tsPlannedFault> faults;
     std::string gpioPath = "/dev/gpiochip0";
-    bool gpioPresent = true;
-    std::vector<std::string> missingLines;
-    std::vector<std::string> busyLines;
     std::string spiPath = "/dev/spidev1.0";
-    bool spiPresent = true;
-    bool spiSettingsRefused = false;
     std::uint64_t spiFailFrom = 0; // message, from 1; 0: none
     int spiFailError = 0;
-    int memOpenError = 0;
-    std::vector<std::pair<std::uint32_t, int>> unmappable; // physical address, errno
     tsFpgaFacts fpga;
-    tsLinkFacts link;
     std::string scenePath;         // PNG picture; empty: the test chart
     std::vector<tsDefect> defects; // of the sensor's array
     std::vector<tsFailure> failures;

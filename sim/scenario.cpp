@@ -3,89 +3,31 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <ini.h>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
+
+#include "sim/faults.h"
+#include "sim/gpio_chip.h"
+#include "sim/scenario_text.h"
 
 namespace sim {
 
 namespace {
 
+using text::errorNamed;
+using text::listed;
+using text::whole;
+using text::words;
+
 constexpr std::size_t kCalls = 8; // members of teCall
 constexpr const char* kYesNo = "`yes` or `no`";
 constexpr const char* kTime = "milliseconds, for example `3` or `0.5`, or `never`";
 constexpr const char* kVolts = "volts, for example `2.9`, or an offset with its sign, `-0.2`";
-constexpr const char* kNames = "names, separated by commas";
-
-std::string trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) {
-        return "";
-    }
-    return std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
-}
-
-std::vector<std::string> words(const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> result;
-    for (std::string word; stream >> word;) {
-        result.push_back(word);
-    }
-    return result;
-}
-
-std::vector<std::string> listed(const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> result;
-    for (std::string entry; std::getline(stream, entry, ',');) {
-        result.push_back(trimmed(entry));
-    }
-    return result;
-}
-
-std::optional<double> number(std::string_view text) {
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
-    }
-    double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-template<class Integer>
-std::optional<Integer> whole(std::string_view text) {
-    int base = 10;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        text.remove_prefix(2);
-        base = 16;
-    }
-    Integer value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (text.empty() || error != std::errc{} || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-int errorNamed(const std::string& name) {
-    constexpr int last = 133;
-    for (int error = 1; error <= last; ++error) {
-        const char* known = strerrorname_np(error);
-        if (known != nullptr && name == known) {
-            return error;
-        }
-    }
-    return 0;
-}
+constexpr const char* kNames = "names of the head's lines, separated by commas";
 
 bool setFlag(bool& flag, const std::string& value, const char* on, const char* off) {
     if (value != on && value != off) {
@@ -100,36 +42,38 @@ bool setTime(std::uint64_t& time, const std::string& value) {
         time = tsLinkFacts::kForEver;
         return true;
     }
-    constexpr double longest = 1e9; // ms
-    const std::optional<double> ms = number(value);
-    if (!ms || *ms < 0 || *ms > longest) {
-        return false;
-    }
-    time = static_cast<std::uint64_t>(*ms * 1e6);
-    return true;
+    const std::optional<std::uint64_t> ns = text::milliseconds(value);
+    time = ns.value_or(0);
+    return ns.has_value();
 }
 
 bool setRail(tsHeadOptions& options, teRail rail, const std::string& value) {
-    const std::optional<double> volts = number(value);
-    if (!volts) {
-        return false;
+    const std::optional<double> volts = text::volts(rail, value);
+    options.conditions.rails[static_cast<std::size_t>(rail)].settledVolts = volts.value_or(0);
+    return volts.has_value();
+}
+
+bool setLines(std::uint32_t& lines, const std::string& value) {
+    const std::vector<std::string> names = listed(value);
+    lines = 0;
+    for (const std::string& name : names) {
+        const std::optional<unsigned> line = tcGpioChip::lineNamed(name);
+        if (!line) {
+            return false;
+        }
+        lines |= 1U << *line;
     }
-    const bool offset = value.front() == '+' || value.front() == '-';
-    const double settled = offset ? nominalVolts(rail) + *volts : *volts;
-    options.railVolts[static_cast<std::size_t>(rail)] = settled;
-    return settled >= 0;
+    return !names.empty();
 }
 
 bool setSilentCores(tsHeadOptions& options, const std::string& value) {
-    constexpr std::array<std::string_view, 4> names{"frame-control", "pwm", "pixel-shift",
-                                                    "bad-pixel"};
     const std::vector<std::string> cores = listed(value);
     for (const std::string& core : cores) {
-        const auto found = std::find(names.begin(), names.end(), core);
-        if (found == names.end()) {
+        const auto found = std::find(kCoreNames.begin(), kCoreNames.end(), core);
+        if (found == kCoreNames.end()) {
             return false;
         }
-        options.fpga.silent[static_cast<std::size_t>(found - names.begin())] = true;
+        options.conditions.silent[static_cast<std::size_t>(found - kCoreNames.begin())] = true;
     }
     return !cores.empty();
 }
@@ -138,10 +82,11 @@ bool setUnmappable(tsHeadOptions& options, const std::string& value) {
     const std::vector<std::string> addresses = listed(value);
     for (const std::string& address : addresses) {
         const std::optional<std::uint32_t> physical = whole<std::uint32_t>(address);
-        if (!physical) {
+        const std::optional<std::size_t> page = physical ? pageOf(*physical) : std::nullopt;
+        if (!page) {
             return false;
         }
-        options.unmappable.emplace_back(*physical, ENOMEM);
+        options.conditions.mapErrors[*page] = ENOMEM;
     }
     return !addresses.empty();
 }
@@ -254,35 +199,37 @@ constexpr std::array kKeys{
           }},
     tsKey{"ADC", "answers", kYesNo, "Whether the supply monitor answers at its address.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setFlag(options.adcPresent, value, "yes", "no");
+              bool answers = true;
+              const bool good = setFlag(answers, value, "yes", "no");
+              options.conditions.adcError = answers ? 0 : ENXIO;
+              return good;
           }},
     tsKey{"ADC", "bus", kYesNo, "Whether `/dev/i2c-1` exists.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setFlag(options.i2cPresent, value, "yes", "no");
+              return setFlag(options.conditions.i2cPresent, value, "yes", "no");
           }},
     tsKey{"GPIO", "chip", "a path that begins with `/dev/gpiochip`, or `none`",
           "The chip that has the head's lines.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setPath(options.gpioPath, options.gpioPresent, value, "/dev/gpiochip");
+              return setPath(options.gpioPath, options.conditions.gpioPresent, value,
+                             "/dev/gpiochip");
           }},
     tsKey{"GPIO", "missing", kNames, "Lines that have no name.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              options.missingLines = listed(value);
-              return !options.missingLines.empty();
+              return setLines(options.conditions.missingLines, value);
           }},
     tsKey{"GPIO", "busy", kNames, "Lines that somebody else holds.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              options.busyLines = listed(value);
-              return !options.busyLines.empty();
+              return setLines(options.conditions.busyLines, value);
           }},
     tsKey{"SPI", "device", "a path that begins with `/dev/spidev`, or `none`", "The sensor's port.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setPath(options.spiPath, options.spiPresent, value, "/dev/spidev");
+              return setPath(options.spiPath, options.conditions.spiPresent, value, "/dev/spidev");
           }},
     tsKey{"SPI", "settings", "`accepted` or `refused`",
           "Whether the port takes mode, bit order, word size and clock.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setFlag(options.spiSettingsRefused, value, "refused", "accepted");
+              return setFlag(options.conditions.spiSettingsRefused, value, "refused", "accepted");
           }},
     tsKey{"SPI", "fail-from", "a message's number from 1, and an errno name: `5 EIO`",
           "That message and all later ones fail.",
@@ -291,10 +238,10 @@ constexpr std::array kKeys{
           }},
     tsKey{"Memory", "open", "`ok` or an errno name", "What opening `/dev/mem` gives.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              options.memOpenError = value == "ok" ? 0 : errorNamed(value);
-              return value == "ok" || options.memOpenError != 0;
+              options.conditions.memOpenError = value == "ok" ? 0 : errorNamed(value);
+              return value == "ok" || options.conditions.memOpenError != 0;
           }},
-    tsKey{"Memory", "unmappable", "physical addresses, separated by commas",
+    tsKey{"Memory", "unmappable", "physical addresses of FPGA pages, separated by commas",
           "Mappings that start there fail (ENOMEM).",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
               return setUnmappable(options, value);
@@ -311,37 +258,37 @@ constexpr std::array kKeys{
           }},
     tsKey{"Link", "locked", kTime, "How long the PLL flag takes.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setTime(options.link.pllNs[0], value);
+              return setTime(options.conditions.link.pllNs[0], value);
           }},
     tsKey{"Link", "rgLocked", kTime, "As above.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setTime(options.link.pllNs[1], value);
+              return setTime(options.conditions.link.pllNs[1], value);
           }},
     tsKey{"Link", "gbLocked", kTime, "As above.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setTime(options.link.pllNs[2], value);
+              return setTime(options.conditions.link.pllNs[2], value);
           }},
     tsKey{"Link", "lanes", kTime, "How long each lane's DPA takes.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
               std::uint64_t time = 0;
               const bool good = setTime(time, value);
-              options.link.laneNs.fill(time);
+              options.conditions.link.laneNs.fill(time);
               return good;
           }},
     tsKey{"Link", "lane0 ... lane11", kTime, "One lane; after `lanes`.",
           [](tsHeadOptions& options, const std::string& name, const std::string& value) {
               const std::optional<unsigned> lane = whole<unsigned>(name.substr(4));
-              return lane && setTime(options.link.laneNs[*lane], value);
+              return lane && setTime(options.conditions.link.laneNs[*lane], value);
           }},
     tsKey{"Link", "alignment", kTime, "How long frame alignment takes.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
-              return setTime(options.link.alignmentNs, value);
+              return setTime(options.conditions.link.alignmentNs, value);
           }},
     tsKey{"Link", "polarity", "a number of 12 bits: `0x5D9`",
           "Which lanes arrive inverted: what the lane inversion must be.",
           [](tsHeadOptions& options, const std::string&, const std::string& value) {
               const std::optional<std::uint32_t> lanes = whole<std::uint32_t>(value);
-              options.link.polarity = lanes.value_or(0);
+              options.conditions.link.polarity = lanes.value_or(0);
               return lanes && *lanes <= 0xFFF;
           }},
     tsKey{"Scene", "picture", "a path, relative to the scenario's folder",
@@ -396,11 +343,14 @@ bool matches(const tsKey& key, const std::string& name) {
     return known.empty() || known == name || (known.starts_with("lane0") && isLane(name));
 }
 
+constexpr std::string_view kFaultSection = "Fault ";
+
 // Collects what a file says, and the first thing wrong with it.
 struct tsReading {
     std::string path;
     tsHeadOptions* options = nullptr;
     std::vector<std::pair<std::string, std::string>> files;
+    std::vector<tsFault> faults;
     std::string error;
 };
 
@@ -413,7 +363,7 @@ std::string knownSections() {
             text += (text.empty() ? "[" : ", [") + std::string(last) + "]";
         }
     }
-    return text;
+    return text + ", [Fault NAME]";
 }
 
 std::string knownKeys(const std::string& section) {
@@ -426,8 +376,40 @@ std::string knownKeys(const std::string& section) {
     return text;
 }
 
+std::string describe(const std::string& name, const tsFaultError& error) {
+    return "[Fault " + name + "] " + error.key + (error.value.empty() ? "" : " = " + error.value) +
+           ": " + error.why;
+}
+
+// A fault's section may go on later in the file.
+std::string checkFault(tsReading& reading, const std::string& section, const std::string& name,
+                       const std::string& value) {
+    const std::string fault = text::trimmed(section.substr(kFaultSection.size()));
+    auto found = std::find_if(reading.faults.begin(), reading.faults.end(),
+                              [&](const tsFault& known) { return known.name == fault; });
+    if (found == reading.faults.end()) {
+        found = reading.faults.insert(found, tsFault{.name = fault});
+    }
+    const std::optional<tsFaultError> error = setFaultText(*found, name, value);
+    return error ? describe(fault, *error) : "";
+}
+
+void planFaults(const tsReading& reading, tsHeadOptions& options) {
+    for (const tsFault& fault : reading.faults) {
+        tsFaultError error;
+        const std::optional<tsPlannedFault> plan = plannedFault(fault, error);
+        if (!plan) {
+            throw std::runtime_error(reading.path + ": " + describe(fault.name, error));
+        }
+        options.faults.push_back(*plan);
+    }
+}
+
 std::string check(tsReading& reading, const std::string& section, const std::string& name,
                   const std::string& value) {
+    if (section.starts_with(kFaultSection) && section.size() > kFaultSection.size()) {
+        return checkFault(reading, section, name, value);
+    }
     bool sectionKnown = false;
     for (const tsKey& key : kKeys) {
         if (section != key.section) {
@@ -496,6 +478,7 @@ tsReading readScenario(const std::string& path, tsHeadOptions& options) {
     options.scenePath = options.scenePath.empty()
                             ? before
                             : besideScenario(path, "Scene", "picture", options.scenePath);
+    planFaults(reading, options);
     for (const tsFailure& failure : options.failures) {
         if (failure.device != options.spiPath && failure.device != options.gpioPath &&
             failure.device != "/dev/i2c-1" && failure.device != "/dev/mem" &&
@@ -545,7 +528,7 @@ std::string scenarioKeysMarkdown() {
         const std::string name = *key.name == '\0' ? "any" : "`" + std::string(key.name) + "`";
         text += "| " + name + " | " + key.values + " | " + key.meaning + " |\n";
     }
-    return text;
+    return text + faultsMarkdown();
 }
 
 } // namespace sim

@@ -112,7 +112,7 @@ int tcSpiPort::set(std::uint32_t request, const void* argument, int refusal) {
         std::memcpy(&byte, argument, sizeof byte);
         value = byte;
     }
-    int error = refusal != 0 ? refusal : (m_settingsRefused ? EINVAL : 0);
+    int error = refusal != 0 ? refusal : (m_now.spiSettingsRefused ? EINVAL : 0);
     teLine line = teLine::spiMode;
     switch (request) {
     case SPI_IOC_WR_MODE:
@@ -186,6 +186,9 @@ int tcSpiPort::message(std::span<spi_ioc_transfer> transfers, int refusal) {
     if (error == 0 && m_failFrom != 0 && m_messages >= m_failFrom) {
         error = m_failError;
     }
+    if (error == 0) {
+        error = m_now.spiError;
+    }
     if (error == 0 || error == kShort) {
         const int wrong = check(transfers);
         error = wrong != 0 ? wrong : error;
@@ -258,7 +261,7 @@ void tcSpiPort::send(const spi_ioc_transfer& transfer) {
     const std::uint64_t wireNs =
         1ULL * words * bits * 1'000'000'000ULL / speedHz + transfer.delay_usecs * 1000ULL;
     m_lastWireNs += wireNs;
-    m_journal.clock.advance(wireNs);
+    m_journal.spend(wireNs);
 }
 
 void tcSpiPort::shiftOut(std::uint32_t word, unsigned bits, std::uint32_t speedHz) {

@@ -6,6 +6,7 @@
 #include <linux/spi/spidev.h>
 #include <span>
 
+#include "sim/conditions.h"
 #include "sim/journal.h"
 
 namespace sim {
@@ -16,11 +17,11 @@ class tcModel;
 class tcSpiPort {
 public:
     /// \param failFrom number of the first message that fails, from 1; 0: none
-    tcSpiPort(tcModel& model, tcJournal& journal, bool settingsRefused, std::uint64_t failFrom,
+    tcSpiPort(tcModel& model, tcJournal& journal, const tsConditions& now, std::uint64_t failFrom,
               int failError)
         : m_model(model),
           m_journal(journal),
-          m_settingsRefused(settingsRefused),
+          m_now(now),
           m_failFrom(failFrom),
           m_failError(failError) {}
 
@@ -48,7 +49,7 @@ private:
 
     tcModel& m_model;
     tcJournal& m_journal;
-    bool m_settingsRefused;
+    const tsConditions& m_now;
     std::uint64_t m_failFrom;
     int m_failError;
 

@@ -67,10 +67,10 @@ void tcStateWatch::watchSupplies(const tcSupplies& supplies) {
     const std::uint64_t now = m_journal.clock.now();
     for (std::size_t at = 0; at < kRails; ++at) {
         const auto rail = static_cast<teRail>(at);
-        const double volts = supplies.target(rail);
-        const tsValue target{static_cast<std::uint64_t>(std::llround(volts * 1e6)),
-                             volts > 0 ? tcSupplies::riseNs(rail) : 0};
-        watch(kRail + at, target, now);
+        const auto target = static_cast<std::uint64_t>(std::llround(supplies.target(rail) * 1e6));
+        if (m_values[kRail + at].first != target) { // the time that is left changes by itself
+            watch(kRail + at, {target, supplies.targetNs(rail)}, now);
+        }
         const std::optional<std::uint64_t> up = supplies.upNs(rail);
         watchFlag(kRailGood + at, {up.has_value(), up.value_or(0)});
     }

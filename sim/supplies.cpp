@@ -11,23 +11,28 @@ namespace {
 
 constexpr std::uint64_t kMs = 1'000'000; // ns
 
-struct tsRailFacts {
+struct tsRailSheet {
     std::string_view name;
     std::string_view line;
     double nominal;           // V
     std::uint64_t riseNs;     // from enable to the settled voltage, as a straight line
     std::uint64_t requiredNs; // from enable to the next step of the sequence
 };
-constexpr std::array<tsRailFacts, kRails> kFacts{{
+constexpr std::array<tsRailSheet, kRails> kFacts{{
     {kRail1V2, "PS_1.2V_EN", 1.2, kMs / 2, 1 * kMs},
     {kRailSvdd, "PS_3.3SVDD_EN", 3.3, 20 * kMs, 300 * kMs},
     {kRailAvddh, "PS_3.3AVDDH_EN", 3.3, 20 * kMs, 300 * kMs},
 }};
 constexpr std::uint64_t kWakeNs = 10 * kMs; // from release of reset
 constexpr double kUpFraction = 0.85;        // of the nominal voltage: below, the sensor is dead
+constexpr double kRounding = 1e-9;          // V, below what a step of the clock makes
 
-const tsRailFacts& factsOf(teRail rail) {
+const tsRailSheet& factsOf(teRail rail) {
     return kFacts[static_cast<std::size_t>(rail)];
+}
+
+double partOf(std::uint64_t age, std::uint64_t duration) {
+    return age >= duration ? 1.0 : static_cast<double>(age) / static_cast<double>(duration);
 }
 
 tcText& microseconds(tcText& text, std::uint64_t ns) {
@@ -74,8 +79,43 @@ void tcSupplies::enable(teRail rail, bool on, bool requested) {
             teRule::supplyOffRunning,
             text.add(factsOf(rail).line).add(" went low while RESET_B is high").view());
     }
+    changes(rail);
     m_on[at] = on;
     m_switchedNs[at] = m_journal.clock.now();
+    changed(rail);
+}
+
+void tcSupplies::setRails(const tcRails& rails) {
+    for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
+        const auto at = static_cast<std::size_t>(rail);
+        if (m_rails[at] != rails[at]) {
+            changes(rail);
+            m_rails[at] = rails[at];
+            changed(rail);
+        }
+    }
+}
+
+// The voltage is a straight line between two bends. Where it jumps, what was up stays up if it is
+// up afterwards.
+void tcSupplies::changes(teRail rail) {
+    m_upBefore[static_cast<std::size_t>(rail)] = upNs(rail);
+}
+
+void tcSupplies::changed(teRail rail) {
+    const auto at = static_cast<std::size_t>(rail);
+    m_changedNs[at] = m_journal.clock.now();
+    if (!up(rail)) {
+        m_upBefore[at].reset();
+    }
+}
+
+void tcSupplies::fall() {
+    for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
+        if (!up(rail)) {
+            changed(rail);
+        }
+    }
 }
 
 void tcSupplies::checkSwitchOn(teRail rail) {
@@ -134,37 +174,103 @@ void tcSupplies::checkRelease() {
 }
 
 double tcSupplies::volts(teRail rail) const {
+    return voltsAt(rail, m_journal.clock.now());
+}
+
+double tcSupplies::voltsAt(teRail rail, std::uint64_t timeNs) const {
     const auto at = static_cast<std::size_t>(rail);
     if (!m_on[at]) {
         return 0;
     }
-    const std::uint64_t age = since(rail);
-    const std::uint64_t rise = factsOf(rail).riseNs;
-    if (age >= rise) {
-        return m_settledVolts[at];
-    }
-    return m_settledVolts[at] * static_cast<double>(age) / static_cast<double>(rise);
+    const double risen = partOf(timeNs - m_switchedNs[at], factsOf(rail).riseNs);
+    const tsRailFacts& now = facts(rail);
+    const double sunk = timeNs < now.sinksFromNs || now.sunkVolts == 0
+                            ? 0
+                            : now.sunkVolts * partOf(timeNs - now.sinksFromNs, now.sinksForNs);
+    return std::max(0.0, now.settledVolts * risen - sunk);
 }
 
 double tcSupplies::target(teRail rail) const {
-    return on(rail) ? m_settledVolts[static_cast<std::size_t>(rail)] : 0;
+    return on(rail) ? std::max(0.0, facts(rail).settledVolts - facts(rail).sunkVolts) : 0;
 }
 
-std::uint64_t tcSupplies::riseNs(teRail rail) {
-    return factsOf(rail).riseNs;
+std::uint64_t tcSupplies::targetNs(teRail rail) const {
+    if (!on(rail)) {
+        return 0;
+    }
+    const tsRailFacts& now = facts(rail);
+    const std::uint64_t last =
+        std::max(m_switchedNs[static_cast<std::size_t>(rail)] + factsOf(rail).riseNs,
+                 now.sunkVolts == 0 ? 0 : now.sinksFromNs + now.sinksForNs);
+    return last - std::min(last, m_journal.clock.now());
 }
 
-std::uint64_t tcSupplies::switchedNs(teRail rail) const {
-    return m_switchedNs[static_cast<std::size_t>(rail)];
+bool tcSupplies::upAt(teRail rail, std::uint64_t timeNs) const {
+    return voltsAt(rail, timeNs) >= kUpFraction * factsOf(rail).nominal - kRounding;
+}
+
+// Where the line of the voltage can have a bend: in order.
+std::array<std::uint64_t, 5> tcSupplies::bends(teRail rail) const {
+    const auto at = static_cast<std::size_t>(rail);
+    std::array<std::uint64_t, 5> times{
+        m_changedNs[at], m_switchedNs[at], m_switchedNs[at] + factsOf(rail).riseNs,
+        facts(rail).sinksFromNs, facts(rail).sinksFromNs + facts(rail).sinksForNs};
+    std::sort(times.begin(), times.end());
+    return times;
+}
+
+// The first time from one on at which the rail is up, or is not up any more.
+std::optional<std::uint64_t> tcSupplies::crossingNs(teRail rail, std::uint64_t fromNs,
+                                                    bool upwards) const {
+    if (upAt(rail, fromNs) == upwards) {
+        return fromNs;
+    }
+    for (const std::uint64_t bendNs : bends(rail)) {
+        if (bendNs <= fromNs) {
+            continue;
+        }
+        if (upAt(rail, bendNs) != upwards) {
+            fromNs = bendNs;
+            continue;
+        }
+        const double before = voltsAt(rail, fromNs);
+        const double limit = kUpFraction * factsOf(rail).nominal - (upwards ? 0 : kRounding);
+        const double part =
+            std::clamp((limit - before) / (voltsAt(rail, bendNs) - before), 0.0, 1.0);
+        std::uint64_t crossing =
+            fromNs +
+            static_cast<std::uint64_t>(std::llround(static_cast<double>(bendNs - fromNs) * part));
+        while (crossing < bendNs && upAt(rail, crossing) != upwards) {
+            ++crossing; // the line's last nanosecond, where rounding hides it
+        }
+        return crossing;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::uint64_t> tcSupplies::nextFallNs() const {
+    std::optional<std::uint64_t> next;
+    for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
+        const auto at = static_cast<std::size_t>(rail);
+        if (!on(rail) || facts(rail).sunkVolts == 0) {
+            continue;
+        }
+        const std::optional<std::uint64_t> upFrom = crossingNs(rail, m_changedNs[at], true);
+        const std::optional<std::uint64_t> down =
+            upFrom ? crossingNs(rail, *upFrom, false) : std::nullopt;
+        if (down && (!next || *down < *next)) {
+            next = down;
+        }
+    }
+    return next;
 }
 
 std::optional<std::uint64_t> tcSupplies::upNs(teRail rail) const {
+    const auto at = static_cast<std::size_t>(rail);
     if (!up(rail)) {
         return std::nullopt;
     }
-    const double part = kUpFraction * factsOf(rail).nominal / target(rail); // of the rise
-    return switchedNs(rail) +
-           static_cast<std::uint64_t>(std::llround(static_cast<double>(riseNs(rail)) * part));
+    return m_upBefore[at] ? m_upBefore[at] : crossingNs(rail, m_changedNs[at], true);
 }
 
 std::optional<std::uint64_t> tcSupplies::awakeNs() const {
@@ -179,7 +285,7 @@ std::optional<std::uint64_t> tcSupplies::awakeNs() const {
 }
 
 bool tcSupplies::up(teRail rail) const {
-    return volts(rail) >= kUpFraction * factsOf(rail).nominal;
+    return upAt(rail, m_journal.clock.now());
 }
 
 void tcSupplies::checkMeasurable(teRail rail) {

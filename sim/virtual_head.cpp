@@ -1,5 +1,7 @@
 #include "sim/virtual_head.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <stdexcept>
 
 #include "sim/descriptors.h"
@@ -16,7 +18,10 @@ namespace {
 // Holds the lock around every question to a head.
 class tcLocked {
 public:
-    explicit tcLocked(tcModel& model) : m_model(model) { g_headLock.lock(); }
+    explicit tcLocked(tcModel& model) : m_model(model) {
+        g_headLock.lock();
+        m_model.catchUp();
+    }
     tcLocked(const tcLocked&) = delete;
     tcLocked& operator=(const tcLocked&) = delete;
     ~tcLocked() { g_headLock.unlock(); }
@@ -48,6 +53,14 @@ std::size_t requireLane(unsigned lane) {
         throw std::invalid_argument("virtual head: it has no lane " + std::to_string(lane));
     }
     return lane;
+}
+
+unsigned requireLine(std::string_view name) {
+    const std::optional<unsigned> line = tcGpioChip::lineNamed(name);
+    if (!line) {
+        throw std::invalid_argument("virtual head: it has no line \"" + std::string(name) + "\"");
+    }
+    return *line;
 }
 
 [[noreturn]] void throwNoRegister(std::uint32_t address) {
@@ -189,6 +202,10 @@ void tcVirtualHead::failCallsFrom(teCall kind, std::string_view device, std::uin
     tcLocked(*m_model)->fail({kind, std::string(device), nth, true, error});
 }
 
+std::vector<tcVirtualHead::tsFaultRecord> tcVirtualHead::faults() const {
+    return tcLocked(*m_model)->faults.records();
+}
+
 std::string tcVirtualHead::summary() const {
     return tcLocked(*m_model)->summary();
 }
@@ -214,18 +231,18 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withRail(std::string_view rail, doub
     if (!(volts >= 0)) {
         throw std::invalid_argument("virtual head: a supply has 0 V or more");
     }
-    m_options->railVolts[static_cast<std::size_t>(requireRail(rail))] = volts;
+    m_options->conditions.rails[static_cast<std::size_t>(requireRail(rail))].settledVolts = volts;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withRailOffset(std::string_view rail, double volts) {
     return withRail(rail, nominalVolts(requireRail(rail)) + volts);
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withoutAdc() {
-    m_options->adcPresent = false;
+    m_options->conditions.adcError = ENXIO;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withoutI2cBus() {
-    m_options->i2cPresent = false;
+    m_options->conditions.i2cPresent = false;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withGpioChip(std::string_view path) {
@@ -233,15 +250,15 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withGpioChip(std::string_view path) 
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withoutGpioChip() {
-    m_options->gpioPresent = false;
+    m_options->conditions.gpioPresent = false;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withoutGpioLine(std::string_view name) {
-    m_options->missingLines.emplace_back(name);
+    m_options->conditions.missingLines |= 1U << requireLine(name);
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withBusyGpioLine(std::string_view name) {
-    m_options->busyLines.emplace_back(name);
+    m_options->conditions.busyLines |= 1U << requireLine(name);
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSpiDevice(std::string_view path) {
@@ -249,11 +266,11 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSpiDevice(std::string_view path)
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withoutSpiDevice() {
-    m_options->spiPresent = false;
+    m_options->conditions.spiPresent = false;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSpiSettingsRefused() {
-    m_options->spiSettingsRefused = true;
+    m_options->conditions.spiSettingsRefused = true;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSpiTransfersFailing(std::uint64_t nth, int error) {
@@ -262,16 +279,20 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSpiTransfersFailing(std::uint64_
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withMemOpenFailing(int error) {
-    m_options->memOpenError = error;
+    m_options->conditions.memOpenError = error;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withMapFailing(std::uint32_t physicalAddress,
                                                            int error) {
-    m_options->unmappable.emplace_back(physicalAddress, error);
+    const std::optional<std::size_t> page = pageOf(physicalAddress);
+    if (!page) {
+        throwNoRegister(physicalAddress);
+    }
+    m_options->conditions.mapErrors[*page] = error;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSilentCore(teCore core) {
-    m_options->fpga.silent[static_cast<std::size_t>(core)] = true;
+    m_options->conditions.silent[static_cast<std::size_t>(core)] = true;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSystemId(std::uint32_t first,
@@ -281,11 +302,11 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withSystemId(std::uint32_t first,
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withPllFlagAfter(tePllFlag flag,
                                                              std::chrono::nanoseconds time) {
-    m_options->link.pllNs[static_cast<std::size_t>(flag)] = linkTime(time);
+    m_options->conditions.link.pllNs[static_cast<std::size_t>(flag)] = linkTime(time);
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withPllAfter(std::chrono::nanoseconds time) {
-    m_options->link.pllNs.fill(linkTime(time));
+    m_options->conditions.link.pllNs.fill(linkTime(time));
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withStuckLane(unsigned lane) {
@@ -293,19 +314,19 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withStuckLane(unsigned lane) {
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withLaneAfter(unsigned lane,
                                                           std::chrono::nanoseconds time) {
-    m_options->link.laneNs[requireLane(lane)] = linkTime(time);
+    m_options->conditions.link.laneNs[requireLane(lane)] = linkTime(time);
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withLanesAfter(std::chrono::nanoseconds time) {
-    m_options->link.laneNs.fill(linkTime(time));
+    m_options->conditions.link.laneNs.fill(linkTime(time));
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withLanePolarity(std::uint32_t inverted) {
-    m_options->link.polarity = inverted;
+    m_options->conditions.link.polarity = inverted;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withAlignmentAfter(std::chrono::nanoseconds time) {
-    m_options->link.alignmentNs = linkTime(time);
+    m_options->conditions.link.alignmentNs = linkTime(time);
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withScene(const std::string& path) {
@@ -336,6 +357,21 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withFailingCallsFrom(teCall kind,
                                                                  std::string_view device,
                                                                  std::uint64_t nth, int error) {
     m_options->failures.push_back({kind, std::string(device), nth, true, error});
+    return *this;
+}
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withFault(const tsFault& fault) {
+    tsFaultError error;
+    const std::optional<tsPlannedFault> plan = plannedFault(fault, error);
+    if (!plan) {
+        throw std::invalid_argument("virtual head: fault " + fault.name + ": " + error.key +
+                                    (error.value.empty() ? "" : " = " + error.value) + ": " +
+                                    error.why);
+    }
+    if (std::any_of(m_options->faults.begin(), m_options->faults.end(),
+                    [&](const tsPlannedFault& known) { return known.name == fault.name; })) {
+        throw std::invalid_argument("virtual head: it has a fault " + fault.name + " already");
+    }
+    m_options->faults.push_back(*plan);
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withRealTime() {

@@ -162,6 +162,18 @@ struct tsShadowDifference {
     std::string why;                     ///< for example "lost: the sensor was asleep"
 };
 
+/// Something that goes wrong while the head runs. The texts are those of a scenario's section
+/// "[Fault NAME]"; docs/scenarios.md has all of them. Of faults that last at the same time and set
+/// the same thing, the one that was named later wins.
+struct tsFault {
+    std::string name = {};  ///< of your choice, without line breaks
+    std::string what = {};  ///< for example "lanes 3 7 lost"
+    std::string at = {};    ///< begins: milliseconds since the head was built, "450"
+    std::string after = {}; ///< begins: with an event of the log, "3 GPIO RESET_B = 1"
+    std::string lasts = {}; ///< ends: milliseconds after it began (`for` in a scenario)
+    std::string until = {}; ///< ends: a time as `at`, or an event as `after`
+};
+
 class tcModel;
 
 /// The head. It answers the process's device files for as long as this object lives; there is at
@@ -260,6 +272,16 @@ public:
     void failCall(teCall kind, std::string_view device, std::uint64_t nth, int error);
     /// As `failCall`, for the nth and every later call.
     void failCallsFrom(teCall kind, std::string_view device, std::uint64_t nth, int error);
+
+    /// What became of a fault.
+    struct tsFaultRecord {
+        std::string name;
+        std::optional<std::chrono::nanoseconds> began; ///< empty: it never did
+        std::optional<std::chrono::nanoseconds> ended; ///< empty: it lasts, or never began
+        friend bool operator==(const tsFaultRecord&, const tsFaultRecord&) = default;
+    };
+    /// \return every fault of the head, in the order in which they were named
+    [[nodiscard]] std::vector<tsFaultRecord> faults() const;
 
     /// \return what the head saw, as text: supplies, sensor, link, clock, counts, violations
     [[nodiscard]] std::string summary() const;
@@ -370,6 +392,12 @@ public:
     /// As `tcVirtualHead::failCallsFrom`.
     tcVirtualHeadBuilder& withFailingCallsFrom(teCall kind, std::string_view device,
                                                std::uint64_t nth, int error);
+
+    // --- Faults that come and go ---
+
+    /// \throws std::invalid_argument with what is allowed, for a text that says no fault, and for
+    ///         a name that is there already
+    tcVirtualHeadBuilder& withFault(const tsFault& fault);
 
     // --- Time, log, scenario ---
 

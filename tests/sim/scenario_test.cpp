@@ -196,9 +196,10 @@ TEST(Scenario, AbsentThingsAreAbsent) {
 TEST(Scenario, AnErrorNamesTheKeyAndWhatIsAllowed) {
     EXPECT_EQ(errorOf("[Supplies]\nVDD5 = 5\n"),
               "[Supplies] VDD5: unknown key; allowed are VDD1.2, VDD3.3AVDDH, VDD3.3SVDD");
-    EXPECT_EQ(errorOf("[Lens]\nzoom = 5\n"),
-              "[Lens] zoom: unknown section; allowed are [Supplies], [ADC], [GPIO], [SPI], "
-              "[Memory], [FPGA], [Link], [Scene], [Defects], [Time], [Failures], [Files]");
+    EXPECT_EQ(
+        errorOf("[Lens]\nzoom = 5\n"),
+        "[Lens] zoom: unknown section; allowed are [Supplies], [ADC], [GPIO], [SPI], "
+        "[Memory], [FPGA], [Link], [Scene], [Defects], [Time], [Failures], [Files], [Fault NAME]");
     EXPECT_EQ(errorOf("[Supplies]\nVDD1.2 = much\n"),
               "[Supplies] VDD1.2 = much: allowed is volts, for example `2.9`, or an offset with "
               "its sign, `-0.2`");
@@ -214,6 +215,48 @@ TEST(Scenario, AnErrorNamesTheKeyAndWhatIsAllowed) {
     EXPECT_EQ(errorOf("[Failures]\nx = read /dev/i2c-1 1 short\n"), "");
     EXPECT_EQ(errorOf("[Supplies]\nthis is no key\n"),
               "line 2 is neither a [section], a KEY = VALUE nor a ; comment");
+}
+
+TEST(Scenario, FaultsComeInTheirOrder) {
+    const tcFile file("[Fault lanes lost]\nwhat = lanes 3 7 lost\nat = 450\nfor = 20\n"
+                      "[Fault reset]\nwhat = line RESET_B busy\nafter = 2 GPIO EXT_TRIG_EN = 1\n"
+                      "until = 1 GPIO EXT_TRIG_EN = 0\n");
+    const auto head = sim::aVirtualHead().withScenario(file.path()).build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    const tcDescriptor trigger = requestOutput(chip.get(), lines::kTrigger, 0);
+    std::string seen;
+    for (const int level : {1, 0, 1, 0, 1}) {
+        EXPECT_EQ(setLevel(trigger, level), 0);
+        seen += requestOutput(chip.get(), lines::kReset, 0).valid() ? "free " : "busy ";
+    }
+    EXPECT_EQ(seen, "free free busy free free ");
+    usleep(1'000'000);
+    EXPECT_THAT(head.timedLines(sim::teEventKind::note),
+                ElementsAre("[    0.000000000] NOTE fault reset begins",
+                            "[    0.000000000] NOTE fault reset ends",
+                            "[    0.450000000] NOTE fault lanes lost begins",
+                            "[    0.470000000] NOTE fault lanes lost ends"));
+}
+
+TEST(Scenario, AnErrorOfAFaultNamesIt) {
+    EXPECT_THAT(errorOf("[Fault x]\nwhat = lanes 30 lost\n"),
+                testing::StartsWith("[Fault x] what = lanes 30 lost: allowed is `PLL never`, "));
+    EXPECT_EQ(errorOf("[Fault x]\nwhere = here\n"),
+              "[Fault x] where: unknown key; allowed are what, at, after, for, until");
+    EXPECT_THAT(errorOf("[Fault x]\nat = 5\n"),
+                testing::StartsWith("[Fault x] what: is missing; allowed is `PLL never`, "));
+    EXPECT_EQ(errorOf("[Fault x]\nwhat = ADC floats\nat = 5\nat = 6\n"),
+              "[Fault x] at = 6: allowed is at once");
+    EXPECT_EQ(errorOf("[Fault x]\nwhat = ADC floats\nat = 5\nafter = SLEEP\n"),
+              "[Fault x] after = SLEEP: allowed is at or after, not both");
+    EXPECT_EQ(errorOf("[Fault x]\nwhat = ADC floats\nfor = never\n"),
+              "[Fault x] for = never: allowed is milliseconds, more than 0");
+    EXPECT_EQ(errorOf("[Fault x]\nwhat = ADC floats\nafter = LENS 5\n"),
+              "[Fault x] after = LENS 5: allowed is `N EVENT`, or `EVENT` for the first one: the "
+              "words with which a line of the log begins, for example `3 GPIO RESET_B = 1`");
+    EXPECT_THAT(errorOf("[Fault]\nwhat = ADC floats\n"), testing::HasSubstr("unknown section"));
+    EXPECT_THAT(errorOf("[GPIO]\nbusy = RESET_C\n"), testing::HasSubstr("allowed is names of"));
+    EXPECT_THAT(errorOf("[Memory]\nunmappable = 0xFF217004\n"), testing::HasSubstr("allowed is"));
 }
 
 TEST(Scenario, WrongValuesOfEveryKeyAreRefused) {
