@@ -24,14 +24,18 @@ control_file() { # PACKAGE FILE
     dpkg-deb --info "$packages/${1}_${version}_$architecture.deb" "$2"
 }
 
-rm -rf "$packages"
-mkdir -p "$packages"
-log=$packages/cpack.log
-cpack --config "$build/CPackConfig.cmake" -B "$packages" >"$log" 2>&1 || {
-    cat "$log"
-    exit 1
+make_packages() { # FOLDER
+    local log=$1/cpack.log
+    rm -rf "$1"
+    mkdir -p "$1"
+    cpack --config "$build/CPackConfig.cmake" -B "$1" >"$log" 2>&1 || {
+        cat "$log"
+        exit 1
+    }
+    rm -rf "$1/_CPack_Packages"
 }
-rm -rf "$packages/_CPack_Packages"
+export SOURCE_DATE_EPOCH=1767323045 # 2 January 2026, 03:04:05
+make_packages "$packages"
 architecture=$(dpkg-deb --field "$(find "$packages" -name 'libvarnox0_*.deb')" Architecture)
 
 expect "packages" "$(cd "$packages" && ls ./*.deb)" "$(printf "./%s_${version}_$architecture.deb\n" "${names[@]}" | sort)"
@@ -98,6 +102,13 @@ given_files() {
     done
 }
 expect "files" "$(diff <(expected_files | sort) <(given_files | sort))" ""
+
+# The same date gives the same bytes, a second later and in another folder.
+make_packages "$packages/again"
+for archive in "$packages"/*.deb; do
+    cmp "$archive" "$packages/again/${archive##*/}" || failed=1
+done
+rm -rf "$packages/again"
 
 # For every user, and for root alone to change.
 modes() {
