@@ -616,6 +616,21 @@ std::optional<tsPlannedFault> plannedFault(const tsFault& fault, tsFaultError& e
     return plan;
 }
 
+std::vector<std::string> faultKinds() {
+    std::vector<std::string> forms;
+    for (const tsFaultKind& kind : kKinds) {
+        forms.emplace_back(kind.form);
+    }
+    return forms;
+}
+
+std::optional<std::size_t> faultKindOf(const std::string& what) {
+    tsFaultNumbers numbers;
+    const tsFaultKind* kind = kindOf(text::words(what), numbers);
+    return kind == nullptr ? std::nullopt
+                           : std::optional(static_cast<std::size_t>(kind - kKinds.data()));
+}
+
 std::string faultsMarkdown() {
     std::string text =
         "\n## [Fault NAME]\n\n"

@@ -439,6 +439,11 @@ struct tsReplacedFile {
 /// \throws std::runtime_error with file, key and what is allowed, for any key of the scenario
 [[nodiscard]] SIM_API std::vector<tsReplacedFile> replacedFiles(const std::string& scenarioPath);
 
+/// \return the forms of everything that a fault can be, as docs/scenarios.md has them
+[[nodiscard]] SIM_API std::vector<std::string> faultKinds();
+/// \param what as `tsFault::what` \return its index in `faultKinds`; empty when it is none
+[[nodiscard]] SIM_API std::optional<std::size_t> faultKindOf(const std::string& what);
+
 /// A rule of the checker.
 struct tsRule {
     const char* name;   ///< as violations name it
