@@ -16,6 +16,7 @@ foreach(component ${CPACK_COMPONENTS_ALL})
   file(GLOB manuals ${tree}/man/man*/*)
   execute_process(COMMAND gzip -9n ${documents}/changelog ${manuals} COMMAND_ERROR_IS_FATAL ANY)
   file(CHMOD ${documents}/changelog.gz PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
-  file(CHMOD_RECURSE ${tree}/doc DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
-       GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  # Whatever the umask of who makes them.
+  execute_process(COMMAND find ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr -type d -exec chmod 755 "{}" +
+                  COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

@@ -24,8 +24,10 @@ control_file() { # PACKAGE FILE
     dpkg-deb --info "$packages/${1}_${version}_$architecture.deb" "$2"
 }
 
-make_packages() { # FOLDER
-    local log=$1/cpack.log
+# By a user who lets nobody else read what he makes: the packages' files are for everybody all the same.
+make_packages() ( # FOLDER
+    log=$1/cpack.log
+    umask 077
     rm -rf "$1"
     mkdir -p "$1"
     cpack --config "$build/CPackConfig.cmake" -B "$1" >"$log" 2>&1 || {
@@ -33,7 +35,7 @@ make_packages() { # FOLDER
         exit 1
     }
     rm -rf "$1/_CPack_Packages"
-}
+)
 export SOURCE_DATE_EPOCH=1767323045 # 2 January 2026, 03:04:05
 make_packages "$packages"
 architecture=$(dpkg-deb --field "$(find "$packages" -name 'libvarnox0_*.deb')" Architecture)
