@@ -66,6 +66,15 @@ bool tcFaults::change() {
     return any;
 }
 
+void tcFaults::tellWhatNeverStruck() {
+    for (const tsRunning& fault : m_faults) {
+        if (!m_over && fault.stage == teStage::waiting) {
+            tell(fault, " never struck");
+        }
+    }
+    m_over = true;
+}
+
 void tcFaults::tell(const tsRunning& fault, const char* what) {
     tcText text;
     text.add("fault ").add(fault.planned.name).add(what);

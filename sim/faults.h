@@ -83,6 +83,8 @@ public:
     bool change();
     /// An event of the log, which a fault may wait for.
     void sees(const tsLogEvent& event);
+    /// The run is over: what never struck is worth a note, once.
+    void tellWhatNeverStruck();
     [[nodiscard]] std::vector<tcVirtualHead::tsFaultRecord> records() const;
 
 private:
@@ -104,6 +106,7 @@ private:
     tsConditions m_healthy;
     tsConditions m_now;
     std::vector<tsRunning> m_faults;
+    bool m_over = false;
 };
 
 } // namespace sim

@@ -90,6 +90,7 @@ void report() {
     // What happened since the last call.
     s_model->recordFrames();
     s_model->lookAround();
+    s_model->faults.tellWhatNeverStruck();
     s_model->journal.state(s_model->journal.clock.now(), "END");
     writeFile(variable(launch::kReport), s_model->summary());
     writeFile(variable(launch::kFrames), s_model->recorder.bytes());

@@ -45,6 +45,7 @@ struct tsRun {
     std::vector<tsWrite> writes;
     std::vector<tsTraceLine> violations;
     std::vector<tsTraceLine> failures;
+    std::vector<tsTraceLine> faults;
     std::uint64_t endNs = 0;
 };
 
@@ -68,6 +69,8 @@ private:
         const bool failed = line.text.find(" failed ") != std::string::npos;
         if (what == "VIOLATION") {
             m_run.violations.push_back(line);
+        } else if (what == "NOTE" && line.words.size() > 2 && line.words[1] == "fault") {
+            m_run.faults.push_back(line);
         } else if (failed) {
             m_run.failures.push_back(line);
         }
@@ -402,6 +405,7 @@ constexpr const char* kHead =
 std::string report(const std::vector<tsTraceLine>& trace) {
     const tsRun run = tcRunReader().read(trace);
     return kHead + stages(run) + delays(run) + link(run) +
+           listed("faults", "Faults of the scenario", run.faults) +
            listed("violations", "Violations", run.violations) +
            listed("failures", "Calls that failed", run.failures) + registers(run) +
            "</body>\n</html>\n";

@@ -220,13 +220,14 @@ std::string realText(double value) {
 void tcDump::addRail(const tsTraceLine& line) {
     constexpr double microvolts = 1e6;
     const std::size_t rail = wire(line.words[1]);
-    const double from = m_volts[rail];
+    double from = m_volts[rail];
     const double to = static_cast<double>(numberFrom(line.words[2])) / microvolts;
     const std::uint64_t riseNs = numberFrom(line.words[3]);
-    // A rail that is switched off while it rises does not go on rising.
+    // A rail that turns on its way goes on from where it is.
     auto& changes = m_wires[rail].changes;
     while (changes.size() > 1 && changes.back().first > line.timeNs) {
         changes.pop_back();
+        from = std::stod(changes.back().second);
     }
     const std::uint64_t steps = riseNs == 0 ? 1 : kRampSteps;
     for (std::uint64_t step = 1; step <= steps; ++step) {

@@ -64,6 +64,43 @@ TEST(ValueChangeDump, ShowsLines) {
     EXPECT_THAT(changesOf(dump, "RESET_B"), ElementsAre("0 0", "1000 1"));
 }
 
+TEST(ValueChangeDump, ShowsASupplyThatDroopsAndComesBack) {
+    auto head = sim::aVirtualHead()
+                    .withStateEvents()
+                    .withFault({.name = "droop",
+                                .what = "rail VDD1.2 droops 0.8 over 8",
+                                .at = "1",
+                                .until = "6.9"})
+                    .build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    const tcDescriptor core = requestOutput(chip.get(), lines::kCore, 1);
+    head.advance(std::chrono::milliseconds(20));
+    std::vector<std::string> fromTheDroopOn;
+    for (const std::string& change :
+         changesOf(dumpOf(head.timedLines(sim::teEventKind::state)), "VDD1.2")) {
+        if (std::stoul(change) > 1'000'000) {
+            fromTheDroopOn.push_back(change);
+        }
+    }
+    // Twenty steps of 0.4 ms and 0.04 V, the last of which do not come.
+    EXPECT_THAT(fromTheDroopOn,
+                ElementsAre("1400000 1.16", "1800000 1.12", "2200000 1.08", "2600000 1.04",
+                            "3000000 1", "3400000 0.96", "3800000 0.92", "4200000 0.88",
+                            "4600000 0.84", "5000000 0.8", "5400000 0.76", "5800000 0.72",
+                            "6200000 0.68", "6600000 0.64", "6900000 1.2"));
+}
+
+TEST(ValueChangeDump, ShowsASupplyThatTurnsFromWhereItIs) {
+    const std::string dump =
+        dumpOf({"[    0.000000000] STATE VDD1.2 1200000 0",
+                "[    0.000001000] STATE VDD1.2 200000 20000",    // 50 mV a microsecond
+                "[    0.000011500] STATE VDD1.2 1100000 40000"}); // from 0.7 V, 10 mV a microsecond
+    const std::vector<std::string> changes = changesOf(dump, "VDD1.2");
+    EXPECT_EQ(changes[11], "11000 0.7");
+    EXPECT_EQ(changes[12], "13500 0.72");
+    EXPECT_EQ(changes.back(), "51500 1.1");
+}
+
 TEST(ValueChangeDump, ShowsASupplyThatRisesAndIsSwitchedOffOnTheWay) {
     const std::string dump =
         dumpOf({"[    0.000000000] STATE VDD1.2 1200000 20000",

@@ -1,5 +1,6 @@
 // The page about a run, read by a browser.
 
+#include <fstream>
 #include <gmock/gmock.h>
 #include <regex>
 
@@ -88,6 +89,18 @@ TEST_F(RunReport, NamesTheLaneThatDidNotLock) {
     EXPECT_THAT(rows, testing::Contains("lane 2|4.000 ms"));
     EXPECT_THAT(rows, testing::IsSupersetOf({"PLL locked|3.000 ms", "aligned|never"}));
     EXPECT_THAT(page, HasSubstr("<tr class=\"bad\"><td>lane 3</td><td>never</td></tr>"));
+}
+
+TEST_F(RunReport, NamesTheFaultsThatStruckAndThoseThatDidNot) {
+    const tcTemporaryDirectory folder;
+    const std::string scenario = (folder.path() / "faults.ini").string();
+    std::ofstream(scenario) << "[Fault brief]\nwhat = ADC floats\nat = 1\nfor = 2\n"
+                               "[Fault typo]\nwhat = ADC floats\nafter = GPIO RESTE_B = 1\n";
+    const std::string page = make("--scenario " + scenario, "-c init");
+    EXPECT_THAT(rowsOf(page, "faults"), testing::IsSupersetOf({"1.000 ms|NOTE fault brief begins",
+                                                               "3.000 ms|NOTE fault brief ends"}));
+    EXPECT_THAT(page, HasSubstr("NOTE fault typo never struck</td>"));
+    EXPECT_THAT(rowsOf(page, "faults"), testing::SizeIs(3));
 }
 
 TEST_F(RunReport, NamesFieldsWithOldAndNewValue) {

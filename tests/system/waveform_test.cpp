@@ -121,6 +121,40 @@ TEST_F(Waveform, AnAnalyzerReadsTheMonitorsConversions) {
                                  conversion("AC", "0A", "8F"));
 }
 
+// Levels of a wire of one bit: "TIME LEVEL", in nanoseconds.
+std::vector<std::string> levelsOf(const std::string& dump, const std::string& wire) {
+    std::string code;
+    std::string time;
+    std::vector<std::string> levels;
+    for (const std::string& line : linesOf(dump)) {
+        if (line.starts_with("$var wire 1 ") && line.ends_with(" " + wire + " $end")) {
+            code = line.substr(12, line.find(' ', 12) - 12);
+        } else if (line.starts_with("#")) {
+            time = line.substr(1);
+        } else if (!code.empty() && line.size() > 1 && line.substr(1) == code) {
+            levels.push_back(time + " " + line.substr(0, 1));
+        }
+    }
+    return levels;
+}
+
+TEST_F(Waveform, ShowsLanesThatAreLostWhilePicturesAreTaken) {
+    const std::string scenario =
+        std::string(HEAD_SOURCE_DIRECTORY) + "/data/scenarios/lanes-lost.ini";
+    const tsOutcome result = runOnHead("--scenario " + scenario + " --vcd " + m_dump.string() +
+                                           " --log " + m_log.string(),
+                                       camhostCommand("-c init -c start -c stop"));
+    ASSERT_EQ(result.status, 0) << result.output;
+    EXPECT_THAT(contentOf(m_log),
+                testing::HasSubstr("[    0.397486600] NOTE fault lanes lost begins\n"));
+    EXPECT_THAT(contentOf(m_log),
+                testing::HasSubstr("[    0.417486600] NOTE fault lanes lost ends\n"));
+    const std::string dump = contentOf(m_dump);
+    EXPECT_THAT(levelsOf(dump, "LANE3-LOCK"), ElementsAre("0 0", "343272200 1", "397486600 0"));
+    EXPECT_THAT(levelsOf(dump, "LANE7-LOCK"), ElementsAre("0 0", "343272200 1", "397486600 0"));
+    EXPECT_THAT(levelsOf(dump, "LANE4-LOCK"), ElementsAre("0 0", "343272200 1"));
+}
+
 TEST_F(Waveform, IsDrawnAsAPicture) {
     initialize();
     const std::filesystem::path picture = m_folder.path() / "run.svg";
