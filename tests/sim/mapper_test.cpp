@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "sim/virtual_head.h"
-#include "tests/sim/mapper.h"
+#include "tests/support/mapper.h"
 
 namespace {
 
