@@ -105,6 +105,48 @@ given_files() {
 }
 expect "files" "$(diff <(expected_files | sort) <(given_files | sort))" ""
 
+# A change log with a release in it, and one that says what no package could.
+changelog=$(mktemp)
+trap 'rm -f "$changelog"' EXIT
+cat >"$changelog" <<'END'
+# Changelog
+
+What changed.
+
+## [0.2.0] - unreleased
+
+### Added
+
+- An item that goes on
+  in a second line, and is longer than a line of a Debian change log may be.
+
+## [0.1.0] - 2027-01-31
+
+### Fixed
+
+- One.
+- Two.
+END
+expect "change log" "$(scripts/debian-changelog.sh "$changelog" source 'Name <name@host.example>')" \
+    'source (0.2.0) UNRELEASED; urgency=medium
+
+  [ Added ]
+  * An item that goes on in a second line, and is longer than a line of a
+    Debian change log may be.
+
+ -- Name <name@host.example>  Fri, 02 Jan 2026 03:04:05 +0000
+
+source (0.1.0) stable; urgency=medium
+
+  [ Fixed ]
+  * One.
+  * Two.
+
+ -- Name <name@host.example>  Sun, 31 Jan 2027 00:00:00 +0000'
+echo 'Neither heading nor item' >>"$changelog"
+! scripts/debian-changelog.sh "$changelog" source 'Name <name@host.example>' >/dev/null 2>&1 ||
+    expect "a line that is neither heading nor item" "taken" "refused"
+
 # The same date gives the same bytes, a second later and in another folder.
 make_packages "$packages/again"
 for archive in "$packages"/*.deb; do
