@@ -79,7 +79,6 @@ void tcSupplies::enable(teRail rail, bool on, bool requested) {
             teRule::supplyOffRunning,
             text.add(factsOf(rail).line).add(" went low while RESET_B is high").view());
     }
-    changes(rail);
     m_on[at] = on;
     m_switchedNs[at] = m_journal.clock.now();
     changed(rail);
@@ -89,25 +88,15 @@ void tcSupplies::setRails(const tcRails& rails) {
     for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
         const auto at = static_cast<std::size_t>(rail);
         if (m_rails[at] != rails[at]) {
-            changes(rail);
             m_rails[at] = rails[at];
             changed(rail);
         }
     }
 }
 
-// The voltage is a straight line between two bends. Where it jumps, what was up stays up if it is
-// up afterwards.
-void tcSupplies::changes(teRail rail) {
-    m_upBefore[static_cast<std::size_t>(rail)] = upNs(rail);
-}
-
+// The voltage jumps, or its line begins anew.
 void tcSupplies::changed(teRail rail) {
-    const auto at = static_cast<std::size_t>(rail);
-    m_changedNs[at] = m_journal.clock.now();
-    if (!up(rail)) {
-        m_upBefore[at].reset();
-    }
+    m_changedNs[static_cast<std::size_t>(rail)] = m_journal.clock.now();
 }
 
 void tcSupplies::fall() {
@@ -266,11 +255,8 @@ std::optional<std::uint64_t> tcSupplies::nextFallNs() const {
 }
 
 std::optional<std::uint64_t> tcSupplies::upNs(teRail rail) const {
-    const auto at = static_cast<std::size_t>(rail);
-    if (!up(rail)) {
-        return std::nullopt;
-    }
-    return m_upBefore[at] ? m_upBefore[at] : crossingNs(rail, m_changedNs[at], true);
+    return up(rail) ? crossingNs(rail, m_changedNs[static_cast<std::size_t>(rail)], true)
+                    : std::nullopt;
 }
 
 std::optional<std::uint64_t> tcSupplies::awakeNs() const {

@@ -62,7 +62,8 @@ public:
     [[nodiscard]] double target(teRail rail) const;
     /// \return how long the rail takes to that voltage from when it changed last [ns]
     [[nodiscard]] std::uint64_t targetNs(teRail rail) const;
-    /// \return when the rail reached what the sensor needs [ns]; empty while it has not
+    /// \return when the rail reached what the sensor needs, or its voltage last changed since then
+    ///         [ns]; empty while it has not
     [[nodiscard]] std::optional<std::uint64_t> upNs(teRail rail) const;
     /// \return when the sensor woke [ns]; empty while it is not awake
     [[nodiscard]] std::optional<std::uint64_t> awakeNs() const;
@@ -81,15 +82,13 @@ private:
     [[nodiscard]] std::array<std::uint64_t, 5> bends(teRail rail) const;
     [[nodiscard]] std::optional<std::uint64_t> crossingNs(teRail rail, std::uint64_t fromNs,
                                                           bool upwards) const;
-    void changes(teRail rail);
     void changed(teRail rail);
     void checkSwitchOn(teRail rail);
     void checkRelease();
 
     tcJournal& m_journal;
     tcRails m_rails;
-    std::array<std::uint64_t, kRails> m_changedNs{};               // when it last left its line
-    std::array<std::optional<std::uint64_t>, kRails> m_upBefore{}; // up since, across that change
+    std::array<std::uint64_t, kRails> m_changedNs{}; // when its voltage last jumped or turned
     std::array<bool, kRails> m_on{};
     std::array<std::uint64_t, kRails> m_switchedNs{};
     bool m_released = false;

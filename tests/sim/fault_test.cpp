@@ -222,6 +222,23 @@ TEST(Fault, KeepsItsTimeInRealTime) {
                             "[    0.008000000] NOTE fault a ends"));
 }
 
+TEST(Fault, DoesNotGoBackInRealTimeBehindWhatItsEventDid) {
+    const auto head =
+        sim::aVirtualHead()
+            .withRealTime()
+            .withStateEvents()
+            .withFault({.name = "a", .what = "ADC floats", .after = "GPIO PS_1.2V_EN out 1"})
+            .build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    const tcDescriptor core = requestOutput(chip.get(), lines::kCore, 1);
+    const auto events = head.log(teEventKind::gpio | teEventKind::state | teEventKind::note);
+    ASSERT_GE(events.size(), 3U);
+    EXPECT_EQ(events[0].text, "GPIO PS_1.2V_EN out 1");
+    EXPECT_THAT(events[1].text, testing::StartsWith("STATE VDD1.2 1200000 "));
+    EXPECT_EQ(events[2].text, "NOTE fault a begins");
+    EXPECT_GE(events[2].time, events[1].time);
+}
+
 // --- Several at a time ---
 
 std::vector<double> voltsEvery10ms(const sim::tcVirtualHead& head) {
@@ -699,6 +716,29 @@ TEST_F(LinkFault, WhatIsLockedStaysSoWhenNothingLocksAnyMore) {
     sleepTo(200ms);
     EXPECT_EQ(status(), 0xFU);
     EXPECT_EQ(lanes(), 0xFFFU);
+}
+
+TEST_F(LinkFault, LaterOfTwoFaultsOfOneLaneWins) {
+    make({{.name = "lanes", .what = "lanes 3 4 lost"},
+          {.name = "lane", .what = "lanes 3 late 10"},
+          {.name = "pll", .what = "PLL lost"},
+          {.name = "late", .what = "PLL late 1"},
+          {.name = "alignment", .what = "alignment never"},
+          {.name = "found", .what = "alignment late 2", .at = at(50ms)},
+          {.name = "healthy", .what = "lanes 4 late 0", .at = at(20ms)}});
+    train();
+    EXPECT_EQ(status(), 7U);
+    sleepTo(12'999'999ns);
+    EXPECT_EQ(lanes(), 0xFE7U);
+    sleepTo(13ms);
+    EXPECT_EQ(lanes(), 0xFEFU);
+    sleepTo(20ms);
+    EXPECT_EQ(lanes(), 0xFFFU);
+    m_user->frameControl.write(11, 0xFFF);
+    sleepTo(51'999'999ns);
+    EXPECT_EQ(status(), 7U);
+    sleepTo(52ms);
+    EXPECT_EQ(status(), 0xFU);
 }
 
 TEST_F(LinkFault, PolarityOfALaneTurnsRound) {
