@@ -618,6 +618,7 @@ std::optional<tsPlannedFault> plannedFault(const tsFault& fault, tsFaultError& e
 
 std::vector<std::string> faultKinds() {
     std::vector<std::string> forms;
+    forms.reserve(kKinds.size());
     for (const tsFaultKind& kind : kKinds) {
         forms.emplace_back(kind.form);
     }

@@ -27,8 +27,7 @@ constexpr std::uint64_t kKnownFlags =
 
 void copyName(char* destination, std::string_view name) {
     std::memset(destination, 0, GPIO_MAX_NAME_SIZE);
-    std::memcpy(destination, name.data(),
-                std::min<std::size_t>(name.size(), GPIO_MAX_NAME_SIZE - 1));
+    name.copy(destination, GPIO_MAX_NAME_SIZE - 1);
 }
 
 // Flags and output value of the line at an index of its request: the first attribute that names
