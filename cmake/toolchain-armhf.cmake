@@ -20,5 +20,5 @@ add_link_options(-Wl,-rpath-link,${head_libraries} -Wl,-rpath-link,${HEAD_SYSROO
 
 # The emulator gets its library path: with a foreign libc installed as well, -L alone mixes two.
 set(CMAKE_CROSSCOMPILING_EMULATOR
-    qemu-arm -cpu cortex-a9 -L /usr/arm-linux-gnueabihf -E
+    qemu-arm-static -cpu cortex-a9 -L /usr/arm-linux-gnueabihf -E
     LD_LIBRARY_PATH=/usr/arm-linux-gnueabihf/lib:${head_libraries}:${HEAD_SYSROOT}/lib/arm-linux-gnueabihf)

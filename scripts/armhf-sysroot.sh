@@ -10,6 +10,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev libbenchmark1debian
     libedit-dev libedit2 libbsd-dev libbsd0 libmd-dev libmd0 libtinfo6 libncurses-dev libncurses6 libncursesw6
     libpng-dev libpng16-16 zlib1g-dev zlib1g
+    i2c-tools libi2c0 spi-tools
     libcli11-dev libasio-dev nlohmann-json3-dev googletest
 )
 stamp=$folder/.packages

@@ -20,7 +20,7 @@ protected:
 };
 
 TEST_F(Tools, I2cTransferReadsAConversion) {
-    const tsOutcome result = onHead("i2ctransfer -y 1 w1@0x49 0x8c r2");
+    const tsOutcome result = onHead(I2C_TRANSFER " -y 1 w1@0x49 0x8c r2");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output, "0x0f 0xff\n"); // the reference has just been switched on
     EXPECT_THAT(linesOf(contentOf(m_log)),
@@ -30,20 +30,20 @@ TEST_F(Tools, I2cTransferReadsAConversion) {
 }
 
 TEST_F(Tools, I2cTransferHearsNobodyAtAnotherAddress) {
-    const tsOutcome result = onHead("i2ctransfer -y 1 w1@0x48 0x8c");
+    const tsOutcome result = onHead(I2C_TRANSFER " -y 1 w1@0x48 0x8c");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "Error: Sending messages failed: No such device or address\n");
 }
 
 TEST_F(Tools, SpiConfigShowsThePortsSettings) {
-    const tsOutcome result = onHead("spi-config -d /dev/spidev1.0 -q");
+    const tsOutcome result = onHead(SPI_CONFIG " -d /dev/spidev1.0 -q");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output, "/dev/spidev1.0: mode=0, lsb=0, bits=8, speed=1000000, spiready=0\n");
 }
 
 TEST_F(Tools, SpiPipeSendsBytesThatASleepingSensorDoesNotHear) {
     const tsOutcome result =
-        onHead("sh -c 'printf \"\\017\\271\\004\\066\" | spi-pipe -d /dev/spidev1.0 -s 10000000 "
+        onHead("sh -c 'printf \"\\017\\271\\004\\066\" | " SPI_PIPE " -d /dev/spidev1.0 -s 10000000 "
                "-b 4 -n 1 | od -An -tx1'");
     EXPECT_EQ(result.status, 9); // words of eight bits, and no power
     EXPECT_THAT(result.output, HasSubstr(" 00 00 00 00\n"));
