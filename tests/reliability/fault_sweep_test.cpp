@@ -89,6 +89,11 @@ tsExpected powerFails(int result, std::string report, std::vector<std::string> b
     return {result, {std::move(report)}, std::move(before), false};
 }
 
+/// Where the call stands among those of its kind, from 0.
+std::size_t placeOf(const tsFault& fault) {
+    return static_cast<std::size_t>(fault.nth - 1);
+}
+
 tsExpected spiFault(const tsFault& fault, const std::vector<std::string>& frames) {
     // The port's settings are read, changed and written back; from then on there are messages.
     constexpr std::array kSettings{"RD_MODE32",        "RD_LSB_FIRST",   "RD_BITS_PER_WORD",
@@ -99,7 +104,7 @@ tsExpected spiFault(const tsFault& fault, const std::vector<std::string>& frames
         return powerFails(6, who + "open" + because(fault.error), {"4 Failed to open spidev"});
     }
     if (fault.nth <= kSettings.size()) {
-        const std::string setting = kSettings[fault.nth - 1];
+        const std::string setting = kSettings[placeOf(fault)];
         if (fault.error == EINVAL && setting.ends_with("MODE32")) {
             return {}; // an old kernel: the request of eight bits does it
         }
@@ -109,9 +114,9 @@ tsExpected spiFault(const tsFault& fault, const std::vector<std::string>& frames
     const std::string report = who + "SPI_IOC_MESSAGE" + because(fault.error);
     // Lost frames are reported, no more: the sensor cannot be asked. Only the one that switches the
     // lanes on for a link training shows.
-    const std::string& lost = frames.at(fault.nth - kSettings.size() - 1);
+    const std::string& lost = frames.at(placeOf(fault) - kSettings.size());
     if (lost == frames.at(90)) { // 0x10, lanes on: initialize, start, both clocks
-        const auto index = fault.nth - kSettings.size() - 1;
+        const std::size_t index = placeOf(fault) - kSettings.size();
         const auto before =
             std::count(frames.begin(), frames.begin() + static_cast<int>(index), lost);
         if (before == 0) {
@@ -127,7 +132,7 @@ tsExpected spiFault(const tsFault& fault, const std::vector<std::string>& frames
 struct tsLine {
     const char* name;
     const char* place;
-    std::uint64_t ioctls; ///< chip, every line up to this one, and the request of the line
+    std::size_t ioctls; ///< chip, every line up to this one, and the request of the line
 };
 constexpr std::array kLines{
     tsLine{"PS_1.2V_EN", "/dev/gpiochip0 line 5", 8},
@@ -164,11 +169,11 @@ tsExpected lineRefused(std::size_t line, const char* operation, int error) {
 
 tsExpected gpioFault(const tsFault& fault) {
     if (fault.call == teCall::open) { // each line is looked up, then requested
-        const std::size_t line = (fault.nth - 1) / 2;
+        const std::size_t line = placeOf(fault) / 2;
         return fault.nth % 2 == 1 ? lineNotFound(line, "open", fault.error)
                                   : lineRefused(line, "open", fault.error);
     }
-    std::uint64_t nth = fault.nth;
+    std::size_t nth = placeOf(fault) + 1;
     for (std::size_t line = 0; line < kLines.size(); ++line) {
         if (nth == 1) {
             return lineNotFound(line, "GPIO_GET_CHIPINFO", fault.error);
@@ -214,7 +219,7 @@ tsExpected memoryFault(const tsFault& fault) {
                                               {16, "0xFF215000"},
                                               {16, "0xFF213000"},
                                               {16, "0xFF212000"}}};
-    const tsBlock& block = kBlocks.at(fault.nth - 1);
+    const tsBlock& block = kBlocks.at(placeOf(fault));
     const bool opens = fault.call == teCall::open;
     std::string report;
     if (block.base == nullptr) {
