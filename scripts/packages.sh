@@ -10,4 +10,4 @@ test_packages=(
     sigrok-cli i2c-tools spi-tools chromium dpkg-dev lintian
 )
 # The target: cross compiler and emulator.
-target_packages=(g++-arm-linux-gnueabihf qemu-user)
+target_packages=(g++-arm-linux-gnueabihf qemu-user-static)

@@ -111,6 +111,20 @@ TEST(BadPixelReplacement, IsNotInitializedWhenABlockIsMissingOrTheCoreIsSilent) 
     unusable(aVirtualHead().withSilentCore(sim::teCore::badPixel).build());
 }
 
+TEST_F(BadPixelReplacementTest, ShowsItsRegistersInOneOrderWhateverTheCompiler) {
+    core.setRoi(kFullFrame);
+    head.clearLog();
+    const std::string shown = stdoutOf([&] { core.dumpRegisters(); });
+    EXPECT_THAT(head.lines(),
+                ElementsAre("READ 0xFF215204 0x00010000", "READ 0xFF215000 0x00000001",
+                            "READ 0xFF215004 0x00000001", "READ 0xFF215008 0x00000000",
+                            "READ 0xFF21500C 0x08080A20", "READ 0xFF215014 0x12000000",
+                            "READ 0xFF215010 0x00000000", "READ 0xFF212004 0x00000000"));
+    EXPECT_EQ(shown, "tcBadPixelReplacement at 0xFF215000: revision 0x00010000, control "
+                     "0x00000001, status 0x00000001, origin 0x00000000, size 0x08080A20, buffer "
+                     "0x12000000, pixels 0, in force 0\n");
+}
+
 TEST_F(BadPixelReplacementTest, IsHeldInResetAndLetGo) {
     core.reset(true);
     EXPECT_EQ(head.fpgaWord(kControl), 0x80000001U);

@@ -97,6 +97,18 @@ TEST(Pwm, SaysWhichCoreIsNotThere) {
               "tcPwm frame start at 0xFF211000: the core is not there\n");
 }
 
+TEST_F(PwmTest, ShowsItsRegistersInOneOrderWhateverTheCompiler) {
+    pwm.setPeriodTime(1000);
+    pwm.setDutyClks(10);
+    head.clearLog();
+    const std::string shown = stdoutOf([&] { pwm.dumpRegisters(); });
+    EXPECT_THAT(head.lines(),
+                ElementsAre("READ 0xFF211204 0x00010000", "READ 0xFF211000 0x00000000",
+                            "READ 0xFF211004 0x00008CA0", "READ 0xFF211008 0x0000000A"));
+    EXPECT_EQ(shown, "tcPwm at 0xFF211000: revision 0x00010000, control 0x00000000, "
+                     "period 36000 clocks, pulse 10 clocks\n");
+}
+
 TEST_F(PwmTest, SwitchesItsPulsesOnAndOff) {
     pwm.setPeriodTime(1000);
     head.clearLog();

@@ -39,13 +39,13 @@ tsRun run(const std::string& command) {
 const std::string kSource = HEAD_SOURCE_DIRECTORY;
 
 std::string launcher(const std::string& scenario, const std::string& options = "") {
-    return std::string(HEAD_LAUNCHER) + " --scenario " + scenario +
-           " --workdir " + kSource + "/data " + options + " -- ";
+    return std::string(HEAD_LAUNCHER) + " --scenario " + scenario + " --workdir " + kSource +
+           "/data " + options + " -- ";
 }
 
 std::string camhost(const std::string& arguments) {
-    return std::string(HEAD_CAMHOST) + " --plugin " + HEAD_PLUGIN +
-           " --spi /dev/spidev1.0 " + arguments;
+    return std::string(HEAD_CAMHOST) + " --plugin " + HEAD_PLUGIN + " --spi /dev/spidev1.0 " +
+           arguments;
 }
 
 tsRun mainJob(const std::string& scenario, const std::string& options = "") {

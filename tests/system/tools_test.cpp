@@ -42,9 +42,9 @@ TEST_F(Tools, SpiConfigShowsThePortsSettings) {
 }
 
 TEST_F(Tools, SpiPipeSendsBytesThatASleepingSensorDoesNotHear) {
-    const tsOutcome result =
-        onHead("sh -c 'printf \"\\017\\271\\004\\066\" | " SPI_PIPE " -d /dev/spidev1.0 -s 10000000 "
-               "-b 4 -n 1 | od -An -tx1'");
+    const tsOutcome result = onHead("sh -c 'printf \"\\017\\271\\004\\066\" | " SPI_PIPE
+                                    " -d /dev/spidev1.0 -s 10000000 "
+                                    "-b 4 -n 1 | od -An -tx1'");
     EXPECT_EQ(result.status, 9); // words of eight bits, and no power
     EXPECT_THAT(result.output, HasSubstr(" 00 00 00 00\n"));
     EXPECT_THAT(contentOf(m_log), HasSubstr("] SPI 0F B9 04 36\n"));

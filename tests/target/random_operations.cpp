@@ -107,13 +107,18 @@ std::string hexadecimal(std::uint32_t value) {
 std::string anySettings(tcChance& chance) {
     constexpr std::array<const char*, 6> odd{"# comment\n", "\n",       "12\n",
                                              "junk here\n", "0x5G 1\n", "FFFFF FFFFFFFFF\n"};
-    std::string text = "10 0\nB0 " + hexadecimal(static_cast<std::uint32_t>(chance.upTo(2000))) +
-                       "\n400 " + hexadecimal(static_cast<std::uint32_t>(chance.upTo(5000))) +
-                       "\nD8 " + (chance.oneIn(2) ? "2D90F" : "1E60A") + "\n";
+    const auto line = [&](const std::string& address, std::uint32_t value) {
+        return address + " " + hexadecimal(value) + "\n";
+    };
+    // One choice a statement: the order within one is the compiler's affair.
+    std::string text = "10 0\n";
+    text += line("B0", static_cast<std::uint32_t>(chance.upTo(2000)));
+    text += line("400", static_cast<std::uint32_t>(chance.upTo(5000)));
+    text += line("D8", chance.oneIn(2) ? 0x2D90F : 0x1E60A);
     for (int lines = chance.upTo(30); lines > 0; --lines) {
-        text += chance.oneIn(6)
-                    ? chance.of(odd)
-                    : hexadecimal(chance.bits() % 0x400) + " " + hexadecimal(chance.bits()) + "\n";
+        const std::uint32_t address = chance.bits() % 0x400;
+        const std::uint32_t value = chance.bits();
+        text += chance.oneIn(6) ? chance.of(odd) : line(hexadecimal(address), value);
     }
     return text;
 }
@@ -147,9 +152,14 @@ sim::tcVirtualHeadBuilder anyHead(tcChance& chance) {
     auto builder = sim::aVirtualHead();
     builder.withQuietViolations().withLogCapacity(std::size_t{1} << 17);
     for (int faults = chance.oneIn(2) ? 0 : 1 + chance.upTo(1); faults > 0; --faults) {
+        // Each choice is a statement of its own: the order of arguments is the compiler's affair.
+        const int first = chance.upTo(900'000);
+        const int second = chance.upTo(900'000);
+        const std::uint32_t bits = chance.bits();
         switch (chance.upTo(9)) {
         case 0:
-            builder.withRailOffset(chance.of(rails), (chance.upTo(600) - 300) / 1000.0);
+            builder.withRailOffset(rails[static_cast<std::size_t>(first % 3)],
+                                   (second % 601 - 300) / 1000.0);
             break;
         case 1:
             builder.withoutAdc();
@@ -164,24 +174,23 @@ sim::tcVirtualHeadBuilder anyHead(tcChance& chance) {
             builder.withSpiSettingsRefused();
             break;
         case 5:
-            builder.withLaneAfter(static_cast<unsigned>(chance.upTo(11)),
-                                  chance.oneIn(2) ? sim::kNever
-                                                  : std::chrono::milliseconds(chance.upTo(200)));
+            builder.withLaneAfter(
+                bits % 12, first % 2 == 0 ? sim::kNever : std::chrono::milliseconds(second % 201));
             break;
         case 6:
-            builder.withLanePolarity(chance.bits() & 0xFFF);
+            builder.withLanePolarity(bits & 0xFFF);
             break;
         case 7:
-            builder.withPllFlagAfter(static_cast<sim::tePllFlag>(chance.upTo(2)),
-                                     std::chrono::microseconds(chance.upTo(900'000)));
+            builder.withPllFlagAfter(static_cast<sim::tePllFlag>(bits % 3),
+                                     std::chrono::microseconds(first));
             break;
         case 8:
-            builder.withAlignmentAfter(std::chrono::microseconds(chance.upTo(900'000)));
+            builder.withAlignmentAfter(std::chrono::microseconds(first));
             break;
         default:
-            builder.withFailingCall(sim::teCall::ioctl, chance.of(devices),
-                                    static_cast<std::uint64_t>(1 + chance.upTo(120)),
-                                    chance.of(errors));
+            builder.withFailingCall(sim::teCall::ioctl, devices[bits % 3],
+                                    static_cast<std::uint64_t>(1 + first % 121),
+                                    errors[static_cast<std::size_t>(second % 6)]);
             break;
         }
     }

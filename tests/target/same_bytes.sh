@@ -13,14 +13,24 @@ if [ ! -x "$one" ]; then
 fi
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-mkdir "$folder/one" "$folder/other"
-# Each in a working directory of its own, from an environment that is the same.
-(cd "$folder/one" && "$one" "$seed" "$boards" "$operations" >out 2>err)
-(cd "$folder/other" && "${emulator[@]}" "$other" "$seed" "$boards" "$operations" >out 2>err)
+# Each in a working directory of its own. Arguments: the directory, the program.
+run() {
+    local status=0
+    mkdir "$1"
+    (cd "$1" && "${@:2}" "$seed" "$boards" "$operations" >out 2>err) || status=$?
+    if [ "$status" -ne 0 ]; then
+        echo "seed $seed: ${*:2} ended with status $status:" >&2
+        tail -n 20 "$1/err" >&2
+        exit 1
+    fi
+}
+run "$folder/one" "$one"
+run "$folder/other" "${emulator[@]}" "$other"
 for file in out err; do
     if ! cmp "$folder/one/$file" "$folder/other/$file"; then
         echo "seed $seed; $one < > $other:" >&2
-        diff "$folder/one/$file" "$folder/other/$file" | head -n 20 >&2
+        diff "$folder/one/$file" "$folder/other/$file" >"$folder/difference" || true
+    head -n 20 "$folder/difference" >&2
         exit 1
     fi
 done

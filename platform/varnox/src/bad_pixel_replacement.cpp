@@ -164,14 +164,19 @@ void tcBadPixelReplacement::dumpRegisters() const {
         std::cout << title + ": the core is not there\n";
         return;
     }
-    std::cout << title + ": revision " + hexText(m_control.read(coreIdentity::kRevisionWord)) +
-                     ", control " + hexText(m_control.read(kControlWord)) + ", status " +
-                     hexText(m_control.read(kStatusWord)) + ", origin " +
-                     hexText(m_control.read(kRoiOriginWord)) + ", size " +
-                     hexText(m_control.read(kRoiSizeWord)) + ", buffer " +
-                     hexText(m_control.read(kBufferWord)) + ", pixels " +
-                     std::to_string(m_control.read(kEntriesWord)) + ", in force " +
-                     std::to_string(m_takeOver.read(kInForceWord)) + "\n";
+    // One load a statement: the order within one is the compiler's affair.
+    const std::uint32_t revision = m_control.read(coreIdentity::kRevisionWord);
+    const std::uint32_t control = m_control.read(kControlWord);
+    const std::uint32_t status = m_control.read(kStatusWord);
+    const std::uint32_t origin = m_control.read(kRoiOriginWord);
+    const std::uint32_t size = m_control.read(kRoiSizeWord);
+    const std::uint32_t buffer = m_control.read(kBufferWord);
+    const std::uint32_t pixels = m_control.read(kEntriesWord);
+    const std::uint32_t inForce = m_takeOver.read(kInForceWord);
+    std::cout << title + ": revision " + hexText(revision) + ", control " + hexText(control) +
+                     ", status " + hexText(status) + ", origin " + hexText(origin) + ", size " +
+                     hexText(size) + ", buffer " + hexText(buffer) + ", pixels " +
+                     std::to_string(pixels) + ", in force " + std::to_string(inForce) + "\n";
 }
 
 bool tcBadPixelReplacement::usable(const char* operation) const {

@@ -88,8 +88,12 @@ void tcPwm::dumpRegisters() const {
         std::cout << m_title + ": the core is not there\n";
         return;
     }
-    std::cout << m_title + ": revision " + hexText(m_registers.read(coreIdentity::kRevisionWord)) +
-                     ", control " + hexText(m_registers.read(kControlWord)) + ", period " +
-                     std::to_string(m_registers.read(kPeriodWord)) + " clocks, pulse " +
-                     std::to_string(m_registers.read(kDutyWord)) + " clocks\n";
+    // One load a statement: the order within one is the compiler's affair.
+    const std::uint32_t revision = m_registers.read(coreIdentity::kRevisionWord);
+    const std::uint32_t control = m_registers.read(kControlWord);
+    const std::uint32_t period = m_registers.read(kPeriodWord);
+    const std::uint32_t duty = m_registers.read(kDutyWord);
+    std::cout << m_title + ": revision " + hexText(revision) + ", control " + hexText(control) +
+                     ", period " + std::to_string(period) + " clocks, pulse " +
+                     std::to_string(duty) + " clocks\n";
 }
