@@ -95,7 +95,9 @@ tcLines productErrors(const tcLines& lines) {
     bool head = false;
     for (const std::string& line : lines) {
         head = line.starts_with("virtual head: ") || (head && line.starts_with("  "));
-        if (!head && !line.starts_with("camhost: command line: ")) {
+        const bool others = line.starts_with("camhost: command line: ") ||
+                            line.starts_with("qemu: "); // the emulator's word on a fatal signal
+        if (!head && !others) {
             result.push_back(line);
         }
     }
