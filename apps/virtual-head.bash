@@ -4,7 +4,7 @@ _virtual_head() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i
     local options="--help --version --scenario --workdir --log --summary --vcd --report --draw
         --time --frames
-        --max-frames --scene --print-registers
+        --record --replay --hardware --max-frames --scene --print-registers
         --print-rules --print-scenario-keys -h"
     COMPREPLY=()
     # After -- comes the program with arguments of its own.
@@ -28,7 +28,7 @@ _virtual_head() {
     --workdir | --frames)
         mapfile -t COMPREPLY < <(compgen -d -- "$word")
         ;;
-    --log | --summary | --vcd | --report | --draw)
+    --log | --record | --replay | --summary | --vcd | --report | --draw)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         ;;
     --time)

@@ -27,6 +27,7 @@
 #include "sim/drawing.h"
 #include "sim/frame_writer.h"
 #include "sim/launch.h"
+#include "sim/recording.h"
 #include "sim/report.h"
 #include "sim/trace.h"
 #include "sim/virtual_head.h"
@@ -39,6 +40,7 @@ namespace fs = std::filesystem;
 constexpr int kUsageError = 2;
 // camhost, the usual program, ends with 0 to 8: nothing of the head may be taken for its own.
 constexpr int kViolations = 9;
+constexpr int kDiffers = 10; // from the recording that is played
 constexpr int kNotStarted = 127;
 constexpr int kKilledBase = 128; // plus the signal, as shells say it
 
@@ -54,6 +56,9 @@ struct tsArguments {
     std::string frames;
     unsigned maxFrames = 10;
     std::string scene;
+    std::string record;
+    std::string replay;
+    bool hardware = false;
     bool printRegisters = false;
     bool printRules = false;
     bool printScenarioKeys = false;
@@ -175,6 +180,10 @@ struct tsOrders {
     std::string verdict;
     std::string frames;
     std::string maxFrames;
+    std::string record;
+    std::string replay;
+    std::string claims;
+    bool hardware = false;
 };
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& program, const fs::path& folder,
@@ -186,6 +195,10 @@ struct tsOrders {
     setVariable(kLog, orders.log);
     setVariable(kFrames, orders.frames);
     setVariable(kMaxFrames, orders.maxFrames);
+    setVariable(kRecord, orders.record);
+    setVariable(kReplay, orders.replay);
+    setVariable(kClaims, orders.claims);
+    setVariable(kHardware, orders.hardware ? "1" : "");
     setVariable(kTrace, orders.trace);
     setVariable(kReport, orders.report);
     setVariable(kVerdict, orders.verdict);
@@ -361,6 +374,49 @@ void writeEach(const std::string& path, const std::vector<std::string>& traces, 
     }
 }
 
+// The recordings of a run: FILE, FILE.2, ... one a process.
+std::string recordingOf(const std::string& path, unsigned process) {
+    return process == 1 ? path : path + "." + std::to_string(process);
+}
+
+// Recordings of an earlier run would be taken for this one's.
+void clearRecordings(const std::string& path) {
+    startFile(path);
+    for (unsigned process = 1; !path.empty() && fs::remove(recordingOf(path, process)); ++process) {
+    }
+}
+
+void checkRecordings(const std::string& path) {
+    for (unsigned process = 1; process == 1 || fs::exists(recordingOf(path, process)); ++process) {
+        try {
+            static_cast<void>(sim::readRecording(recordingOf(path, process)));
+        } catch (const std::runtime_error& error) {
+            throw tcUsageError(error.what());
+        }
+    }
+}
+
+// \return a line for each recording that no process of the program has played
+std::string unplayed(const std::string& path, const std::string& claims) {
+    std::string text;
+    for (unsigned process = 1; fs::exists(recordingOf(path, process)); ++process) {
+        if (!fs::exists(recordingOf(claims, process))) {
+            text += "virtual-head: " + recordingOf(path, process) +
+                    ": not played: no process of the program opened a device\n";
+        }
+    }
+    return text;
+}
+
+// The status of a program that was answered from a recording.
+int statusOfReplay(const tsArguments& arguments, const tsOrders& orders, int status,
+                   bool cutShort) {
+    const std::string left = unplayed(arguments.replay, orders.claims);
+    std::cerr << left << std::flush;
+    const bool differs = cutShort || !left.empty();
+    return status == 0 && differs ? kDiffers : status;
+}
+
 bool wantsTrace(const tsArguments& arguments) {
     return !arguments.vcd.empty() || !arguments.report.empty();
 }
@@ -384,6 +440,10 @@ int run(const tsArguments& arguments) {
         layOut(folder, temporary.path() / "work", replaced);
         folder = temporary.path() / "work";
     }
+    clearRecordings(arguments.record);
+    if (!arguments.replay.empty()) {
+        checkRecordings(arguments.replay);
+    }
     startFile(arguments.log);
     startFile(arguments.vcd);
     startFile(arguments.report);
@@ -395,7 +455,11 @@ int run(const tsArguments& arguments) {
                           (temporary.path() / "report").string(),
                           (temporary.path() / "verdict").string(),
                           writer ? (temporary.path() / "frames").string() : "",
-                          std::to_string(arguments.maxFrames)};
+                          std::to_string(arguments.maxFrames),
+                          absolute(arguments.record),
+                          absolute(arguments.replay),
+                          (temporary.path() / "played").string(),
+                          arguments.hardware};
     pid_t child = 0;
     const int error = startProgram(resolved(arguments.program), folder, orders, child);
     const int status = waitFor(child);
@@ -405,7 +469,8 @@ int run(const tsArguments& arguments) {
         return kNotStarted;
     }
     std::string report = allOf(temporary.path(), "report.");
-    if (report.empty()) {
+    const bool saysItself = !arguments.replay.empty() && status == kDiffers;
+    if (report.empty() && !saysItself) {
         report = "what the virtual head saw\n  unknown: the program was killed, or did not load "
                  "the head's library (is it\n  statically linked?)\n";
     }
@@ -421,6 +486,9 @@ int run(const tsArguments& arguments) {
         writeEach(arguments.report, traces, sim::report);
     }
     const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;
+    if (!arguments.replay.empty()) {
+        return statusOfReplay(arguments, orders, status, violated);
+    }
     return status == 0 && violated ? kViolations : status;
 }
 
@@ -444,12 +512,26 @@ void declare(CLI::App& app, tsArguments& arguments) {
     app.add_option("--scene", arguments.scene,
                    "PNG picture before the sensor; default: the scenario's, or the test chart")
         ->needs(frames);
+    auto* const record =
+        app.add_option("--record", arguments.record, "file for every call on the device files");
+    auto* const replay =
+        app.add_option("--replay", arguments.replay, "recording that answers in place of the head");
+    auto* const hardware = app.add_flag("--hardware", arguments.hardware,
+                                        "record the machine's own devices, no virtual head");
+    hardware->needs(record);
+    // Without a model there is nothing wrong with it, and nothing to be seen of it.
+    for (const char* modelled :
+         {"--scenario", "--log", "--vcd", "--report", "--time", "--frames"}) {
+        app.get_option(modelled)->excludes(replay)->excludes(hardware);
+    }
+    record->excludes(replay);
     app.add_flag("--print-registers", arguments.printRegisters, "print the register reference");
     app.add_flag("--print-rules", arguments.printRules, "print the rules of the head");
     app.add_flag("--print-scenario-keys", arguments.printScenarioKeys,
                  "print the keys of a scenario");
     app.footer("Usage: virtual-head [OPTIONS] -- PROGRAM [ARGUMENTS]\n"
                "Exit status: the program's; 9 when that is 0 and a rule of the head was broken;\n"
+               "10 when that is 0 and the program did not do all that the recording says;\n"
                "2 for wrong usage; 127 when the program cannot be started.");
 }
 

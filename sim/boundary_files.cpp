@@ -21,6 +21,7 @@
 #include "sim/mmio.h"
 #include "sim/model.h"
 #include "sim/real_calls.h"
+#include "sim/taped.h"
 #include "sim/text.h"
 
 namespace sim {
@@ -56,21 +57,28 @@ Result finish(Result result) {
     return result;
 }
 
+int openModelled(tcModel& head, const char* path, int flags) {
+    const std::optional<teDevice> device = head.deviceAt(path);
+    int result = -ENOENT;
+    if (device) {
+        const int refusal = head.count(teCall::open, *device);
+        const int error = refusal != 0 ? refusal : head.openError(*device);
+        g_descriptors.sweep(head);
+        result = error != 0 ? -error : g_descriptors.open(*device, flags);
+    }
+    head.journal.event(teLine::open, 0, 0, result < 0 ? -result : 0, path);
+    return result;
+}
+
 int openDevice(const char* path, int flags) {
     const tcHeadAccess head;
     if (!head) {
         return -ENOENT;
     }
-    const std::optional<teDevice> device = head->deviceAt(path);
-    int result = -ENOENT;
-    if (device) {
-        const int refusal = head->count(teCall::open, *device);
-        const int error = refusal != 0 ? refusal : head->openError(*device);
-        g_descriptors.sweep(*head);
-        result = error != 0 ? -error : g_descriptors.open(*device, flags);
+    if (taped::wanted(*head)) {
+        return taped::open(*head, path, flags, [&] { return openModelled(*head, path, flags); });
     }
-    head->journal.event(teLine::open, 0, 0, result < 0 ? -result : 0, path);
-    return result;
+    return openModelled(*head, path, flags);
 }
 
 int anyOpen(const char* path, int flags, mode_t mode) {
@@ -162,7 +170,7 @@ int gpioIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argu
     return result;
 }
 
-int headIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument) {
+int modelledIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument) {
     const int refusal = head.count(teCall::ioctl, file.device);
     int result = -ENOTTY;
     switch (file.device) {
@@ -185,6 +193,15 @@ int headIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argu
     return result;
 }
 
+int headIoctl(tcModel& head, tsOpenFile& file, int descriptor, std::uint32_t request,
+              void* argument) {
+    if (taped::wanted(head)) {
+        return taped::ioctl(head, file, descriptor, request, argument,
+                            [&] { return modelledIoctl(head, file, request, argument); });
+    }
+    return modelledIoctl(head, file, request, argument);
+}
+
 // In real time a message keeps its caller busy, outside the lock.
 void spendWireTime(std::uint64_t durationNs) {
     const std::uint64_t end = real::monotonicNs() + durationNs;
@@ -203,7 +220,8 @@ int anyIoctl(int descriptor, unsigned long request, void* argument) {
             if (file != nullptr) {
                 ours = true;
                 head->timePassed();
-                result = headIoctl(*head, *file, static_cast<std::uint32_t>(request), argument);
+                result = headIoctl(*head, *file, descriptor, static_cast<std::uint32_t>(request),
+                                   argument);
                 if (file->device == teDevice::spi && head->options().wireTime) {
                     wireNs = head->spi.lastWireNs();
                 }
@@ -222,59 +240,86 @@ ssize_t i2cLength(int result, std::size_t count) {
     return result < 0 ? result : static_cast<ssize_t>(result == -kShort ? count / 2 : count);
 }
 
-ssize_t headRead(tcModel& head, const tsOpenFile& file, void* buffer, std::size_t count) {
+ssize_t modelledRead(tcModel& head, const tsOpenFile& file, std::span<std::uint8_t> buffer) {
     const int refusal = head.count(teCall::read, file.device);
     if (file.device == teDevice::i2c) {
-        const int result =
-            head.adc.read(file.i2cAddress, {static_cast<std::uint8_t*>(buffer), count}, refusal);
+        const int result = head.adc.read(file.i2cAddress, buffer, refusal);
         head.adc.stop();
-        return i2cLength(result, count);
+        return i2cLength(result, buffer.size());
     }
     if (refusal == 0) {
-        unknownCall(head, file.device, "read of bytes", static_cast<std::uint32_t>(count));
+        unknownCall(head, file.device, "read of bytes", static_cast<std::uint32_t>(buffer.size()));
     }
     return refusal != 0 ? -refusal : -EINVAL;
 }
 
-ssize_t headWrite(tcModel& head, const tsOpenFile& file, const void* buffer, std::size_t count) {
+ssize_t modelledWrite(tcModel& head, const tsOpenFile& file, std::span<const std::uint8_t> bytes) {
     const int refusal = head.count(teCall::write, file.device);
-    const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(buffer), count);
     if (file.device == teDevice::i2c) {
         const int result = head.adc.write(file.i2cAddress, bytes, refusal);
         head.adc.stop();
-        return i2cLength(result, count);
+        return i2cLength(result, bytes.size());
     }
     if (file.device == teDevice::spi) {
         return head.spi.write(bytes, refusal);
     }
     if (refusal == 0) {
-        unknownCall(head, file.device, "write of bytes", static_cast<std::uint32_t>(count));
+        unknownCall(head, file.device, "write of bytes", static_cast<std::uint32_t>(bytes.size()));
     }
     return refusal != 0 ? -refusal : -EINVAL;
 }
 
-int mappingError(tcModel& head, const tsOpenFile& file, std::uint32_t address, std::size_t length,
-                 int protection, int flags) {
+ssize_t headRead(tcModel& head, const tsOpenFile& file, int descriptor,
+                 std::span<std::uint8_t> buffer) {
+    if (taped::wanted(head)) {
+        return taped::read(head, file, descriptor, buffer,
+                           [&] { return modelledRead(head, file, buffer); });
+    }
+    return modelledRead(head, file, buffer);
+}
+
+ssize_t headWrite(tcModel& head, const tsOpenFile& file, int descriptor,
+                  std::span<const std::uint8_t> bytes) {
+    if (taped::wanted(head)) {
+        return taped::write(head, file, descriptor, bytes,
+                            [&] { return modelledWrite(head, file, bytes); });
+    }
+    return modelledWrite(head, file, bytes);
+}
+
+int mappingError(tcModel& head, const tsOpenFile& file, const taped::tsMapping& mapping) {
     const auto page = static_cast<std::uint32_t>(::getpagesize());
-    if (length == 0 || address % page != 0) {
+    if (mapping.length == 0 || mapping.physicalAddress % page != 0) {
         return EINVAL;
     }
-    if ((protection & PROT_WRITE) != 0 && (file.flags & O_ACCMODE) == O_RDONLY) {
+    if ((mapping.protection & PROT_WRITE) != 0 && (file.flags & O_ACCMODE) == O_RDONLY) {
         return EACCES;
     }
-    const std::uint32_t offset = address - fpgaAddresses::kRegion;
-    if (offset >= fpgaAddresses::kRegionLength || length > fpgaAddresses::kRegionLength - offset) {
+    const std::uint32_t offset = mapping.physicalAddress - fpgaAddresses::kRegion;
+    if (offset >= fpgaAddresses::kRegionLength ||
+        mapping.length > fpgaAddresses::kRegionLength - offset) {
         tcText text;
-        text.add("a mapping of ").decimal(length).add(" bytes at ").hex(address, 8);
+        text.add("a mapping of ").decimal(mapping.length).add(" bytes at ");
+        text.hex(mapping.physicalAddress, 8);
         head.journal.violation(teRule::memoryRange, text.view());
         return EPERM;
     }
-    if ((file.flags & O_SYNC) != O_SYNC || (flags & MAP_SHARED) == 0) {
+    if ((file.flags & O_SYNC) != O_SYNC || (mapping.flags & MAP_SHARED) == 0) {
         tcText text;
-        text.add("registers at ").hex(address, 8).add(" were mapped cached or private");
-        head.journal.violation(teRule::memoryCached, text.view());
+        text.add("registers at ").hex(mapping.physicalAddress, 8);
+        head.journal.violation(teRule::memoryCached,
+                               text.add(" were mapped cached or private").view());
     }
-    return head.mapError(address);
+    return head.mapError(mapping.physicalAddress);
+}
+
+int modelledMap(tcModel& head, const tsOpenFile& file, const taped::tsMapping& mapping) {
+    const int refusal = head.count(teCall::mmap, file.device);
+    if (file.device != teDevice::memory) {
+        unknownCall(head, file.device, "mmap of bytes", static_cast<std::uint32_t>(mapping.length));
+        return -ENODEV;
+    }
+    return refusal != 0 ? -refusal : -mappingError(head, file, mapping);
 }
 
 // On 32-bit targets a file offset is signed: addresses above 2 GiB arrive as negative numbers.
@@ -282,26 +327,27 @@ std::uint32_t physicalFrom(std::int64_t offset) {
     return static_cast<std::uint32_t>(static_cast<std::uint64_t>(offset) & 0xFFFF'FFFF);
 }
 
-void* headMap(tcModel& head, const tsOpenFile& file, std::size_t length, int protection, int flags,
-              std::int64_t offset) {
-    const int refusal = head.count(teCall::mmap, file.device);
-    if (file.device != teDevice::memory) {
-        unknownCall(head, file.device, "mmap of bytes", static_cast<std::uint32_t>(length));
-        errno = ENODEV;
-        return MAP_FAILED;
-    }
-    const std::uint32_t address = physicalFrom(offset);
+// Registers are seen one by one whoever answers: the program's own pages are inaccessible.
+int mapPages(const taped::tsMapping& mapping, void*& pages) {
     const auto page = static_cast<std::size_t>(::getpagesize());
-    const std::size_t whole = (length + page - 1) / page * page;
+    installTrap();
+    pages = g_mappings.map(mapping.physicalAddress, (mapping.length + page - 1) / page * page);
+    return pages == nullptr ? errno : 0;
+}
+
+void* headMap(tcModel& head, const tsOpenFile& file, int descriptor,
+              const taped::tsMapping& mapping) {
+    const auto answer = [&] { return modelledMap(head, file, mapping); };
     int error =
-        refusal != 0 ? refusal : mappingError(head, file, address, length, protection, flags);
+        -(taped::wanted(head) ? taped::map(head, file, descriptor, mapping, answer) : answer());
     void* pages = nullptr;
     if (error == 0) {
-        installTrap();
-        pages = g_mappings.map(address, whole);
-        error = pages == nullptr ? errno : 0;
+        error = mapPages(mapping, pages);
     }
-    head.journal.event(teLine::map, address, length, error, head.pathOf(file.device));
+    if (file.device == teDevice::memory) {
+        head.journal.event(teLine::map, mapping.physicalAddress, mapping.length, error,
+                           head.pathOf(file.device));
+    }
     if (error != 0) {
         errno = error;
         return MAP_FAILED;
@@ -315,10 +361,21 @@ void* anyMmap(void* address, std::size_t length, int protection, int flags, int 
         const tcHeadAccess head;
         tsOpenFile* file = head ? g_descriptors.find(descriptor) : nullptr;
         if (file != nullptr) {
-            return headMap(*head, *file, length, protection, flags, offset);
+            return headMap(*head, *file, descriptor,
+                           {physicalFrom(offset), length, protection, flags});
         }
     }
     return real::mmap(address, length, protection, flags, descriptor, offset);
+}
+
+int headUnmap(tcModel& head, std::uint32_t physicalAddress, std::size_t length) {
+    const auto answer = [&] {
+        const int refusal = head.count(teCall::munmap, teDevice::memory);
+        head.journal.event(teLine::unmap, physicalAddress, length, refusal,
+                           head.pathOf(teDevice::memory));
+        return -refusal;
+    };
+    return taped::wanted(head) ? taped::unmap(head, physicalAddress, length, answer) : answer();
 }
 
 int anyMunmap(void* address, std::size_t length) {
@@ -330,18 +387,26 @@ int anyMunmap(void* address, std::size_t length) {
         std::uint32_t physical = 0;
         if (head && !g_mappings.empty() && start % page == 0 && length != 0) {
             if (const std::optional<std::uint32_t> first = g_mappings.physical(start)) {
-                const int refusal = head->count(teCall::munmap, teDevice::memory);
-                head->journal.event(teLine::unmap, *first, length, refusal,
-                                    head->pathOf(teDevice::memory));
-                if (refusal != 0) {
-                    errno = refusal;
-                    return -1;
+                if (const int result = headUnmap(*head, *first, length); result != 0) {
+                    return finish(result);
                 }
             }
             g_mappings.unmap(start, whole, physical);
         }
     }
     return real::munmap(address, length);
+}
+
+int closeModelled(tcModel& head, const tsOpenFile& file, int descriptor) {
+    const int refusal = head.count(teCall::close, file.device);
+    const bool wasLine = file.isLineRequest;
+    const teDevice device = file.device;
+    real::close(descriptor); // gone in any case, as in Linux
+    if (!wasLine) {
+        head.journal.event(teLine::close, 0, 0, refusal, head.pathOf(device));
+    }
+    g_descriptors.sweep(head);
+    return -refusal;
 }
 
 int closeDevice(int descriptor, bool& ours) {
@@ -351,15 +416,8 @@ int closeDevice(int descriptor, bool& ours) {
         return 0;
     }
     ours = true;
-    const int refusal = head->count(teCall::close, file->device);
-    const bool wasLine = file->isLineRequest;
-    const teDevice device = file->device;
-    real::close(descriptor); // gone in any case, as in Linux
-    if (!wasLine) {
-        head->journal.event(teLine::close, 0, 0, refusal, head->pathOf(device));
-    }
-    g_descriptors.sweep(*head);
-    return -refusal;
+    const auto answer = [&] { return closeModelled(*head, *file, descriptor); };
+    return taped::wanted(*head) ? taped::close(*head, *file, descriptor, answer) : answer();
 }
 
 mode_t modeFrom(int flags, std::va_list arguments) {
@@ -455,7 +513,8 @@ SIM_API ssize_t read(int descriptor, void* buffer, std::size_t count) {
         sim::tsOpenFile* file = head ? sim::g_descriptors.find(descriptor) : nullptr;
         if (file != nullptr) {
             head->timePassed();
-            return sim::finish(sim::headRead(*head, *file, buffer, count));
+            return sim::finish(sim::headRead(*head, *file, descriptor,
+                                             {static_cast<std::uint8_t*>(buffer), count}));
         }
     }
     return sim::real::read(descriptor, buffer, count);
@@ -467,7 +526,8 @@ SIM_API ssize_t write(int descriptor, const void* buffer, std::size_t count) {
         sim::tsOpenFile* file = head ? sim::g_descriptors.find(descriptor) : nullptr;
         if (file != nullptr) {
             head->timePassed();
-            return sim::finish(sim::headWrite(*head, *file, buffer, count));
+            return sim::finish(sim::headWrite(*head, *file, descriptor,
+                                              {static_cast<const std::uint8_t*>(buffer), count}));
         }
     }
     return sim::real::write(descriptor, buffer, count);

@@ -8,6 +8,7 @@
 #include "sim/export.h"
 #include "sim/model.h"
 #include "sim/real_calls.h"
+#include "sim/taped.h"
 
 namespace sim {
 
@@ -38,7 +39,7 @@ bool isMonotonic(clockid_t clock) {
 }
 
 // Sleeps. \param leftNs what is left when a signal came \return 0 or errno
-int sleepFor(std::uint64_t durationNs, std::uint64_t& leftNs) {
+int sleepReally(std::uint64_t durationNs, std::uint64_t& leftNs) {
     leftNs = 0;
     int error = 0;
     std::uint64_t sleptNs = durationNs;
@@ -67,6 +68,21 @@ int sleepFor(std::uint64_t durationNs, std::uint64_t& leftNs) {
             error = errno;
             leftNs += nanoseconds(remaining);
         }
+    }
+    return error;
+}
+
+int sleepFor(std::uint64_t durationNs, std::uint64_t& leftNs) {
+    {
+        const tcHeadAccess head;
+        if (head && taped::sleepWanted(*head) && head->tape.playing()) {
+            return taped::playSleep(*head, durationNs, leftNs);
+        }
+    }
+    const int error = sleepReally(durationNs, leftNs);
+    const tcHeadAccess head;
+    if (head && taped::sleepWanted(*head)) {
+        taped::keepSleep(*head, durationNs, error, leftNs);
     }
     return error;
 }

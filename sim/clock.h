@@ -24,6 +24,8 @@ public:
     [[nodiscard]] std::uint64_t peek() const;
     /// Virtual time passes; real time passes by itself. \param durationNs [ns]
     void advance(std::uint64_t durationNs);
+    /// Virtual time is what it was when a recording was made. \param timeNs [ns]
+    void setTo(std::uint64_t timeNs) { m_virtualNs = timeNs; }
     /// What CLOCK_MONOTONIC reads. A program that only ever reads it sees it move: after many
     /// readings in a row each one takes a microsecond, so that a loop that waits for a deadline
     /// ends. \return [ns]

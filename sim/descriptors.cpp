@@ -35,11 +35,33 @@ int outOfTheWay(int descriptor) {
     return moved;
 }
 
-int tcDescriptors::create(bool closeOnExec, tsOpenFile*& file) {
-    const auto slot = std::find_if(m_files.begin(), m_files.end(), [](const tsOpenFile& candidate) {
-        return candidate.inode == 0;
-    });
+tsOpenFile* tcDescriptors::freeSlot() {
+    auto* const slot =
+        std::find_if(m_files.begin(), m_files.end(), [](const tsOpenFile& candidate) {
+            return candidate.inode == 0 && candidate.hardware < 0;
+        });
     if (slot == m_files.end()) {
+        return nullptr;
+    }
+    *slot = tsOpenFile{};
+    m_everUsed = std::max(m_everUsed, static_cast<std::size_t>(slot - m_files.begin()) + 1);
+    return slot;
+}
+
+bool tcDescriptors::adopt(int descriptor, teDevice device, int flags) {
+    tsOpenFile* const slot = freeSlot();
+    if (slot == nullptr) {
+        return false;
+    }
+    slot->hardware = descriptor;
+    slot->device = device;
+    slot->flags = flags;
+    return true;
+}
+
+int tcDescriptors::create(bool closeOnExec, tsOpenFile*& file) {
+    tsOpenFile* const slot = freeSlot();
+    if (slot == nullptr) {
         return -EMFILE;
     }
     std::array<int, 2> ends{};
@@ -49,11 +71,9 @@ int tcDescriptors::create(bool closeOnExec, tsOpenFile*& file) {
     if (!closeOnExec) {
         ::fcntl(ends[0], F_SETFD, 0);
     }
-    *slot = tsOpenFile{};
     slot->inode = inodeOf(ends[0]);
     slot->peer = outOfTheWay(ends[1]);
-    m_everUsed = std::max(m_everUsed, static_cast<std::size_t>(slot - m_files.begin()) + 1);
-    file = &*slot;
+    file = slot;
     return ends[0];
 }
 
@@ -83,11 +103,10 @@ tsOpenFile* tcDescriptors::find(int descriptor) {
         return nullptr;
     }
     const std::uint64_t inode = inodeOf(descriptor);
-    if (inode == 0) {
-        return nullptr;
-    }
     for (std::size_t at = 0; at < m_everUsed; ++at) {
-        if (m_files[at].inode == inode) {
+        const bool modelled = inode != 0 && m_files[at].inode == inode;
+        const bool hardware = descriptor >= 0 && m_files[at].hardware == descriptor;
+        if (modelled || hardware) {
             return &m_files[at];
         }
     }

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <span>
 
+#include "sim/error_names.h"
 #include "sim/faults.h"
 #include "sim/gpio_chip.h"
 #include "sim/scenario_text.h"
@@ -13,7 +14,6 @@ namespace sim {
 
 namespace {
 
-using text::errorNamed;
 using text::whole;
 using tcWords = std::span<const std::string>;
 using tcNumbers = std::optional<tsFaultNumbers>;

@@ -13,6 +13,14 @@ inline constexpr const char* kTrace =
 inline constexpr const char* kFrames =
     "VIRTUAL_HEAD_FRAMES"; ///< file for recorded frames, plus ".PID"; unset: none
 inline constexpr const char* kMaxFrames = "VIRTUAL_HEAD_MAX_FRAMES"; ///< how many, in decimal
+inline constexpr const char* kRecord =
+    "VIRTUAL_HEAD_RECORD"; ///< file that keeps the calls; FILE.2, ... for further processes
+inline constexpr const char* kReplay =
+    "VIRTUAL_HEAD_REPLAY"; ///< recording that answers; FILE.2, ... for further processes
+inline constexpr const char* kClaims =
+    "VIRTUAL_HEAD_CLAIMS"; ///< file made by each process that plays a recording; plus ".N"
+inline constexpr const char* kHardware =
+    "VIRTUAL_HEAD_HARDWARE"; ///< set: the machine's own devices answer
 inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT"; ///< file for the summary, plus ".PID"
 inline constexpr const char* kVerdict =
     "VIRTUAL_HEAD_VERDICT"; ///< file for the violations' count, plus ".PID"

@@ -10,6 +10,7 @@
 #include "sim/model.h"
 #include "sim/preload.h"
 #include "sim/real_calls.h"
+#include "sim/taped.h"
 #include "sim/text.h"
 
 namespace sim {
@@ -133,12 +134,18 @@ struct ::sigaction exchangeProgramAction(const struct ::sigaction* action) {
 
 std::uint32_t busLoad(std::uint32_t physicalAddress, unsigned width) {
     const tcHeadAccess head;
-    return head ? head->load(physicalAddress, width) : tcFpga::kUnmodelledValue;
+    if (!head) {
+        return tcFpga::kUnmodelledValue;
+    }
+    return taped::wanted(*head) ? taped::load(*head, physicalAddress, width)
+                                : head->load(physicalAddress, width);
 }
 
 void busStore(std::uint32_t physicalAddress, unsigned width, std::uint32_t value) {
     const tcHeadAccess head;
-    if (head) {
+    if (head && taped::wanted(*head)) {
+        taped::store(*head, physicalAddress, width, value);
+    } else if (head) {
         head->store(physicalAddress, width, value);
     }
 }

@@ -129,6 +129,11 @@ tcModel::tcModel(const tsHeadOptions& options)
     for (const tsFailure& failure : options.failures) {
         fail(failure);
     }
+    if (!options.recording.empty()) {
+        tape.recordTo(options.recording);
+    } else if (!options.replayed.empty()) {
+        tape.playFrom(options.replayed, options.claims);
+    }
 }
 
 void tcModel::lineDriven(std::string_view name, int level, bool requested) {
@@ -345,6 +350,18 @@ std::optional<tsFrameSettings> tcModel::frameSettings() {
         settings->timeNs = journal.clock.now();
     }
     return settings;
+}
+
+std::string tcModel::report() {
+    const std::string calls = std::to_string(tape.calls());
+    if (tape.playing()) {
+        const std::string rest = tape.rest();
+        return "what the recording answered\n  calls: " + calls + " of " + tape.path() + "\n" +
+               (rest.empty() ? "  played to its end\n" : rest);
+    }
+    const std::string kept =
+        tape.recording() ? "  recording: " + calls + " calls in " + tape.path() + "\n" : "";
+    return (m_options.hardware ? "what the devices of this machine answered\n" : summary()) + kept;
 }
 
 std::string tcModel::summary() {

@@ -26,6 +26,7 @@
 #include "sim/spin_lock.h"
 #include "sim/state_watch.h"
 #include "sim/supplies.h"
+#include "sim/tape.h"
 
 namespace sim {
 
@@ -81,6 +82,8 @@ public:
     /// \return what a frame that is complete now depends on; empty when none is delivered
     [[nodiscard]] std::optional<tsFrameSettings> frameSettings();
     [[nodiscard]] std::string summary();
+    /// \return the summary of a run, which may have been recorded, or played from a recording
+    [[nodiscard]] std::string report();
     /// \return whether the program opened any device
     [[nodiscard]] bool used() const { return m_used; }
 
@@ -96,6 +99,7 @@ public:
     tcLink link;
     tcFpga fpga;
     tcFrameRecorder recorder;
+    tcTape tape;
     std::shared_ptr<const tcScene> scene; // null: the test chart, not painted yet
 
 private:

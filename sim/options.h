@@ -38,6 +38,10 @@ struct tsHeadOptions {
     std::vector<tsDefect> defects; // of the sensor's array
     std::vector<tsFailure> failures;
     std::size_t recordedFrames = 0; // at most
+    std::string recording;          // file that keeps what passes at the boundary; empty: none
+    std::string replayed;           // recording that answers in place of the model; empty: none
+    std::string claims;    // files that say which recordings of the run are played; empty: none
+    bool hardware = false; // the machine's own devices answer; needs a recording
     bool realTime = false;
     bool wireTime = false;
     bool quiet = false;

@@ -76,7 +76,8 @@ void openTrace(tcModel& model) {
 // The launcher's own child reports in any case; what it starts in its turn, a shell's commands for
 // example, reports when it used the head.
 bool worthReporting() {
-    return s_model->used() || variable(launch::kPreloaded) == std::to_string(::getpid());
+    return s_model->used() || s_model->tape.started() ||
+           variable(launch::kPreloaded) == std::to_string(::getpid());
 }
 
 void report() {
@@ -92,9 +93,11 @@ void report() {
     s_model->lookAround();
     s_model->faults.tellWhatNeverStruck();
     s_model->journal.state(s_model->journal.clock.now(), "END");
-    writeFile(variable(launch::kReport), s_model->summary());
+    writeFile(variable(launch::kReport), s_model->report());
     writeFile(variable(launch::kFrames), s_model->recorder.bytes());
-    writeFile(variable(launch::kVerdict), std::to_string(s_model->journal.checker.count()) + "\n");
+    const std::uint64_t differences = s_model->tape.rest().empty() ? 0 : 1;
+    writeFile(variable(launch::kVerdict),
+              std::to_string(s_model->journal.checker.count() + differences) + "\n");
 }
 
 [[gnu::constructor]] void start() {
@@ -115,6 +118,11 @@ void report() {
     if (!time.empty()) {
         options.realTime = time == "real";
     }
+    options.recording = variable(launch::kRecord);
+    options.replayed = variable(launch::kReplay);
+    options.claims = variable(launch::kClaims);
+    options.hardware = !variable(launch::kHardware).empty();
+    options.realTime = options.realTime || options.hardware;
     options.stateEvents = !variable(launch::kTrace).empty();
     if (!variable(launch::kFrames).empty()) {
         options.recordedFrames = std::strtoul(variable(launch::kMaxFrames).c_str(), nullptr, 10);

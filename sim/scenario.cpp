@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "sim/error_names.h"
 #include "sim/faults.h"
 #include "sim/gpio_chip.h"
 #include "sim/scenario_text.h"
@@ -18,7 +19,6 @@ namespace sim {
 
 namespace {
 
-using text::errorNamed;
 using text::listed;
 using text::whole;
 using text::words;

@@ -44,17 +44,6 @@ std::optional<double> number(std::string_view text) {
     return value;
 }
 
-int errorNamed(const std::string& name) {
-    constexpr int last = 133;
-    for (int error = 1; error <= last; ++error) {
-        const char* known = strerrorname_np(error);
-        if (known != nullptr && name == known) {
-            return error;
-        }
-    }
-    return 0;
-}
-
 std::optional<std::uint64_t> milliseconds(std::string_view text) {
     constexpr double longest = 1e9;
     constexpr double nsPerMs = 1e6;

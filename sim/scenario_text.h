@@ -21,8 +21,6 @@ std::vector<std::string> words(const std::string& text);
 std::vector<std::string> listed(const std::string& text);
 /// \return a finite number, with or without a sign
 std::optional<double> number(std::string_view text);
-/// \return the errno of that name, else 0
-int errorNamed(const std::string& name);
 /// \param text milliseconds, 0 to 1e9 \return [ns]
 std::optional<std::uint64_t> milliseconds(std::string_view text);
 /// \param text volts, or with a sign an offset from the rail's nominal voltage \return [V]

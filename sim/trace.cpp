@@ -35,13 +35,10 @@ std::uint64_t timeFrom(std::string_view text, std::size_t number) {
 }
 
 tsTraceLine lineFrom(std::string_view line, std::size_t number) {
-    const std::size_t end = line.find("] ");
-    if (line.empty() || line.front() != '[' || end == std::string_view::npos) {
-        fail(number, "expected \"[TIME] EVENT\"");
-    }
+    const tsTimedText timed = splitTime(line, number);
     tsTraceLine result;
-    result.timeNs = timeFrom(line.substr(1, end - 1), number);
-    result.text = line.substr(end + 2);
+    result.timeNs = timed.timeNs;
+    result.text = timed.text;
     std::istringstream stream(result.text);
     for (std::string word; stream >> word;) {
         result.words.push_back(word);
@@ -72,6 +69,14 @@ std::uint64_t numberFrom(std::string_view word, int base) {
         throw std::runtime_error("\"" + std::string(word) + "\" is not a number");
     }
     return value;
+}
+
+tsTimedText splitTime(std::string_view line, std::size_t number) {
+    const std::size_t end = line.find("] ");
+    if (line.empty() || line.front() != '[' || end == std::string_view::npos) {
+        fail(number, "expected \"[TIME] EVENT\"");
+    }
+    return {timeFrom(line.substr(1, end - 1), number), line.substr(end + 2)};
 }
 
 std::vector<tsTraceLine> parseTrace(std::string_view text) {

@@ -2,6 +2,7 @@
 /// A run of the head as text: the event log with what the head did by itself, line by line.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,6 +16,16 @@ struct tsTraceLine {
     std::vector<std::string> words; ///< what happened, split at spaces: "SPI", "0F", ...
     std::string text;               ///< what happened, as it stands
 };
+
+/// A line, taken apart at its time.
+struct tsTimedText {
+    std::uint64_t timeNs = 0;
+    std::string_view text; ///< behind the time
+};
+
+/// \param line for example "[    0.301003200] SPI 0F B9 04 36" \param number of the line, for
+/// errors \throws std::runtime_error "line N: ..." for a line that does not begin with a time
+[[nodiscard]] tsTimedText splitTime(std::string_view line, std::size_t number);
 
 /// \param text lines as `tcVirtualHead::timedLines` gives them and a log file holds them
 /// \return the lines in the order of their times; those of one instant keep their order

@@ -206,6 +206,10 @@ std::vector<tcVirtualHead::tsFaultRecord> tcVirtualHead::faults() const {
     return tcLocked(*m_model)->faults.records();
 }
 
+std::string tcVirtualHead::restOfReplay() const {
+    return tcLocked(*m_model)->tape.rest();
+}
+
 std::string tcVirtualHead::summary() const {
     return tcLocked(*m_model)->summary();
 }
@@ -392,6 +396,14 @@ tcVirtualHeadBuilder& tcVirtualHeadBuilder::withStateEvents() {
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withQuietViolations() {
     m_options->quiet = true;
+    return *this;
+}
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withRecording(const std::string& path) {
+    m_options->recording = path;
+    return *this;
+}
+tcVirtualHeadBuilder& tcVirtualHeadBuilder::withReplay(const std::string& path) {
+    m_options->replayed = path;
     return *this;
 }
 tcVirtualHeadBuilder& tcVirtualHeadBuilder::withScenario(const std::string& path) {

@@ -283,6 +283,10 @@ public:
     /// \return every fault of the head, in the order in which they were named
     [[nodiscard]] std::vector<tsFaultRecord> faults() const;
 
+    /// \return what the recording that is played would go on with, as text for a person; empty when
+    ///         it was played to its end or none is played
+    [[nodiscard]] std::string restOfReplay() const;
+
     /// \return what the head saw, as text: supplies, sensor, link, clock, counts, violations
     [[nodiscard]] std::string summary() const;
 
@@ -416,6 +420,14 @@ public:
     /// Everything that a scenario file says. Its section [Files] is left to the launcher.
     /// \throws std::runtime_error with file, key and what is allowed
     tcVirtualHeadBuilder& withScenario(const std::string& path);
+
+    /// Keeps every call on the device files in this file, or, when it is there already, in the
+    /// first free one of FILE.2, FILE.3, ...; it is made when the first device is opened.
+    tcVirtualHeadBuilder& withRecording(const std::string& path);
+    /// Calls are answered from such a file and not by the head, which does nothing then. The
+    /// program is ended with status 10 when it does something else than the recording says, and
+    /// aborted when the file is no recording.
+    tcVirtualHeadBuilder& withReplay(const std::string& path);
 
     /// \throws std::logic_error when the process has a head already
     /// \throws std::invalid_argument for a name or number that no head has

@@ -314,4 +314,113 @@ TEST_F(Launcher, LeavesNoTemporaryFolderBehind) {
     EXPECT_TRUE(fs::is_empty(m_folder / "temporary"));
 }
 
+TEST_F(Launcher, RecordsARunAndReplaysIt) {
+    tsResult result = launch("--record ../run.rec -- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "link 0\n");
+    EXPECT_THAT(result.err, ContainsRegex("violations: none\n  recording: [0-9]+ calls in .*"));
+    const std::string recording = contentOf(m_folder / "run.rec");
+    EXPECT_THAT(recording, StartsWith("virtual-head recording 1\n"
+                                      "[    0.000000000] open /dev/spidev1.0 rw cloexec = #1\n"));
+    EXPECT_THAT(recording, HasSubstr("] load 0xFF210004 4 = 0x0000000F\n"));
+
+    result = launch("--replay ../run.rec -- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "link 0\n");
+    EXPECT_THAT(result.err,
+                ContainsRegex("what the recording answered\n  calls: [0-9]+ of .*/run.rec"
+                              "\n  played to its end\n"));
+}
+
+TEST_F(Launcher, EndsWith10WhenTheProgramDoesNotDoWhatTheRecordingSays) {
+    launch("--record ../run.rec -- " + kProgram + " ask");
+    tsResult result = launch("--replay ../run.rec -- " + kProgram + " violate 0");
+    EXPECT_EQ(result.status, 10);
+    EXPECT_EQ(result.err,
+              "virtual head: " + inFolder("work/../run.rec") +
+                  ":3: the program does something else\n"
+                  "  recorded: ioctl #1 SPI_IOC_MESSAGE 0F B9 04 36 (0 Hz, 0 bits, read)\n"
+                  "  now:      ioctl #1 SPI_IOC_MESSAGE 01 00 00 08 (0 Hz, 0 bits)\n");
+
+    std::ofstream(m_folder / "run.rec", std::ios::app) << "[    1.000000000] close #9 = 0\n";
+    result = launch("--replay ../run.rec -- " + kProgram + " ask");
+    EXPECT_EQ(result.status, 10);
+    EXPECT_THAT(result.err, HasSubstr("run.rec:15: the recording goes on\n"
+                                      "  recorded: close #9\n"
+                                      "  now:      nothing: the program has ended\n"));
+
+    result = launch("--replay ../run.rec -- " + kProgram + " exit 0");
+    EXPECT_EQ(result.status, 10);
+    EXPECT_THAT(result.err, HasSubstr("virtual-head: ../run.rec: not played: no process of the "
+                                      "program opened a device\n"));
+    // The program's own failure is the news.
+    EXPECT_EQ(launch("--replay ../run.rec -- " + kProgram + " exit 3").status, 3);
+}
+
+TEST_F(Launcher, RecordsEveryProcessForItself) {
+    const std::string two = "-- sh -c '" + kProgram + " ask; " + kProgram + " violate 0'";
+    launch("--record ../run.rec " + two);
+    EXPECT_THAT(contentOf(m_folder / "run.rec.2"), HasSubstr("SPI_IOC_MESSAGE 01 00 00 08"));
+    EXPECT_EQ(launch("--replay ../run.rec " + two).status, 0);
+    const tsResult result = launch("--replay ../run.rec -- " + kProgram + " ask");
+    EXPECT_EQ(result.status, 10);
+    EXPECT_THAT(result.err, HasSubstr("virtual-head: ../run.rec.2: not played"));
+    // What an earlier run left is not taken for this one's.
+    launch("--record ../run.rec -- " + kProgram + " ask");
+    EXPECT_FALSE(fs::exists(m_folder / "run.rec.2"));
+}
+
+TEST_F(Launcher, RecordsTheMachinesOwnDevices) {
+    const std::string program =
+        "-- sh -c 'LD_PRELOAD=$LD_PRELOAD:" FAKE_DEVICES " exec " + kProgram + " ask'";
+    tsResult result = launch("--hardware --record ../run.rec " + program);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "4 1 f0 46 fb c9 5a 3505 12345678\n");
+    EXPECT_THAT(result.err, ContainsRegex("what the devices of this machine answered\n"
+                                          "  recording: 13 calls in .*/run.rec\n"));
+    std::string calls;
+    std::istringstream lines(contentOf(m_folder / "run.rec"));
+    for (std::string line; std::getline(lines, line);) {
+        calls += line.substr(line.find("] ") == std::string::npos ? 0 : line.find("] ") + 2) + "\n";
+    }
+    EXPECT_EQ(calls, "virtual-head recording 1\n"
+                     "open /dev/spidev1.0 rw cloexec = #1\n"
+                     "ioctl #1 SPI_IOC_MESSAGE 0F B9 04 36 (0 Hz, 0 bits, read) = 4 | F0 46 FB C9\n"
+                     "open /dev/i2c-1 rw cloexec = #2\n"
+                     "ioctl #2 I2C_RDWR 0x49 flags 0x1 read 2 = 1 | 5A 5A\n"
+                     "open /dev/mem rw sync cloexec = #3\n"
+                     "mmap #3 0xFF200000 16384 rw shared = 0\n"
+                     "close #3 = 0\n"
+                     "store 0xFF200014 4 0x12345678 = 0\n"
+                     "load 0xFF200000 4 = 0x00003505\n"
+                     "load 0xFF200014 4 = 0x12345678\n"
+                     "munmap 0xFF200000 16384 = 0\n"
+                     "close #2 = 0\n"
+                     "close #1 = 0\n");
+    // What the real devices said, without them.
+    result = launch("--replay ../run.rec -- " + kProgram + " ask");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "4 1 f0 46 fb c9 5a 3505 12345678\n");
+}
+
+TEST_F(Launcher, RefusesRecordingsThatMakeNoSense) {
+    write("no.rec", "a log\n");
+    write("old.rec", "virtual-head recording 1\n");
+    const std::string program = " -- " + kProgram + " exit 0";
+    const tsResult result = launch("--replay ../no.rec" + program);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err,
+              "virtual-head: ../no.rec: line 1: expected \"virtual-head recording 1\"\n");
+    EXPECT_EQ(launch("--replay ../none.rec" + program).status, 2);
+    EXPECT_EQ(launch("--record /no/such/folder/run.rec" + program).status, 2);
+    EXPECT_EQ(launch("--hardware" + program).status, 2);
+    for (const char* other :
+         {"--record ../new.rec", "--hardware", "--log ../log", "--vcd ../vcd", "--report ../page",
+          "--time real", "--frames .", "--scenario ../scenario.ini"}) {
+        EXPECT_EQ(launch("--replay ../old.rec " + std::string(other) + program).status, 2) << other;
+    }
+    EXPECT_EQ(launch("--hardware --record ../new.rec --log ../log" + program).status, 2);
+    EXPECT_EQ(contentOf(m_folder / "old.rec"), "virtual-head recording 1\n");
+}
+
 } // namespace

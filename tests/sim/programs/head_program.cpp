@@ -1,12 +1,19 @@
 // A program that knows nothing of the virtual head, for the launcher's tests: does what its first
 // argument says.
 
+#include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <linux/spi/spidev.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,6 +53,32 @@ int capture() {
     return 0;
 }
 
+// Says what a port, a monitor and registers answer.
+int askDevices() {
+    tcPort port;
+    std::array<std::uint8_t, 4> bytes{0x0F, 0xB9, 0x04, 0x36};
+    spi_ioc_transfer transfer{};
+    const void* start = bytes.data();
+    std::uintptr_t address = 0;
+    std::memcpy(&address, &start, sizeof address);
+    transfer.tx_buf = transfer.rx_buf = address;
+    transfer.len = bytes.size();
+    std::cout << ioctl(port.descriptor(), SPI_IOC_MESSAGE(1), &transfer);
+    const tcDescriptor bus = openDevice("/dev/i2c-1");
+    std::array<std::uint8_t, 2> reading{};
+    i2c_msg message{0x49, I2C_M_RD, 2, reading.data()};
+    i2c_rdwr_ioctl_data list{&message, 1};
+    std::cout << " " << ioctl(bus.get(), I2C_RDWR, &list);
+    tcRegisters registers(0xFF200000);
+    registers.write(5, 0x12345678);
+    std::cout << std::hex;
+    for (const std::uint8_t byte : {bytes[0], bytes[1], bytes[2], bytes[3], reading[0]}) {
+        std::cout << " " << unsigned{byte};
+    }
+    std::cout << " " << registers.read(0) << " " << registers.read(5) << std::endl;
+    return 0;
+}
+
 int print(const char* name) {
     std::ifstream file(name);
     std::cout << file.rdbuf() << std::flush;
@@ -69,6 +102,9 @@ int main(int count, char** values) {
     }
     if (what == "capture") {
         return capture();
+    }
+    if (what == "ask") {
+        return askDevices();
     }
     if (what == "violate") {
         tcPort().writeRegister(0x20, 1);
