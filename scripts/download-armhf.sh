@@ -15,5 +15,7 @@ fi
 mkdir -p "$folder"
 cd "$folder"
 for package in "$@"; do
-    apt-get download -q "$package:armhf" >/dev/null 2>&1 || apt-get download -q "$package" >/dev/null
+    apt-get download -q "$package:armhf" >/dev/null 2>&1 || apt-get download -q "$package" >/dev/null 2>errors ||
+        { cat errors >&2; exit 1; }
 done
+rm -f errors
