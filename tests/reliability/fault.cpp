@@ -29,7 +29,7 @@ std::string tsFault::name() const {
         return device + " " + kFileStates[static_cast<std::size_t>(file)];
     }
     return std::string(kCallNames[static_cast<std::size_t>(call)]) + " " + std::to_string(nth) +
-           " of " + device + ": " + strerrorname_np(error);
+           " of " + device + ": " + (error == sim::kShort ? "short" : strerrorname_np(error));
 }
 
 bool tsFault::is(teCall kind, const std::string& path) const {
@@ -50,12 +50,13 @@ std::vector<int> errorsOf(teCall call, const std::string& device) {
         return {EINTR};
     case teCall::ioctl:
         if (device == "/dev/i2c-1") { // the adapter's: nobody answers, arbitration lost, ...
-            return {EIO, ENXIO, ETIMEDOUT, EAGAIN, EBUSY, ENODEV, EINTR, ENOMEM, EOPNOTSUPP};
+            return {EIO,    ENXIO, ETIMEDOUT, EAGAIN,     EBUSY,
+                    ENODEV, EINTR, ENOMEM,    EOPNOTSUPP, sim::kShort};
         }
         if (device == "/dev/gpiochip0") {
             return {EIO, EBUSY, EINVAL, ENODEV, ENOMEM, EPERM};
         }
-        return {EIO, EINVAL, ENODEV, ESHUTDOWN, ETIMEDOUT, ENOMEM, EINTR, EMSGSIZE};
+        return {EIO, EINVAL, ENODEV, ESHUTDOWN, ETIMEDOUT, ENOMEM, EINTR, EMSGSIZE, sim::kShort};
     default:
         return {EIO, EINTR, EAGAIN};
     }
