@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iostream>
 #include <link.h>
+#include <map>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -334,8 +335,14 @@ std::optional<sim::tcFrameWriter> frameWriter(const tsArguments& arguments) {
     }
 }
 
+// What a process of the program left.
+struct tsTrace {
+    pid_t process = 0;
+    std::string text;
+};
+
 // The traces of the processes that used the head, the program's own first.
-std::vector<std::string> tracesIn(const fs::path& folder, pid_t program) {
+std::vector<tsTrace> tracesIn(const fs::path& folder, pid_t program) {
     std::set<pid_t> processes;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         const std::string name = entry.path().filename().string();
@@ -344,12 +351,13 @@ std::vector<std::string> tracesIn(const fs::path& folder, pid_t program) {
             processes.insert(static_cast<pid_t>(std::stol(name.substr(prefix.size()))));
         }
     }
-    std::vector<std::string> traces;
+    std::vector<tsTrace> traces;
     for (const pid_t process : processes) {
         std::string trace = contentOf(folder / ("trace." + std::to_string(process)));
         const bool used = trace.find("] OPEN ") != std::string::npos;
         if (used) {
-            traces.insert(process == program ? traces.begin() : traces.end(), std::move(trace));
+            traces.insert(process == program ? traces.begin() : traces.end(),
+                          {process, std::move(trace)});
         }
     }
     if (traces.empty()) {
@@ -367,10 +375,10 @@ void write(const std::string& path, const std::string& text) {
 
 // One file a process: FILE, and FILE.2, FILE.3 when the program started others that used the head.
 template<class Convert>
-void writeEach(const std::string& path, const std::vector<std::string>& traces, Convert convert) {
+void writeEach(const std::string& path, const std::vector<tsTrace>& traces, Convert convert) {
     for (std::size_t at = 0; at < traces.size() && !path.empty(); ++at) {
         write(at == 0 ? path : path + "." + std::to_string(at + 1),
-              convert(sim::parseTrace(traces[at])));
+              convert(sim::parseTrace(traces[at].text), traces[at].process));
     }
 }
 
@@ -415,6 +423,20 @@ int statusOfReplay(const tsArguments& arguments, const tsOrders& orders, int sta
     std::cerr << left << std::flush;
     const bool differs = cutShort || !left.empty();
     return status == 0 && differs ? kDiffers : status;
+}
+
+// By process.
+using tcPictures = std::map<pid_t, std::vector<sim::tsThumbnail>>;
+
+tcPictures writePictures(const fs::path& recordings, sim::tcFrameWriter& writer,
+                         const std::string& folder) {
+    tcPictures pictures;
+    for (const fs::path& recording : filesOf(recordings, "frames.")) {
+        const auto process =
+            static_cast<pid_t>(std::stol(recording.extension().string().substr(1)));
+        pictures[process] = writer.write(recording.string(), folder);
+    }
+    return pictures;
 }
 
 bool wantsTrace(const tsArguments& arguments) {
@@ -475,15 +497,17 @@ int run(const tsArguments& arguments) {
                  "the head's library (is it\n  statically linked?)\n";
     }
     say(arguments.summary, report);
+    tcPictures pictures;
     if (writer) {
-        for (const fs::path& recording : filesOf(temporary.path(), "frames.")) {
-            writer->write(recording.string(), arguments.frames);
-        }
+        pictures = writePictures(temporary.path(), *writer, arguments.frames);
     }
     if (wantsTrace(arguments)) {
-        const std::vector<std::string> traces = tracesIn(temporary.path(), child);
-        writeEach(arguments.vcd, traces, sim::waveform);
-        writeEach(arguments.report, traces, sim::report);
+        const std::vector<tsTrace> traces = tracesIn(temporary.path(), child);
+        writeEach(arguments.vcd, traces,
+                  [](const auto& trace, pid_t) { return sim::waveform(trace); });
+        writeEach(arguments.report, traces, [&pictures](const auto& trace, pid_t process) {
+            return sim::report(trace, pictures[process]);
+        });
     }
     const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;
     if (!arguments.replay.empty()) {

@@ -1,10 +1,12 @@
 #include "sim/frame_writer.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -20,7 +22,9 @@ namespace sim {
 
 namespace {
 
-constexpr int kCompression = 3; // of 9: frames are large, and somebody waits
+constexpr int kCompression = 3;           // of 9: frames are large, and somebody waits
+constexpr std::uint32_t kThumbnail = 240; // pixels, the longer side at most
+constexpr std::uint32_t kFullCode = 4095; // of the sensor's ADC
 
 struct tsCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -30,6 +34,15 @@ using tcFile = std::unique_ptr<std::FILE, tsCloser>;
 [[noreturn]] void fail(const std::string& path, const char* why) {
     throw std::runtime_error(path + ": cannot be written: " + why);
 }
+
+// What a PNG file holds.
+struct tsPng {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    int bits = 16;              // of a pixel
+    std::vector<png_byte> rows; // one after the other; words as this machine has them
+    std::string settings;       // text chunk
+};
 
 // The PNG library's writer. It reports an error by a jump; only `tryWrite` is jumped into, and it
 // has nothing to destroy.
@@ -42,9 +55,10 @@ public:
     tcPngWriter& operator=(const tcPngWriter&) = delete;
     ~tcPngWriter() { png_destroy_write_struct(&m_png, &m_info); }
 
-    bool write(const tsFrame& frame, std::FILE* file) {
-        m_settings = frame.settings;
-        return m_info != nullptr && tryWrite(frame, file);
+    bool write(const tsPng& picture, std::FILE* file) {
+        m_settings = picture.settings;
+        m_rows = picture.rows;
+        return m_info != nullptr && tryWrite(picture, file);
     }
     [[nodiscard]] const char* error() const { return m_error.data(); }
 
@@ -56,14 +70,15 @@ private:
     }
     static void onWarning(png_structp, png_const_charp) {}
 
-    bool tryWrite(const tsFrame& frame, std::FILE* file) {
+    bool tryWrite(const tsPng& picture, std::FILE* file) {
         if (setjmp(png_jmpbuf(m_png)) != 0) {
             return false;
         }
         png_init_io(m_png, file);
         png_set_compression_level(m_png, kCompression);
-        png_set_IHDR(m_png, m_info, frame.width, frame.height, 16, PNG_COLOR_TYPE_GRAY,
-                     PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        png_set_IHDR(m_png, m_info, picture.width, picture.height, picture.bits,
+                     PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                     PNG_FILTER_TYPE_DEFAULT);
         png_set_gAMA(m_png, m_info, 1.0);
         putText("Software", m_software);
         putText("Settings", m_settings);
@@ -71,7 +86,11 @@ private:
         if constexpr (std::endian::native == std::endian::little) {
             png_set_swap(m_png);
         }
-        writeLines(frame);
+        const std::size_t bytes =
+            std::size_t{picture.width} * static_cast<unsigned>(picture.bits) / 8;
+        for (std::uint32_t y = 0; y < picture.height; ++y) {
+            png_write_row(m_png, &m_rows[y * bytes]);
+        }
         png_write_end(m_png, nullptr);
         return true;
     }
@@ -86,20 +105,11 @@ private:
         png_set_text(m_png, m_info, &chunk, 1); // copies
     }
 
-    void writeLines(const tsFrame& frame) {
-        std::size_t from = 0;
-        for (std::uint32_t y = 0; y < frame.height; ++y, from += frame.width) {
-            m_line.resize(2 * std::size_t{frame.width});
-            std::memcpy(m_line.data(), &frame.pixels[from], m_line.size());
-            png_write_row(m_png, m_line.data());
-        }
-    }
-
     std::array<char, 128> m_error{"out of memory"};
     std::string m_software = "virtual-head";
     std::string m_settings;
     std::string m_key;
-    std::vector<png_byte> m_line;
+    std::vector<png_byte> m_rows;
     png_structp m_png;
     png_infop m_info;
 };
@@ -125,10 +135,82 @@ std::string contentOf(const std::string& path) {
     return bytes.str();
 }
 
-std::string pathOf(const std::string& folder, std::size_t number) {
+std::string fileName(std::size_t number) {
     const std::string digits = std::to_string(number);
     const std::string padding(digits.size() < 4 ? 4 - digits.size() : 0, '0');
-    return folder + "/frame-" + padding + digits + ".png";
+    return "frame-" + padding + digits + ".png";
+}
+
+tsPng wholePicture(const tsFrame& frame) {
+    tsPng picture{frame.width, frame.height, 16, {}, frame.settings};
+    picture.rows.resize(2 * frame.pixels.size());
+    if (!picture.rows.empty()) {
+        std::memcpy(picture.rows.data(), frame.pixels.data(), picture.rows.size());
+    }
+    return picture;
+}
+
+// A part of a picture.
+struct tsBox {
+    std::uint32_t left = 0;
+    std::uint32_t top = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+};
+
+// The mean of the pixels, as 8 bits.
+png_byte mean(const tsFrame& frame, const tsBox& box, std::uint32_t white) {
+    std::uint64_t sum = 0;
+    for (std::uint32_t y = box.top; y < box.top + box.height; ++y) {
+        for (std::uint32_t x = box.left; x < box.left + box.width; ++x) {
+            sum += frame.pixels[std::size_t{y} * frame.width + x];
+        }
+    }
+    const std::uint64_t brightest = std::uint64_t{white} * box.width * box.height;
+    return static_cast<png_byte>((std::min(sum, brightest) * 255 + brightest / 2) / brightest);
+}
+
+// Pictures of a few lines keep one at least.
+tsPng smallPicture(const tsFrame& frame, std::uint32_t white) {
+    const std::uint32_t longer = std::max(frame.width, frame.height);
+    const std::uint32_t side = (longer + kThumbnail - 1) / kThumbnail;
+    const tsBox box{0, 0, std::min(side, frame.width), std::min(side, frame.height)};
+    tsPng picture{frame.width / box.width, frame.height / box.height, 8, {}, frame.settings};
+    for (std::uint32_t y = 0; y < picture.height; ++y) {
+        for (std::uint32_t x = 0; x < picture.width; ++x) {
+            picture.rows.push_back(
+                mean(frame, {x * box.width, y * box.height, box.width, box.height}, white));
+        }
+    }
+    return picture;
+}
+
+// What the pixel shift makes of the ADC's full code, without the bits that fall out at the top.
+std::uint32_t whiteOf(const tsFpgaImage& fpga) {
+    const std::uint32_t word = fpga.shiftLeft ? kFullCode << fpga.shift : kFullCode >> fpga.shift;
+    return std::clamp(word, 1U, 0xFFFFU);
+}
+
+struct tsFreed {
+    void operator()(char* bytes) const { std::free(bytes); }
+};
+
+// The PNG library writes to files: this one is memory.
+std::string pngBytes(const tsPng& picture) {
+    char* start = nullptr;
+    std::size_t size = 0;
+    tcFile file(open_memstream(&start, &size));
+    if (file == nullptr) {
+        fail("thumbnail", std::strerror(errno));
+    }
+    tcPngWriter writer;
+    const bool written = writer.write(picture, file.get());
+    const bool kept = std::fclose(file.release()) == 0;
+    const std::unique_ptr<char, tsFreed> bytes(start);
+    if (!written || !kept) {
+        fail("thumbnail", writer.error());
+    }
+    return {bytes.get(), size};
 }
 
 } // namespace
@@ -139,7 +221,7 @@ void writePng(const tsFrame& frame, const std::string& path) {
         fail(path, std::strerror(errno));
     }
     tcPngWriter writer;
-    if (!writer.write(frame, file.get())) {
+    if (!writer.write(wholePicture(frame), file.get())) {
         fail(path, writer.error());
     }
     if (std::fflush(file.get()) != 0) {
@@ -147,15 +229,35 @@ void writePng(const tsFrame& frame, const std::string& path) {
     }
 }
 
+tsThumbnail thumbnail(const tsFrame& frame, std::uint32_t white) {
+    const tsPng picture = smallPicture(frame, white);
+    tsThumbnail result;
+    result.width = picture.width;
+    result.height = picture.height;
+    result.png = pngBytes(picture);
+    result.frameWidth = frame.width;
+    result.frameHeight = frame.height;
+    result.time = frame.time;
+    result.settings = frame.settings;
+    return result;
+}
+
 tcFrameWriter::tcFrameWriter(const std::string& scenario, const std::string& scene)
     : m_scene(sceneOf(scene.empty() ? optionsOf(scenario).scenePath : scene)),
       m_defects(optionsOf(scenario).defects) {}
 
-void tcFrameWriter::write(const std::string& recording, const std::string& folder) {
+std::vector<tsThumbnail> tcFrameWriter::write(const std::string& recording,
+                                              const std::string& folder) {
+    std::vector<tsThumbnail> thumbnails;
     for (const tsFrameSettings& settings : recordedFrames(contentOf(recording))) {
-        writePng(render(settings, m_scene, m_defects), pathOf(folder, m_written + 1));
+        const tsFrame frame = render(settings, m_scene, m_defects);
+        const std::string file = fileName(m_written + 1);
+        writePng(frame, folder + "/" + file);
         ++m_written;
+        thumbnails.push_back(thumbnail(frame, whiteOf(settings.fpga)));
+        thumbnails.back().file = file;
     }
+    return thumbnails;
 }
 
 } // namespace sim

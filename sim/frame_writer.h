@@ -10,6 +10,7 @@
 #include "sim/frame.h"
 #include "sim/scene.h"
 #include "sim/sensor_image.h"
+#include "sim/thumbnail.h"
 
 namespace sim {
 
@@ -17,6 +18,12 @@ namespace sim {
 /// delivered. Its text chunk "Settings" holds the frame's settings. \throws std::runtime_error with
 /// the path
 SIM_API void writePng(const tsFrame& frame, const std::string& path);
+
+/// A picture of 8 bits, grey and linear, of at most 240 x 240 pixels: each is the mean of a square
+/// of the frame's. What is left over of a square at the right and at the bottom is cut off. \param
+/// white word of the frame that is as bright as the picture can be; what is above it as well
+/// \throws std::runtime_error when memory runs out
+SIM_API tsThumbnail thumbnail(const tsFrame& frame, std::uint32_t white);
 
 /// Makes pictures of the frames that a program's head recorded. Takes no lock.
 class SIM_API tcFrameWriter {
@@ -29,8 +36,9 @@ public:
     /// Writes "frame-0001.png" and so on; each call goes on where the one before ended.
     /// \param recording file of recorded frames
     /// \param folder    that exists
+    /// \return the same pictures, small
     /// \throws std::runtime_error with the path of what cannot be read or written
-    void write(const std::string& recording, const std::string& folder);
+    std::vector<tsThumbnail> write(const std::string& recording, const std::string& folder);
     /// \return number of pictures written so far
     [[nodiscard]] std::size_t written() const { return m_written; }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <optional>
+#include <set>
 
 #include "fpga/registers.h"
 #include "sensor/registers.h"
@@ -38,10 +39,35 @@ struct tsAttempt {
     tcMoment aligned;
 };
 
+// One conversion of the ADC.
+struct tsReading {
+    std::uint64_t timeNs = 0;
+    std::uint32_t channel = 0;
+    std::optional<std::uint32_t> steps; // empty: the transfer failed
+    bool settling = false;              // it is the one that switched the reference on
+};
+
+// Frame and exposure as the sensor's registers had them.
+struct tsTiming {
+    bool triggered = false; // a trigger sets the frame
+    std::uint32_t frameLines = 0;
+    std::uint32_t lineClocks = 1;
+    std::uint32_t exposureLines = 0;
+    bool fromFirstLine = false; // it cannot begin earlier
+    double clockMhz = 0;
+    friend bool operator==(const tsTiming&, const tsTiming&) = default;
+};
+struct tsTimedTiming {
+    std::uint64_t timeNs = 0;
+    tsTiming timing;
+};
+
 // What a run was, in the order of the page.
 struct tsRun {
     std::map<std::string, std::uint64_t> first; // when something happened first
     std::vector<tsAttempt> attempts;
+    std::vector<tsReading> readings;
+    std::vector<tsTimedTiming> timings;
     std::vector<tsWrite> writes;
     std::vector<tsTraceLine> violations;
     std::vector<tsTraceLine> failures;
@@ -53,8 +79,10 @@ class tcRunReader {
 public:
     tsRun read(const std::vector<tsTraceLine>& trace) {
         for (const tsTraceLine& line : trace) {
+            endOfSet(line);
             take(line);
         }
+        settleTiming();
         m_run.endNs = trace.empty() ? 0 : trace.back().timeNs;
         return m_run;
     }
@@ -83,8 +111,10 @@ private:
                   {},
                   static_cast<std::uint32_t>(numberFrom(line.words[2])),
                   {}});
-        } else if (what == "ADC" && !failed) {
-            takeConversion(line.timeNs);
+        } else if (what == "ADC-COMMAND" && line.words.size() >= 2 && !failed) {
+            takeCommand(static_cast<std::uint32_t>(numberFrom(line.words[1])));
+        } else if (what == "ADC" && line.words.size() >= 3) {
+            takeConversion(line, failed);
         } else if (what == "GPIO" && line.words.size() == 4 && line.words[3] == "1" && !failed) {
             happened(line.words[1], line.timeNs);
         } else if (what == "STATE" && line.words.size() > 2) {
@@ -92,11 +122,70 @@ private:
         }
     }
 
+    void takeCommand(std::uint32_t command) {
+        constexpr std::uint32_t reference = 8; // PD1
+        const bool on = (command & reference) != 0;
+        m_settling = on && !m_referenceOn;
+        m_referenceOn = on;
+    }
+
     // Readings before reset is released say nothing about the supplies under load.
-    void takeConversion(std::uint64_t timeNs) {
-        if (m_run.first.contains("RESET_B")) {
-            happened("conversion", timeNs);
+    void takeConversion(const tsTraceLine& line, bool failed) {
+        if (m_run.first.contains("RESET_B") && !failed) {
+            happened("conversion", line.timeNs);
         }
+        tsReading reading{
+            line.timeNs, static_cast<std::uint32_t>(numberFrom(line.words[1])), {}, m_settling};
+        if (!failed) {
+            reading.steps = static_cast<std::uint32_t>(numberFrom(line.words[2]));
+        }
+        m_run.readings.push_back(reading);
+    }
+
+    // A driver sets the registers of an exposure one after the other; they count together, until
+    // one of them comes again or the driver does something else.
+    void endOfSet(const tsTraceLine& line) {
+        const bool goesOn = line.words.front() == "SPI" || line.words.front() == "STATE";
+        if (!goesOn || line.timeNs > m_timingNs + kSet) {
+            settleTiming();
+        }
+    }
+
+    void settleTiming() {
+        const tsTiming now = timing();
+        if (!m_set.empty() && now.frameLines != 0 &&
+            (m_run.timings.empty() || m_run.timings.back().timing != now)) {
+            m_run.timings.push_back({m_timingNs, now});
+        }
+        m_set.clear();
+    }
+
+    [[nodiscard]] std::uint32_t field(const tsRegisterField& wanted) const {
+        const auto found = m_sensor.find(wanted.address);
+        return found == m_sensor.end() ? 0 : found->second >> wanted.shift & wanted.mask;
+    }
+
+    [[nodiscard]] tsTiming timing() const {
+        using namespace sensorRegisters;
+        constexpr std::uint32_t unused = 0x3FFF;
+        const std::uint32_t mode = field(kFrameControlMode);
+        const bool twice = m_sensor.contains(kGsPos2.address) && field(kGsPos2) != unused;
+        const std::uint32_t end = field(twice ? kGsPos2 : kGsPos1);
+        tsTiming now;
+        now.triggered = mode == 1 || mode == 3;
+        now.frameLines = field(kHdMax);
+        now.lineClocks = field(kHdPrd) + 1;
+        now.exposureLines = now.triggered ? field(kTiming14) : end - std::min(end, field(kAccFpos));
+        now.fromFirstLine = !now.triggered && field(kAccFpos) == 0;
+        now.clockMhz = clockMhz();
+        return now;
+    }
+
+    // As the generator's counter register has it; 36 MHz until it is written.
+    [[nodiscard]] double clockMhz() const {
+        using namespace pllRegisters;
+        const auto counter = m_fpga.find(fpgaAddresses::kPll + 4 * kCounter.address);
+        return counter != m_fpga.end() && counter->second == kCounter24MHz ? 24.0 : 36.0;
     }
 
     void takeSensorWrite(const tsTraceLine& line, bool failed) {
@@ -106,12 +195,26 @@ private:
             word |= value << (8 * byte);
         }
         happened("register", line.timeNs);
+        takeTimingWrite(line.timeNs, word >> sensorWire::kAddressShift);
         note({line.timeNs,
               true,
               word >> sensorWire::kAddressShift,
               {},
               word & sensorWire::kValueMask,
               failed ? "lost: the transfer failed" : ""});
+    }
+
+    void takeTimingWrite(std::uint64_t timeNs, std::uint32_t address) {
+        using namespace sensorRegisters;
+        const bool isTiming = (address >= kFrameState.address && address <= kGsPos2.address) ||
+                              address == kHdPrd.address;
+        if (isTiming && (m_set.contains(address) || address == kHdMax.address)) {
+            settleTiming(); // the next set begins: with the frame's length, where it has one
+        }
+        if (isTiming) {
+            m_set.insert(address);
+        }
+        m_timingNs = timeNs;
     }
 
     void note(tsWrite write) {
@@ -170,9 +273,15 @@ private:
         }
     }
 
+    static constexpr std::uint64_t kSet = 100'000; // ns, between two writes that belong together
+
     tsRun m_run;
     std::map<std::uint32_t, std::uint32_t> m_sensor;
     std::map<std::uint32_t, std::uint32_t> m_fpga;
+    bool m_referenceOn = false; // of the ADC
+    bool m_settling = false;
+    std::set<std::uint32_t> m_set; // registers of frame and exposure written since the last row
+    std::uint64_t m_timingNs = 0;  // the last write to the sensor
 };
 
 // "301.003 ms": rounded down to microseconds.
@@ -282,6 +391,173 @@ std::string delays(const tsRun& run) {
                          10 * ms) +
                    delay(run, "RESET_B", "register", "end of reset to first register write",
                          10 * ms));
+}
+
+// --- Supplies ---
+
+// A supply as the ADC sees it, and what the sensor needs.
+struct tsRail {
+    std::uint32_t channel;
+    const char* name;
+    double divider; // in front of the ADC
+    double lowest;  // V
+    double highest; // V
+};
+
+const tsRail* railAt(std::uint32_t channel) {
+    static constexpr std::array<tsRail, 3> rails{{{0, "VDD1.2", 1, 1.1, 1.3},
+                                                  {1, "VDD3.3AVDDH", 2, 3.2, 3.4},
+                                                  {4, "VDD3.3SVDD", 2, 3.2, 3.4}}};
+    for (const tsRail& rail : rails) {
+        if (rail.channel == channel) {
+            return &rail;
+        }
+    }
+    return nullptr;
+}
+
+std::string fixed(double value, int digits) {
+    std::array<char, 40> text{};
+    const int length = std::snprintf(text.data(), text.size(), "%.*f", digits, value);
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
+// One conversion: 4096 steps are the reference's 2.5 V, in front of the divider twice as much.
+std::string reading(const tsReading& reading, const tsRail& rail) {
+    constexpr double volts = 2.5 / 4096;
+    constexpr std::uint32_t steps = 4096;
+    const std::string limits = fixed(rail.lowest, 1) + " to " + fixed(rail.highest, 1) + " V";
+    std::vector<std::string> cells{milliseconds(reading.timeNs), rail.name};
+    const auto finish = [&](const std::string& raw, const std::string& measured,
+                            const std::string& verdict, bool good) {
+        cells.insert(cells.end(), {raw, measured, limits, verdict});
+        return row(cells, good ? "" : kBad);
+    };
+    if (!reading.steps) {
+        return finish("", "", "the transfer failed", false);
+    }
+    const std::string raw = hex(*reading.steps, 3);
+    if (*reading.steps >= steps) {
+        return finish(raw, "", "nobody drove the bus", false);
+    }
+    if (reading.settling) {
+        return finish(raw, "", "not counted: the reference settles", true);
+    }
+    const double measured = *reading.steps * volts * rail.divider;
+    const bool low = measured < rail.lowest;
+    const bool high = measured > rail.highest;
+    return finish(raw, fixed(measured, 4) + " V",
+                  low ? "too low" : (high ? "too high" : "within limits"), !low && !high);
+}
+
+std::string rails(const tsRun& run) {
+    std::string rows;
+    for (const tsReading& converted : run.readings) {
+        if (const tsRail* const rail = railAt(converted.channel)) {
+            rows += reading(converted, *rail);
+        }
+    }
+    return "<h2>Supplies, as measured</h2>\n" +
+           (rows.empty()
+                ? "<p id=\"rails\">never measured</p>\n"
+                : table("rails", {"Time", "Supply", "Reading", "Voltage", "Limits", ""}, rows));
+}
+
+// --- Exposure ---
+
+// What the registers say about a bound: they stand at it.
+std::string boundOf(const tsTiming& timing) {
+    constexpr std::uint32_t longest = 16383; // lines, of every counter
+    if (timing.triggered) {
+        return timing.exposureLines == longest ? "exposure: the longest" : "";
+    }
+    std::string bound;
+    if (timing.fromFirstLine) {
+        bound = "exposure: all that the frame has";
+    } else if (timing.exposureLines <= 1) {
+        bound = "exposure: the shortest";
+    }
+    if (timing.frameLines == longest) {
+        bound += std::string(bound.empty() ? "" : "; ") + "frame: the longest";
+    }
+    return bound;
+}
+
+std::string exposure(const tsTimedTiming& at) {
+    const double lineUs = at.timing.lineClocks / at.timing.clockMhz;
+    const auto duration = [lineUs](std::uint32_t count) {
+        return std::to_string(count) + " lines, " + fixed(count * lineUs, 1) + " us";
+    };
+    return row({milliseconds(at.timeNs), duration(at.timing.frameLines),
+                duration(at.timing.exposureLines), boundOf(at.timing)});
+}
+
+std::string exposures(const tsRun& run) {
+    std::string rows;
+    for (const tsTimedTiming& at : run.timings) {
+        rows += exposure(at);
+    }
+    return "<h2>Frame and exposure</h2>\n<p>As the registers stood after each change, and the "
+           "bound at which they stood.</p>\n" +
+           (rows.empty() ? "<p id=\"exposures\">never set</p>\n"
+                         : table("exposures", {"Time", "Frame", "Exposure", "At its bound"}, rows));
+}
+
+// --- Pictures ---
+
+std::string base64(const std::string& bytes) {
+    constexpr const char* digits =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += 3) {
+        std::uint32_t group = 0;
+        for (std::size_t byte = 0; byte < 3; ++byte) {
+            group = group << 8 |
+                    (at + byte < bytes.size() ? static_cast<unsigned char>(bytes[at + byte]) : 0U);
+        }
+        for (std::size_t digit = 0; digit < 4; ++digit) {
+            const bool there = at + digit <= bytes.size();
+            text += there ? digits[group >> (18 - 6 * digit) & 63] : '=';
+        }
+    }
+    return text;
+}
+
+// The line "name: value" of a picture's settings, as "name value".
+std::string setting(const std::string& settings, const std::string& name) {
+    const std::size_t start = ("\n" + settings).find("\n" + name + ": ");
+    if (start == std::string::npos) {
+        return "";
+    }
+    const std::size_t value = start + name.size() + 2;
+    return name + " " + settings.substr(value, settings.find('\n', value) - value);
+}
+
+std::string picture(const tsThumbnail& small, std::size_t number) {
+    std::string caption =
+        small.file + " at " + milliseconds(static_cast<std::uint64_t>(small.time.count())) + ", " +
+        std::to_string(small.frameWidth) + " x " + std::to_string(small.frameHeight);
+    const char* separator = ": ";
+    for (const char* name : {"exposure", "analogue gain", "digital gain", "ADC", "vertical scan",
+                             "horizontal scan", "pairs flip", "pixel shift"}) {
+        if (const std::string text = setting(small.settings, name); !text.empty()) {
+            caption += separator + text;
+            separator = ", ";
+        }
+    }
+    const std::string id = "frame" + std::to_string(number);
+    return "<figure id=\"" + id + "\"><img width=\"" + std::to_string(small.width) +
+           "\" height=\"" + std::to_string(small.height) + "\" alt=\"" + escapedMarkup(small.file) +
+           "\" src=\"data:image/png;base64," + base64(small.png) + "\"><figcaption>" +
+           escapedMarkup(caption) + "</figcaption></figure>\n";
+}
+
+std::string gallery(const std::vector<tsThumbnail>& all) {
+    std::string text = "<h2>Pictures</h2>\n";
+    for (std::size_t at = 0; at < all.size(); ++at) {
+        text += picture(all[at], at + 1);
+    }
+    return text + (all.empty() ? "<p id=\"pictures\">none</p>\n" : "");
 }
 
 // --- Link ---
@@ -397,15 +673,18 @@ constexpr const char* kHead =
     "body { font: 14px sans-serif; margin: 2em; color: #222; }\n"
     "table { border-collapse: collapse; }\n"
     "th, td { text-align: left; padding: 2px 12px 2px 0; border-bottom: 1px solid #ddd; "
-    "font-variant-numeric: tabular-nums; }\n.bad { color: #b00020; }\n</style>\n</head>\n<body>\n"
+    "font-variant-numeric: tabular-nums; }\n.bad { color: #b00020; }\n"
+    "figure { display: inline-block; width: 260px; margin: 0 1em 1em 0; vertical-align: top; }\n"
+    "</style>\n</head>\n<body>\n"
     "<h1>A run of the virtual head</h1>\n";
 
 } // namespace
 
-std::string report(const std::vector<tsTraceLine>& trace) {
+std::string report(const std::vector<tsTraceLine>& trace,
+                   const std::vector<tsThumbnail>& pictures) {
     const tsRun run = tcRunReader().read(trace);
-    return kHead + stages(run) + delays(run) + link(run) +
-           listed("faults", "Faults of the scenario", run.faults) +
+    return kHead + stages(run) + delays(run) + rails(run) + link(run) + exposures(run) +
+           gallery(pictures) + listed("faults", "Faults of the scenario", run.faults) +
            listed("violations", "Violations", run.violations) +
            listed("failures", "Calls that failed", run.failures) + registers(run) +
            "</body>\n</html>\n";

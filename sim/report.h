@@ -5,18 +5,22 @@
 #include <string>
 #include <vector>
 
+#include "sim/thumbnail.h"
 #include "sim/trace.h"
 
 namespace sim {
 
 /// Describes a run: stages with their durations, the delays of power-up against those that the
-/// hardware needs, training of the link attempt by attempt and lane by lane, violations, and every
-/// register write with its fields, old and new value.
+/// hardware needs, what the ADC measured, training of the link attempt by attempt and lane by lane,
+/// exposures with the bounds that they reached, pictures, violations, and every register write with
+/// its fields, old and new value.
 ///
 /// The page stands alone: no script, nothing from elsewhere.
 ///
+/// \param pictures of the run, in order; empty where none were asked for
 /// \return HTML
 /// \throws std::runtime_error for a line that no head writes
-[[nodiscard]] std::string report(const std::vector<tsTraceLine>& trace);
+[[nodiscard]] std::string report(const std::vector<tsTraceLine>& trace,
+                                 const std::vector<tsThumbnail>& pictures = {});
 
 } // namespace sim

@@ -1,0 +1,161 @@
+// What the page about a run says of readings, exposures and pictures.
+
+#include <gmock/gmock.h>
+
+#include "sim/report.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+std::string pageOf(const std::vector<std::string>& events) {
+    std::vector<std::string> lines;
+    for (const std::string& event : events) {
+        lines.push_back("[    0.001000000] " + event);
+    }
+    return sim::report(sim::parseTrace(lines));
+}
+
+// A row of readings without its time.
+std::string readingOf(const std::vector<std::string>& events) {
+    const std::string page = pageOf(events);
+    const std::string before = "<td>1.000 ms</td>";
+    const std::size_t table = page.find("<table id=\"rails\">");
+    const std::size_t start = page.find(before, table) + before.size();
+    return table == std::string::npos ? "" : page.substr(start, page.find("</tr>", start) - start);
+}
+
+TEST(ReportedReading, UndoesTheDividerAndIsComparedWithTheLimits) {
+    EXPECT_EQ(readingOf({"ADC 0 0x7AE"}), "<td>VDD1.2</td><td>0x7AE</td><td>1.2000 V</td>"
+                                          "<td>1.1 to 1.3 V</td><td>within limits</td>");
+    EXPECT_EQ(readingOf({"ADC 1 0xA8F"}), "<td>VDD3.3AVDDH</td><td>0xA8F</td><td>3.2996 V</td>"
+                                          "<td>3.2 to 3.4 V</td><td>within limits</td>");
+    EXPECT_EQ(readingOf({"ADC 4 0xA8F"}), "<td>VDD3.3SVDD</td><td>0xA8F</td><td>3.2996 V</td>"
+                                          "<td>3.2 to 3.4 V</td><td>within limits</td>");
+}
+
+TEST(ReportedReading, IsWithinLimitsUpToTheLastStep) {
+    EXPECT_THAT(readingOf({"ADC 0 0x851"}),
+                HasSubstr("1.2994 V</td><td>1.1 to 1.3 V</td><td>with"));
+    EXPECT_THAT(readingOf({"ADC 0 0x852"}),
+                HasSubstr("1.3000 V</td><td>1.1 to 1.3 V</td><td>too high"));
+    EXPECT_THAT(readingOf({"ADC 0 0x70B"}),
+                HasSubstr("1.1005 V</td><td>1.1 to 1.3 V</td><td>with"));
+    EXPECT_THAT(readingOf({"ADC 0 0x70A"}),
+                HasSubstr("1.0999 V</td><td>1.1 to 1.3 V</td><td>too low"));
+    EXPECT_THAT(readingOf({"ADC 1 0xAE1"}),
+                HasSubstr("3.3997 V</td><td>3.2 to 3.4 V</td><td>with"));
+    EXPECT_THAT(readingOf({"ADC 1 0xAE2"}),
+                HasSubstr("3.4009 V</td><td>3.2 to 3.4 V</td><td>too high"));
+    EXPECT_THAT(readingOf({"ADC 4 0xA3E"}),
+                HasSubstr("3.2007 V</td><td>3.2 to 3.4 V</td><td>with"));
+    EXPECT_THAT(readingOf({"ADC 4 0xA3D"}),
+                HasSubstr("3.1995 V</td><td>3.2 to 3.4 V</td><td>too low"));
+}
+
+TEST(ReportedReading, SaysWhyAReadingIsNone) {
+    EXPECT_THAT(readingOf({"ADC 0 0x000 failed EIO"}),
+                HasSubstr("<td></td><td></td><td>1.1 to 1.3 V</td><td>the transfer failed</td>"));
+    EXPECT_THAT(readingOf({"ADC 0 0xFFFF"}), HasSubstr("<td>nobody drove the bus</td>"));
+    EXPECT_THAT(readingOf({"ADC-COMMAND 0x8C", "ADC 0 0xFFF"}),
+                HasSubstr("<td>not counted: the reference settles</td>"));
+    EXPECT_THAT(pageOf({"ADC-COMMAND 0x8C", "ADC-COMMAND 0x8C", "ADC 0 0xFFF"}),
+                HasSubstr("<td>2.4994 V</td><td>1.1 to 1.3 V</td><td>too high</td>"));
+    EXPECT_THAT(pageOf({"ADC 2 0x000"}), HasSubstr("<p id=\"rails\">never measured</p>"));
+}
+
+// One register write of the sensor, as it goes over the wire: lowest byte first.
+std::string sensorWrite(std::uint32_t address, std::uint32_t value) {
+    const std::uint32_t word = address << 22 | value;
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "SPI %02X %02X %02X %02X", word & 0xFF,
+                  word >> 8 & 0xFF, word >> 16 & 0xFF, word >> 24);
+    return text.data();
+}
+
+// Rows of exposures, without their times.
+std::vector<std::string> exposuresOf(const std::vector<std::string>& events) {
+    const std::string page = pageOf(events);
+    const std::size_t table = page.find("<table id=\"exposures\">");
+    if (table == std::string::npos) {
+        return {};
+    }
+    std::vector<std::string> rows;
+    const std::string before = "<td>1.000 ms</td>";
+    const std::size_t last = page.find("</table>", table);
+    for (std::size_t at = page.find(before, table); at < last; at = page.find(before, at + 1)) {
+        const std::size_t start = at + before.size();
+        rows.push_back(page.substr(start, page.find("</tr>", start) - start));
+    }
+    return rows;
+}
+
+TEST(ReportedExposure, IsOneRowForEachSetOfItsRegisters) {
+    EXPECT_THAT(
+        exposuresOf({sensorWrite(0xB0, 899), sensorWrite(0x12, 4000), sensorWrite(0x1B, 3998),
+                     sensorWrite(0x19, 2798), sensorWrite(0x1B, 3998), sensorWrite(0x19, 0),
+                     sensorWrite(0x12, 2000), sensorWrite(0x1B, 1998), sensorWrite(0x19, 1997)}),
+        testing::ElementsAre(
+            "<td>4000 lines, 100000.0 us</td><td>1200 lines, 30000.0 us</td><td></td>",
+            "<td>4000 lines, 100000.0 us</td><td>3998 lines, 99950.0 us</td>"
+            "<td>exposure: all that the frame has</td>",
+            "<td>2000 lines, 50000.0 us</td><td>1 lines, 25.0 us</td><td>exposure: the "
+            "shortest</td>"));
+}
+
+TEST(ReportedExposure, EndsWithTheSecondShutterPositionWhereThatIsInUse) {
+    EXPECT_THAT(
+        exposuresOf({sensorWrite(0xB0, 899), sensorWrite(0x12, 16383), sensorWrite(0x1C, 16381),
+                     sensorWrite(0x1B, 9000), sensorWrite(0x19, 6381)}),
+        testing::ElementsAre("<td>16383 lines, 409575.0 us</td><td>10000 lines, 250000.0 "
+                             "us</td><td>frame: the longest</td>"));
+}
+
+TEST(ReportedExposure, IsTheTriggersOwnCountAndFollowsTheClock) {
+    EXPECT_THAT(exposuresOf({"WRITE 0xFF204300 0x00001617", "WRITE 0xFF204000 0x00000001",
+                             sensorWrite(0x10, 1U << 8 | 3), sensorWrite(0xB0, 599),
+                             sensorWrite(0x12, 1086), sensorWrite(0x14, 16382),
+                             sensorWrite(0x12, 1086), sensorWrite(0x14, 16383)}),
+                testing::ElementsAre(
+                    "<td>1086 lines, 27150.0 us</td><td>16382 lines, 409550.0 us</td><td></td>",
+                    "<td>1086 lines, 27150.0 us</td><td>16383 lines, 409575.0 us</td>"
+                    "<td>exposure: the longest</td>"));
+}
+
+sim::tsThumbnail aThumbnail(const std::string& bytes) {
+    sim::tsThumbnail small;
+    small.width = 2;
+    small.height = 1;
+    small.png = bytes;
+    small.frameWidth = 240;
+    small.frameHeight = 128;
+    small.time = std::chrono::microseconds(1'234'567);
+    small.settings = "time: 1.234567000 s\nframe: 7\nexposure: 30000.000 us\n"
+                     "analogue gain: 1.000\nADC: 12 bits\n";
+    small.file = "frame-0001.png";
+    return small;
+}
+
+TEST(ReportedPicture, IsEmbeddedWithWhatItsTextChunkSays) {
+    EXPECT_THAT(sim::report({}, {aThumbnail("Man")}),
+                HasSubstr("<figure id=\"frame1\"><img width=\"2\" height=\"1\" "
+                          "alt=\"frame-0001.png\" src=\"data:image/png;base64,TWFu\"><figcaption>"
+                          "frame-0001.png at 1234.567 ms, 240 x 128: exposure 30000.000 us, "
+                          "analogue gain 1.000, ADC 12 bits</figcaption></figure>\n"));
+}
+
+TEST(ReportedPicture, KeepsEveryByte) {
+    EXPECT_THAT(sim::report({}, {aThumbnail("Ma")}), HasSubstr("base64,TWE=\""));
+    EXPECT_THAT(sim::report({}, {aThumbnail("M")}), HasSubstr("base64,TQ==\""));
+    EXPECT_THAT(sim::report({}, {aThumbnail(std::string("\xFF\0\xFE", 3))}),
+                HasSubstr("base64,/wD+\""));
+    EXPECT_THAT(sim::report({}, {aThumbnail("")}), HasSubstr("base64,\""));
+}
+
+TEST(ReportedPicture, IsMissedWhereThereIsNone) {
+    EXPECT_THAT(sim::report({}), HasSubstr("<p id=\"pictures\">none</p>"));
+    EXPECT_THAT(sim::report({}, {aThumbnail("M")}), Not(HasSubstr("id=\"pictures\"")));
+}
+
+} // namespace
