@@ -31,9 +31,9 @@ struct tsCommand {
     Run run;
     /// \return what may stand at the place of an argument, counted from 0; empty function: nothing
     ///         is known
-    Choices choices;
+    Choices choices{};
     /// Command lines that bring the present setting back; empty function: it is no setting.
-    Saved saved;
+    Saved saved{};
     /// Place among the settings when they are loaded: what others depend on comes first.
     int order = 0;
     /// May stand in a file of settings; what has `saved` always may.

@@ -202,15 +202,7 @@ std::vector<std::string> savedMirroring(tcCall& call) {
 
 tsCommand command(const char* name, const char* arguments, const char* summary, const char* details,
                   std::vector<std::string> examples, tsCommand::Run run) {
-    tsCommand made;
-    made.group = kGroup;
-    made.name = name;
-    made.arguments = arguments;
-    made.summary = summary;
-    made.details = details;
-    made.examples = std::move(examples);
-    made.run = std::move(run);
-    return made;
+    return {kGroup, name, arguments, summary, details, std::move(examples), std::move(run)};
 }
 
 } // namespace

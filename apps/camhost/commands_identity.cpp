@@ -205,14 +205,7 @@ std::string info(tcCall& call, tcArguments& arguments) {
 
 tsCommand command(const char* name, const char* arguments, const char* summary,
                   std::vector<std::string> examples, tsCommand::Run run) {
-    tsCommand made;
-    made.group = kGroup;
-    made.name = name;
-    made.arguments = arguments;
-    made.summary = summary;
-    made.examples = std::move(examples);
-    made.run = std::move(run);
-    return made;
+    return {kGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
 }
 
 /// Makes a command of an operation on one of the board's slots for settings.

@@ -49,14 +49,7 @@ std::vector<std::string> commandNames(tcCall& call) {
 
 tsCommand command(const char* name, const char* arguments, const char* summary,
                   std::vector<std::string> examples, tsCommand::Run run) {
-    tsCommand made;
-    made.group = kGroup;
-    made.name = name;
-    made.arguments = arguments;
-    made.summary = summary;
-    made.examples = std::move(examples);
-    made.run = std::move(run);
-    return made;
+    return {kGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
 }
 
 } // namespace

@@ -110,15 +110,7 @@ std::string poke(tcCall& call, tcArguments& arguments) {
 
 tsCommand command(const char* name, const char* arguments, const char* summary, const char* details,
                   std::vector<std::string> examples, tsCommand::Run run) {
-    tsCommand made;
-    made.group = kGroup;
-    made.name = name;
-    made.arguments = arguments;
-    made.summary = summary;
-    made.details = details;
-    made.examples = std::move(examples);
-    made.run = std::move(run);
-    return made;
+    return {kGroup, name, arguments, summary, details, std::move(examples), std::move(run)};
 }
 
 } // namespace

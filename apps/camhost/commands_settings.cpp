@@ -99,15 +99,7 @@ std::string diff(tcCall& call, tcArguments& arguments) {
 
 tsCommand command(const char* name, const char* summary, const char* details, const char* example,
                   tsCommand::Run run) {
-    tsCommand made;
-    made.group = kGroup;
-    made.name = name;
-    made.arguments = "FILE";
-    made.summary = summary;
-    made.details = details;
-    made.examples = {example};
-    made.run = std::move(run);
-    return made;
+    return {kGroup, name, "FILE", summary, details, {example}, std::move(run)};
 }
 
 } // namespace
