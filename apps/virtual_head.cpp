@@ -425,6 +425,17 @@ int statusOfReplay(const tsArguments& arguments, const tsOrders& orders, int sta
     return status == 0 && differs ? kDiffers : status;
 }
 
+// Pictures of an earlier run would be taken for this one's.
+void clearPictures(const std::string& folder) {
+    try {
+        if (!folder.empty()) {
+            sim::tcFrameWriter::clear(folder);
+        }
+    } catch (const std::runtime_error& error) {
+        throw tcUsageError(error.what());
+    }
+}
+
 // By process.
 using tcPictures = std::map<pid_t, std::vector<sim::tsThumbnail>>;
 
@@ -469,6 +480,7 @@ int run(const tsArguments& arguments) {
     startFile(arguments.log);
     startFile(arguments.vcd);
     startFile(arguments.report);
+    clearPictures(arguments.frames);
     const tsOrders orders{preloadList(),
                           absolute(arguments.scenario),
                           arguments.time,

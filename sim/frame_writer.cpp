@@ -8,11 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <png.h>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 #include "sim/frame_recorder.h"
 #include "sim/options.h"
@@ -141,6 +143,28 @@ std::string fileName(std::size_t number) {
     return "frame-" + padding + digits + ".png";
 }
 
+bool isNumbered(const std::string& name) {
+    constexpr std::string_view prefix = "frame-";
+    constexpr std::string_view suffix = ".png";
+    if (!name.starts_with(prefix) || !name.ends_with(suffix) ||
+        name.size() <= prefix.size() + suffix.size()) {
+        return false;
+    }
+    const std::string digits =
+        name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
+    return digits.find_first_not_of("0123456789") == std::string::npos && digits.size() >= 4;
+}
+
+// The first text chunk comes right behind the header.
+bool isOurs(const std::filesystem::path& path) {
+    constexpr std::size_t start = 200; // bytes
+    using namespace std::string_view_literals;
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes(start, '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes.find("tEXtSoftware\0virtual-head"sv) != std::string::npos;
+}
+
 tsPng wholePicture(const tsFrame& frame) {
     tsPng picture{frame.width, frame.height, 16, {}, frame.settings};
     picture.rows.resize(2 * frame.pixels.size());
@@ -245,6 +269,20 @@ tsThumbnail thumbnail(const tsFrame& frame, std::uint32_t white) {
 tcFrameWriter::tcFrameWriter(const std::string& scenario, const std::string& scene)
     : m_scene(sceneOf(scene.empty() ? optionsOf(scenario).scenePath : scene)),
       m_defects(optionsOf(scenario).defects) {}
+
+void tcFrameWriter::clear(const std::string& folder) {
+    namespace fs = std::filesystem;
+    std::vector<fs::path> old;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        if (isNumbered(entry.path().filename().string()) &&
+            entry.symlink_status().type() == fs::file_type::regular && isOurs(entry.path())) {
+            old.push_back(entry.path());
+        }
+    }
+    for (const fs::path& picture : old) {
+        fs::remove(picture);
+    }
+}
 
 std::vector<tsThumbnail> tcFrameWriter::write(const std::string& recording,
                                               const std::string& folder) {

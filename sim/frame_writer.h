@@ -33,6 +33,11 @@ public:
     /// \throws std::runtime_error with the path of what cannot be read
     tcFrameWriter(const std::string& scenario, const std::string& scene);
 
+    /// Removes the pictures of earlier runs, so that none is taken for one of this run: regular
+    /// files that have a name as `write` gives it and say in their text chunk that this program
+    /// made them. \param folder that exists \throws std::runtime_error with the path of what cannot
+    /// be read or removed
+    static void clear(const std::string& folder);
     /// Writes "frame-0001.png" and so on; each call goes on where the one before ended.
     /// \param recording file of recorded frames
     /// \param folder    that exists
