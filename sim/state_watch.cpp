@@ -103,9 +103,11 @@ void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& 
     const std::uint64_t now = m_journal.clock.now();
     const std::uint64_t period = fpga.pulsePeriodNs();
     watch(kPulses, {period, period == 0 ? 0 : fpga.pulseLengthNs()}, now);
+    // Pulses that come while the sensor is busy with a frame start none.
     const tsTimedFlag frames = link.trace().frames;
-    const std::uint64_t valid = frames.set ? validNs(sensor.decoded(fpga.clockMhz()), period) : 0;
-    const std::uint64_t framePeriod = frames.set ? period : 0;
+    const std::uint64_t framePeriod = frames.set ? link.frameNs() : 0;
+    const std::uint64_t valid =
+        frames.set ? validNs(sensor.decoded(fpga.clockMhz()), framePeriod) : 0;
     // Frames that already arrive go on in their rhythm.
     const bool begins = m_values[kFrames].first == 0;
     watch(kFrames, {framePeriod, valid}, frames.set && begins ? frames.sinceNs : now);

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <png.h>
+#include <set>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -189,6 +190,15 @@ TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
     EXPECT_THAT(contentOf(m_folder / "work/frame-0003.png"), HasSubstr("digital gain: 2.000\n"));
 }
 
+// A frame ends between the two registers of one message: it still has the first one's gain.
+TEST_F(Launcher, TakesAPictureWithTheSettingsOfItsTimeWithinAMessageToo) {
+    const tsResult result = launch("--frames . -- " + kProgram + " capture-within-a-message");
+    EXPECT_THAT(result.err, HasSubstr("  pictures: 2 of 2 delivered\n"));
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
+    EXPECT_THAT(contentOf(m_folder / "work/frame-0001.png"), HasSubstr("digital gain: 1.000\n"));
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 48), 2528U);
+}
+
 // In real time nothing tells the head that time passes, only the next call.
 TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTimeInRealTimeToo) {
     launch("--time real --frames . -- " + kProgram + " capture");
@@ -212,6 +222,36 @@ TEST_F(Launcher, WritesNoMorePicturesThanAsked) {
     EXPECT_THAT(result.err, HasSubstr("  pictures: 2 of 3 delivered\n"));
     EXPECT_TRUE(fs::exists(m_folder / "work/frame-0002.png"));
     EXPECT_FALSE(fs::exists(m_folder / "work/frame-0003.png"));
+}
+
+TEST_F(Launcher, RemovesThePicturesOfAnEarlierRunAndNothingElse) {
+    launch("--frames . -- " + kProgram + " capture");
+    ASSERT_TRUE(fs::exists(m_folder / "work/frame-0003.png"));
+    // A picture under another name, another's file under such a name, and a link to a picture.
+    fs::copy_file(m_folder / "work/frame-0001.png", m_folder / "work/keep.png");
+    fs::copy_file(m_folder / "work/frame-0001.png", m_folder / "work/frame-001.png");
+    fs::copy_file(m_folder / "work/frame-0001.png", m_folder / "work/frame-0001a.png");
+    fs::copy_file(m_folder / "work/frame-0001.png", m_folder / "work/frame-1234.png.old");
+    writeWhite(inFolder("work/frame-0004.png"));
+    fs::create_symlink("keep.png", m_folder / "work/frame-0005.png");
+    fs::copy_file(m_folder / "work/frame-0001.png", m_folder / "work/frame-12345.png");
+    const tsResult result = launch("--frames . --max-frames 1 -- " + kProgram + " capture");
+    EXPECT_THAT(result.err, HasSubstr("  pictures: 1 of 3 delivered\n"));
+    std::set<std::string> left;
+    for (const fs::directory_entry& entry : fs::directory_iterator(m_folder / "work")) {
+        left.insert(entry.path().filename().string());
+    }
+    EXPECT_THAT(left, testing::ElementsAre("frame-0001.png", "frame-0001a.png", "frame-0004.png",
+                                           "frame-0005.png", "frame-001.png", "frame-1234.png.old",
+                                           "keep.png"));
+}
+
+// Wrong usage changes nothing.
+TEST_F(Launcher, KeepsThePicturesOfAnEarlierRunWhenTheProgramIsNotTried) {
+    launch("--frames . -- " + kProgram + " capture");
+    EXPECT_EQ(launch("--frames . --scenario none.ini -- " + kProgram + " capture").status, 2);
+    EXPECT_EQ(launch("--frames . --workdir /no/such/folder -- true").status, 2);
+    EXPECT_TRUE(fs::exists(m_folder / "work/frame-0003.png"));
 }
 
 TEST_F(Launcher, WritesNoPictureOfAHeadThatDeliversNone) {

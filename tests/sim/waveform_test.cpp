@@ -11,6 +11,7 @@
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -173,6 +174,35 @@ TEST(ValueChangeDump, ShowsAsManyFramesAsTheHeadCounts) {
     const std::uint64_t begun = changes.size() / 2;
     EXPECT_GE(begun, head.frames());
     EXPECT_LE(begun, head.frames() + 1);
+}
+
+// 3999 whole lines of 900 clocks are busy: of pulses every 1,000,000 clocks only each fourth starts
+// a frame, of which 1028 lines bring rows. The clock has 36 MHz.
+TEST(ValueChangeDump, ShowsFramesAsOftenAsTheSensorStartsThemWhenPulsesComeFaster) {
+    auto head = sim::aVirtualHead().withStateEvents().withQuietViolations().build();
+    tcUser user;
+    user.powerUp();
+    user.configure();
+    ASSERT_EQ(user.bringUp(), 0);
+    user.pulses.write(1, 1'000'000);
+    head.clearLog();
+    user.start();
+    head.advance(std::chrono::milliseconds(300));
+    user.port.writeRegister(0x10, 0);
+    EXPECT_EQ(head.frames(), 2U);
+    const auto states = head.lines(sim::teEventKind::state);
+    EXPECT_THAT(states, Contains("STATE PULSES 27777777 277"));
+    EXPECT_THAT(states, Contains("STATE FRAMES 111111111 25700000"));
+    const auto changes = changesOf(dumpOf(head.timedLines()), "FRAME-VALID");
+    ASSERT_GT(changes.size(), 1U); // it is low at first
+    const long long begin = std::stoll(changes[1]);
+    std::vector<std::string> sinceBegin;
+    for (std::size_t at = 1; at < changes.size(); ++at) {
+        sinceBegin.push_back(std::to_string(std::stoll(changes[at]) - begin) + " " +
+                             changes[at].back());
+    }
+    EXPECT_THAT(sinceBegin, ElementsAre("0 1", "25700000 0", "111111111 1", "136811111 0",
+                                        "222222222 1", "247922222 0"));
 }
 
 TEST(ValueChangeDump, RefusesWhatNoHeadWrites) {

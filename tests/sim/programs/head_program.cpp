@@ -30,9 +30,8 @@ int bringUp() {
     return result == 0 ? 0 : 1;
 }
 
-// Three frames of rows 256 to 383 and columns 240 to 479; the third at twice the gain.
-int capture() {
-    tcUser user;
+// Frames of rows 256 to 383 and columns 240 to 479 come from now on, one each 100 ms.
+bool streamPart(tcUser& user) {
     user.powerUp();
     user.configure();
     user.port.writeRegister(0x94, 191U << 11 | 128U);
@@ -43,11 +42,48 @@ int capture() {
     tcRegisters(0xFF215000, 4096).write(0, 1); // the pipeline's cores run
     tcRegisters(0xFF217000, 4096).write(0, 0);
     if (user.bringUp() != 0) {
-        return 1;
+        return false;
     }
     user.start();
+    return true;
+}
+
+// Three frames; the third at twice the gain.
+int capture() {
+    tcUser user;
+    if (!streamPart(user)) {
+        return 1;
+    }
     usleep(250000);
     user.port.writeRegister(0x42, 1);
+    usleep(100000);
+    user.stop();
+    return 0;
+}
+
+// Two frames. The first one ends within a message that doubles the gain 20 ms later.
+int captureWithinAMessage() {
+    tcUser user;
+    if (!streamPart(user)) {
+        return 1;
+    }
+    usleep(60000);
+    std::array<std::uint8_t, 4> same{0x00, 0x00, 0x80, 0x10};  // 0x42 <- 0
+    std::array<std::uint8_t, 4> twice{0x01, 0x00, 0x80, 0x10}; // 0x42 <- 1
+    std::array<spi_ioc_transfer, 2> transfers{};
+    const auto fill = [](spi_ioc_transfer& transfer, const std::array<std::uint8_t, 4>& bytes) {
+        const void* start = bytes.data();
+        std::uintptr_t address = 0;
+        std::memcpy(&address, &start, sizeof address);
+        transfer.tx_buf = address;
+        transfer.len = 4;
+    };
+    fill(transfers[0], same);
+    fill(transfers[1], twice);
+    transfers[0].delay_usecs = 60000;
+    if (ioctl(user.port.descriptor(), SPI_IOC_MESSAGE(2), transfers.data()) != 8) {
+        return 1;
+    }
     usleep(100000);
     user.stop();
     return 0;
@@ -102,6 +138,9 @@ int main(int count, char** values) {
     }
     if (what == "capture") {
         return capture();
+    }
+    if (what == "capture-within-a-message") {
+        return captureWithinAMessage();
     }
     if (what == "ask") {
         return askDevices();
