@@ -11,6 +11,7 @@
 #include <string_view>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <type_traits>
 #include <unistd.h>
 
 #include "fpga/registers.h"
@@ -287,6 +288,9 @@ ssize_t headWrite(tcModel& head, const tsOpenFile& file, int descriptor,
     return modelledWrite(head, file, bytes);
 }
 
+// The target has 32 address bits.
+constexpr std::uint64_t kAddressEnd = std::uint64_t{1} << 32;
+
 int mappingError(tcModel& head, const tsOpenFile& file, const taped::tsMapping& mapping) {
     const auto page = static_cast<std::uint32_t>(::getpagesize());
     if (mapping.length == 0 || mapping.physicalAddress % page != 0) {
@@ -302,7 +306,8 @@ int mappingError(tcModel& head, const tsOpenFile& file, const taped::tsMapping& 
         text.add("a mapping of ").decimal(mapping.length).add(" bytes at ");
         text.hex(mapping.physicalAddress, 8);
         head.journal.violation(teRule::memoryRange, text.view());
-        return EPERM;
+        const bool wraps = mapping.length > kAddressEnd - mapping.physicalAddress;
+        return wraps ? EINVAL : EPERM;
     }
     if ((file.flags & O_SYNC) != O_SYNC || (mapping.flags & MAP_SHARED) == 0) {
         tcText text;
@@ -322,9 +327,19 @@ int modelledMap(tcModel& head, const tsOpenFile& file, const taped::tsMapping& m
     return refusal != 0 ? -refusal : -mappingError(head, file, mapping);
 }
 
-// On 32-bit targets a file offset is signed: addresses above 2 GiB arrive as negative numbers.
-std::uint32_t physicalFrom(std::int64_t offset) {
-    return static_cast<std::uint32_t>(static_cast<std::uint64_t>(offset) & 0xFFFF'FFFF);
+// What is no address of the target is refused as there: the C library refuses a negative offset of
+// 64 bits, the kernel one above 4 GiB, both with EINVAL.
+std::optional<std::uint32_t> physicalFrom(tcModel& head, const tsOpenFile& file, std::size_t length,
+                                          std::int64_t offset) {
+    const auto address = static_cast<std::uint64_t>(offset);
+    if (file.device != teDevice::memory || address < kAddressEnd) {
+        return static_cast<std::uint32_t>(address & (kAddressEnd - 1));
+    }
+    head.count(teCall::mmap, file.device);
+    tcText text;
+    text.add("a mapping of ").decimal(length).add(" bytes at offset ").hex(address, 16);
+    head.journal.violation(teRule::memoryRange, text.add(", which is no address").view());
+    return std::nullopt;
 }
 
 // Registers are seen one by one whoever answers: the program's own pages are inaccessible.
@@ -361,8 +376,13 @@ void* anyMmap(void* address, std::size_t length, int protection, int flags, int 
         const tcHeadAccess head;
         tsOpenFile* file = head ? g_descriptors.find(descriptor) : nullptr;
         if (file != nullptr) {
-            return headMap(*head, *file, descriptor,
-                           {physicalFrom(offset), length, protection, flags});
+            const std::optional<std::uint32_t> physicalAddress =
+                physicalFrom(*head, *file, length, offset);
+            if (!physicalAddress) {
+                errno = EINVAL;
+                return MAP_FAILED;
+            }
+            return headMap(*head, *file, descriptor, {*physicalAddress, length, protection, flags});
         }
     }
     return real::mmap(address, length, protection, flags, descriptor, offset);
@@ -533,9 +553,13 @@ SIM_API ssize_t write(int descriptor, const void* buffer, std::size_t count) {
     return sim::real::write(descriptor, buffer, count);
 }
 
+// Where `off_t` has 32 bits, those of a negative offset are an address above 2 GiB: the C library
+// hands them on without their sign, for every file.
 SIM_API void* mmap(void* address, std::size_t length, int protection, int flags, int descriptor,
                    off_t offset) noexcept {
-    return sim::anyMmap(address, length, protection, flags, descriptor, offset);
+    const auto unsignedOffset = static_cast<std::make_unsigned_t<off_t>>(offset);
+    return sim::anyMmap(address, length, protection, flags, descriptor,
+                        static_cast<std::int64_t>(unsignedOffset));
 }
 
 SIM_API void* mmap64(void* address, std::size_t length, int protection, int flags, int descriptor,

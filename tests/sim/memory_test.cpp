@@ -33,18 +33,6 @@ TEST(Memory, MappingIsOpenMapAndClose) {
                             "UNMAP 0xFF200000 16384"));
 }
 
-TEST(Memory, ANegativeOffsetIsAHighAddress) {
-    const auto head = sim::aVirtualHead().build();
-    const int memory = open("/dev/mem", O_RDWR | O_SYNC);
-    const off_t offset = -0xE00000; // 0xFF200000 as a signed 32-bit number
-    void* pages = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory, offset);
-    ASSERT_NE(pages, MAP_FAILED);
-    EXPECT_EQ(wordsAt(pages)[0], 0x3505U);
-    EXPECT_EQ(wordsAt(pages)[1], 0x10203U);
-    close(memory);
-    munmap(pages, 4096);
-}
-
 TEST(Memory, WindowsThatOverlapReachTheSameRegisters) {
     const auto head = sim::aVirtualHead().build();
     tcRegisters frameControl(0xFF210000);  // four pages
