@@ -200,18 +200,19 @@ std::vector<std::string> savedMirroring(tcCall& call) {
     return lines;
 }
 
-tsCommand command(const char* name, const char* arguments, const char* summary, const char* details,
+tsCommand command(const char* name, std::string arguments, const char* summary, const char* details,
                   std::vector<std::string> examples, tsCommand::Run run) {
-    return {kGroup, name, arguments, summary, details, std::move(examples), std::move(run)};
+    return {kGroup,        name, std::move(arguments), summary, details, std::move(examples),
+            std::move(run)};
 }
 
 } // namespace
 
 void addGeometryCommands(tcCommandTable& table) {
     const std::string rectangle = kRectangle;
-    tsCommand single = command(
-        "roi", ("[" + rectangle + "]").c_str(), "rectangle that is read out [binned rows, pixels]",
-        "The board says which steps it takes.", {"roi", "roi 0 0 2592 2056"}, roi);
+    tsCommand single =
+        command("roi", "[" + rectangle + "]", "rectangle that is read out [binned rows, pixels]",
+                "The board says which steps it takes.", {"roi", "roi 0 0 2592 2056"}, roi);
     single.saved = savedRegions;
     single.order = settingOrder::kRegion;
     table.add(std::move(single));
@@ -224,7 +225,7 @@ void addGeometryCommands(tcCommandTable& table) {
     several.saved = savedSeveralRegions;
     several.order = settingOrder::kRegion;
     table.add(std::move(several));
-    tsCommand one = command("region", ("INDEX [" + rectangle + "]").c_str(),
+    tsCommand one = command("region", "INDEX [" + rectangle + "]",
                             "one of several regions [binned rows, pixels]", "",
                             {"region 0", "region 0 100 0 240 20"}, region);
     one.isSetting = true;
