@@ -174,6 +174,11 @@ int tcAdc::read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusa
         busTime(0);
         return -error;
     }
+    if (bytes.empty()) { // somebody looks whether there is a chip: nothing is converted
+        wire(address, true, true, bytes);
+        busTime(0);
+        return 0;
+    }
     checkConversion();
     const std::uint32_t result = sample();
     for (std::size_t at = 0; at < bytes.size(); ++at) {

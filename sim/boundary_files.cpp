@@ -22,6 +22,7 @@
 #include "sim/mmio.h"
 #include "sim/model.h"
 #include "sim/real_calls.h"
+#include "sim/smbus.h"
 #include "sim/taped.h"
 #include "sim/text.h"
 
@@ -127,6 +128,16 @@ int i2cMessages(tcModel& head, void* argument, int refusal) {
     return static_cast<int>(done);
 }
 
+int smbusTransfer(tcModel& head, const tsOpenFile& file, const void* argument, int refusal) {
+    i2c_smbus_ioctl_data transaction{};
+    std::memcpy(&transaction, argument, sizeof transaction);
+    const int result = smbus::transfer(head.adc, file.i2cAddress, transaction, refusal);
+    if (result == -EOPNOTSUPP) {
+        unknownCall(head, file.device, "SMBus transaction", transaction.size);
+    }
+    return result;
+}
+
 int i2cIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument, int refusal) {
     constexpr std::uintptr_t kLastAddress = 0x7F;
     switch (request) {
@@ -142,12 +153,14 @@ int i2cIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argum
         return 0;
     case I2C_FUNCS:
         if (refusal <= 0) {
-            const unsigned long functions = I2C_FUNC_I2C;
+            const unsigned long functions = smbus::functions();
             std::memcpy(argument, &functions, sizeof functions);
         }
         return refusal > 0 ? -refusal : 0;
     case I2C_RDWR:
         return i2cMessages(head, argument, refusal);
+    case I2C_SMBUS:
+        return smbusTransfer(head, file, argument, refusal);
     default:
         return -ENOTTY;
     }

@@ -294,6 +294,66 @@ void playI2c(tcWords& words, const void* argument) {
     }
 }
 
+// --- SMBus ---
+
+/// Bytes of the program's data that a transaction has.
+std::span<std::uint8_t> smbusData(const i2c_smbus_ioctl_data& transaction) {
+    std::size_t bytes = sizeof(i2c_smbus_data);
+    switch (transaction.size) {
+    case I2C_SMBUS_QUICK:
+        bytes = 0;
+        break;
+    case I2C_SMBUS_BYTE:
+        bytes = transaction.read_write == I2C_SMBUS_READ ? 1 : 0;
+        break;
+    case I2C_SMBUS_BYTE_DATA:
+        bytes = 1;
+        break;
+    case I2C_SMBUS_WORD_DATA:
+    case I2C_SMBUS_PROC_CALL:
+        bytes = 2;
+        break;
+    default:
+        break;
+    }
+    void* const start = transaction.data;
+    return {static_cast<std::uint8_t*>(start), start == nullptr ? 0 : bytes};
+}
+
+/// Whether a transaction brings data in both directions: with a call, or with a length.
+bool smbusAsksWithData(const i2c_smbus_ioctl_data& transaction) {
+    return transaction.size > I2C_SMBUS_WORD_DATA;
+}
+
+std::string smbusText(const void* argument) {
+    const auto transaction = copied<i2c_smbus_ioctl_data>(argument);
+    const bool reads = transaction.read_write == I2C_SMBUS_READ;
+    std::string text = "I2C_SMBUS " + hex(transaction.size) + " command " +
+                       hex(transaction.command) + (reads ? " read" : " write");
+    if (!reads || smbusAsksWithData(transaction)) {
+        const std::string bytes = bytesText(smbusData(transaction));
+        text += (bytes.empty() ? "" : " ") + bytes;
+    }
+    return text;
+}
+
+bool smbusAnswers(const i2c_smbus_ioctl_data& transaction) {
+    return transaction.read_write == I2C_SMBUS_READ || smbusAsksWithData(transaction);
+}
+
+std::string smbusAnswer(const void* argument) {
+    const auto transaction = copied<i2c_smbus_ioctl_data>(argument);
+    return smbusAnswers(transaction) ? bytesText(smbusData(transaction)) : "";
+}
+
+void playSmbus(tcWords& words, const void* argument) {
+    const auto transaction = copied<i2c_smbus_ioctl_data>(argument);
+    if (smbusAnswers(transaction)) {
+        const std::span<std::uint8_t> data = smbusData(transaction);
+        std::generate(data.begin(), data.end(), [&] { return words.byte(); });
+    }
+}
+
 // --- Any ioctl ---
 
 /// An ioctl whose argument is a number of its own size, handed over, got back, or both.
@@ -386,6 +446,8 @@ std::string details(std::uint32_t request, const void* argument) {
         return "";
     case I2C_RDWR:
         return i2cAnswer(argument);
+    case I2C_SMBUS:
+        return smbusAnswer(argument);
     default:
         return (_IOC_DIR(request) & _IOC_READ) != 0 ? bytesText(unknownBytes(request, argument))
                                                     : "";
@@ -415,6 +477,8 @@ void playDetails(tcWords& words, std::uint32_t request, void* argument) {
         return;
     case I2C_RDWR:
         return playI2c(words, argument);
+    case I2C_SMBUS:
+        return playSmbus(words, argument);
     default:
         if ((_IOC_DIR(request) & _IOC_READ) != 0) {
             std::vector<std::uint8_t> bytes(_IOC_SIZE(request));
@@ -480,6 +544,8 @@ std::string ioctlText(std::uint32_t request, const void* argument) {
         return "GPIO_V2_LINE_SET_CONFIG " + configText(copied<gpio_v2_line_config>(argument));
     case I2C_RDWR:
         return i2cText(argument);
+    case I2C_SMBUS:
+        return smbusText(argument);
     default:
         return hex(request) + ((_IOC_DIR(request) & _IOC_WRITE) != 0
                                    ? " " + bytesText(unknownBytes(request, argument))

@@ -136,7 +136,7 @@ TEST(Adc, AShortReadOrWriteGivesHalf) {
     EXPECT_EQ(read(monitor.descriptor(), result, 2), 1);
     unsigned long functions = 0;
     EXPECT_EQ(ioctl(monitor.descriptor(), I2C_FUNCS, &functions), 0);
-    EXPECT_EQ(functions, 1U);
+    EXPECT_EQ(functions, 0x7F0001U);
     EXPECT_THAT(head.lines(kAdcKinds),
                 ElementsAre("ADC-COMMAND 0x8C failed short", "ADC 0 failed short"));
     EXPECT_EQ(head.now(), 0ns);
@@ -180,12 +180,125 @@ TEST(Adc, AMissingBusCannotBeOpened) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST(Adc, TheBusTellsWhatItCanDo) {
+// --- SMBus ---
+
+struct tsSmbusResult {
+    int error = 0;
+    unsigned value = 0; // of the data, as it was before or has become
+};
+
+// \param size I2C_SMBUS_QUICK and so on \param value handed over
+tsSmbusResult smbus(const tcMonitor& monitor, bool reads, std::uint8_t command, std::uint32_t size,
+                    std::uint16_t value = 0) {
+    i2c_smbus_data data{};
+    data.word = value;
+    i2c_smbus_ioctl_data transaction{};
+    transaction.read_write = reads ? I2C_SMBUS_READ : I2C_SMBUS_WRITE;
+    transaction.command = command;
+    transaction.size = size;
+    transaction.data = &data;
+    const int error = ioctl(monitor.descriptor(), I2C_SMBUS, &transaction) == 0 ? 0 : errno;
+    return {error, data.word};
+}
+
+constexpr bool kReads = true;
+constexpr bool kWrites = false;
+
+TEST(Smbus, IsAnnouncedAsFarAsTheBusKnowsIt) {
     const auto head = sim::aVirtualHead().build();
-    tcMonitor monitor;
+    const tcMonitor monitor;
     unsigned long functions = 0;
     ASSERT_EQ(ioctl(monitor.descriptor(), I2C_FUNCS, &functions), 0);
-    EXPECT_EQ(functions, 1U); // plain I2C
+    EXPECT_EQ(functions, 0x007F0001UL); // I2C; quick, byte, byte data, word data, both ways
+}
+
+TEST(Smbus, WordDataIsACommandAndTwoBytesTheFirstOneTheLower) {
+    const auto head = sim::aVirtualHead().withStateEvents().build();
+    const tcMonitor monitor;
+    EXPECT_EQ(smbus(monitor, kReads, 0x8C, I2C_SMBUS_WORD_DATA).value, 0xFF0FU);
+    EXPECT_THAT(head.timedLines(kAdcKinds | teEventKind::state),
+                ElementsAre("[    0.000000000] ADC-COMMAND 0x8C",
+                            "[    0.000000000] STATE I2C 0x49 W ack 8C",
+                            "[    0.000180000] ADC 0 0xFFF",
+                            "[    0.000180000] STATE I2C 0x49 R ack 0F FF",
+                            "[    0.000450000] STATE I2C-STOP"));
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Smbus, ReadsOneByteWithACommandOrWithout) {
+    const auto head = sim::aVirtualHead().withRail("VDD1.2", 1.2).build();
+    tcUser user;
+    user.powerUp();
+    EXPECT_EQ(smbus(user.monitor, kReads, 0x8C, I2C_SMBUS_BYTE_DATA).value, 0x07U); // of 0x7AE
+    EXPECT_EQ(smbus(user.monitor, kReads, 0xCC, I2C_SMBUS_BYTE_DATA).value, 0x0AU); // of 0xA8F
+    EXPECT_EQ(smbus(user.monitor, kReads, 0x00, I2C_SMBUS_BYTE).value, 0x0AU); // the same channel
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Smbus, WritesTheCommandAndWhatFollows) {
+    const auto head = sim::aVirtualHead().build();
+    const tcMonitor monitor;
+    EXPECT_EQ(smbus(monitor, kWrites, 0x8C, I2C_SMBUS_BYTE).error, 0);
+    EXPECT_EQ(smbus(monitor, kWrites, 0x8C, I2C_SMBUS_BYTE_DATA, 0xCC).error, 0);
+    EXPECT_EQ(smbus(monitor, kWrites, 0x8C, I2C_SMBUS_WORD_DATA, 0xACCC).error, 0);
+    EXPECT_THAT(head.lines(kAdcKinds),
+                ElementsAre("ADC-COMMAND 0x8C", "ADC-COMMAND 0x8C", "ADC-COMMAND 0xCC",
+                            "ADC-COMMAND 0x8C", "ADC-COMMAND 0xCC", "ADC-COMMAND 0xAC"));
+}
+
+TEST(Smbus, QuickLooksForAChipAndConvertsNothing) {
+    const auto head = sim::aVirtualHead().withStateEvents().build();
+    const tcMonitor monitor;
+    EXPECT_EQ(smbus(monitor, kWrites, 0, I2C_SMBUS_QUICK).error, 0);
+    EXPECT_EQ(smbus(monitor, kReads, 0, I2C_SMBUS_QUICK).error, 0);
+    ASSERT_EQ(ioctl(monitor.descriptor(), I2C_SLAVE, 0x48), 0);
+    EXPECT_EQ(smbus(monitor, kWrites, 0, I2C_SMBUS_QUICK).error, ENXIO);
+    EXPECT_THAT(
+        head.timedLines(kAdcKinds | teEventKind::state),
+        ElementsAre("[    0.000000000] STATE I2C 0x49 W ack", "[    0.000090000] STATE I2C-STOP",
+                    "[    0.000090000] STATE I2C 0x49 R ack", "[    0.000180000] STATE I2C-STOP",
+                    "[    0.000180000] STATE I2C 0x48 W nack", "[    0.000270000] STATE I2C-STOP"));
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Smbus, RefusesWhatTheKernelRefuses) {
+    const auto head = sim::aVirtualHead().build();
+    const tcMonitor monitor;
+    i2c_smbus_ioctl_data transaction{};
+    transaction.read_write = I2C_SMBUS_READ;
+    transaction.size = I2C_SMBUS_WORD_DATA; // and no place for the word
+    EXPECT_EQ(ioctl(monitor.descriptor(), I2C_SMBUS, &transaction), -1);
+    EXPECT_EQ(errno, EINVAL);
+    transaction.size = 9;
+    EXPECT_EQ(ioctl(monitor.descriptor(), I2C_SMBUS, &transaction), -1);
+    EXPECT_EQ(errno, EINVAL);
+    transaction.size = I2C_SMBUS_QUICK;
+    transaction.read_write = 2;
+    EXPECT_EQ(ioctl(monitor.descriptor(), I2C_SMBUS, &transaction), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(head.lines(kAdcKinds), IsEmpty());
+}
+
+TEST(Smbus, KnowsNoCallsAndNoBlocks) {
+    const auto head = sim::aVirtualHead().withQuietViolations().build();
+    const tcMonitor monitor;
+    EXPECT_EQ(smbus(monitor, kReads, 0x8C, I2C_SMBUS_PROC_CALL).error, EOPNOTSUPP);
+    EXPECT_EQ(smbus(monitor, kReads, 0x8C, I2C_SMBUS_I2C_BLOCK_DATA).error, EOPNOTSUPP);
+    EXPECT_THAT(head.lines(teEventKind::violation),
+                ElementsAre("VIOLATION device-call: SMBus transaction 0x4 on /dev/i2c-1",
+                            "VIOLATION device-call: SMBus transaction 0x8 on /dev/i2c-1"));
+}
+
+TEST(Smbus, FailsAsItIsTold) {
+    const auto head = sim::aVirtualHead()
+                          .withFailingCall(sim::teCall::ioctl, "/dev/i2c-1", 2, ETIMEDOUT)
+                          .withFailingCall(sim::teCall::ioctl, "/dev/i2c-1", 3, sim::kShort)
+                          .build();
+    const tcMonitor monitor; // the first call: its address
+    EXPECT_EQ(smbus(monitor, kReads, 0x8C, I2C_SMBUS_WORD_DATA).error, ETIMEDOUT);
+    EXPECT_EQ(smbus(monitor, kReads, 0x8C, I2C_SMBUS_WORD_DATA).error, EIO);
+    EXPECT_THAT(head.lines(kAdcKinds), ElementsAre("ADC-COMMAND 0x8C failed ETIMEDOUT",
+                                                   "ADC-COMMAND 0x8C", "ADC 0 failed short"));
 }
 
 } // namespace

@@ -55,7 +55,7 @@ TEST(ReportedReading, IsWithinLimitsUpToTheLastStep) {
 }
 
 TEST(ReportedReading, SaysWhyAReadingIsNone) {
-    EXPECT_THAT(readingOf({"ADC 0 0x000 failed EIO"}),
+    EXPECT_THAT(readingOf({"ADC 0 failed EIO"}),
                 HasSubstr("<td></td><td></td><td>1.1 to 1.3 V</td><td>the transfer failed</td>"));
     EXPECT_THAT(readingOf({"ADC 0 0xFFFF"}), HasSubstr("<td>nobody drove the bus</td>"));
     EXPECT_THAT(readingOf({"ADC-COMMAND 0x8C", "ADC 0 0xFFF"}),

@@ -35,6 +35,46 @@ TEST_F(Tools, I2cTransferHearsNobodyAtAnotherAddress) {
     EXPECT_EQ(result.output, "Error: Sending messages failed: No such device or address\n");
 }
 
+TEST_F(Tools, I2cGetReadsWordsAndBytes) {
+    const tsOutcome word = onHead(I2C_GET " -y 1 0x49 0x8c w");
+    EXPECT_EQ(word.status, 0);
+    EXPECT_EQ(word.output, "0xff0f\n"); // the first byte is the lower one
+    EXPECT_THAT(linesOf(contentOf(m_log)),
+                ElementsAre("[    0.000000000] OPEN /dev/i2c-1",
+                            "[    0.000000000] ADC-COMMAND 0x8C", "[    0.000180000] ADC 0 0xFFF",
+                            "[    0.000450000] CLOSE /dev/i2c-1"));
+    EXPECT_EQ(onHead(I2C_GET " -y 1 0x49 0x8c").output, "0x0f\n");
+    EXPECT_EQ(onHead(I2C_GET " -y 1 0x49 0x8c c").output, "0x0f\n");
+    const tsOutcome nobody = onHead(I2C_GET " -y 1 0x48 0x8c w");
+    EXPECT_EQ(nobody.status, 2);
+    EXPECT_EQ(nobody.output, "Error: Read failed\n");
+}
+
+TEST_F(Tools, I2cDetectFindsTheMonitorAndNothingElse) {
+    const tsOutcome result = onHead(I2C_DETECT " -y 1");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(linesOf(result.output),
+                ElementsAre("     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f",
+                            "00:                         -- -- -- -- -- -- -- -- ",
+                            "10: -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ",
+                            "20: -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ",
+                            "30: -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ",
+                            "40: -- -- -- -- -- -- -- -- -- 49 -- -- -- -- -- -- ",
+                            "50: -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ",
+                            "60: -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- ",
+                            "70: -- -- -- -- -- -- -- --                         "));
+}
+
+TEST_F(Tools, I2cGetIsAnsweredFromARecording) {
+    const std::string recording = (m_folder.path() / "recording").string();
+    const std::string program = I2C_GET " -y 1 0x49 0x8c w";
+    EXPECT_EQ(runOnHead("--summary /dev/null --record " + recording, program).output, "0xff0f\n");
+    EXPECT_THAT(contentOf(recording), HasSubstr("I2C_SMBUS 0x3 command 0x8C read = 0 | 0F FF\n"));
+    const tsOutcome replayed = runOnHead("--summary /dev/null --replay " + recording, program);
+    EXPECT_EQ(replayed.status, 0);
+    EXPECT_EQ(replayed.output, "0xff0f\n");
+}
+
 TEST_F(Tools, SpiConfigShowsThePortsSettings) {
     const tsOutcome result = onHead(SPI_CONFIG " -d /dev/spidev1.0 -q");
     EXPECT_EQ(result.status, 0);
