@@ -178,7 +178,11 @@ public:
         }
         m_head.clearLog();
         const tsState before = state();
+        const tsWords published = words();
         const int result = call(step);
+        if (auto wrong = checkWords(step, result, before.interval, published)) {
+            return wrong;
+        }
         if (step.kind == tsStep::teKind::bin && result == 0) {
             m_areasFollowBin = false;
             m_bin = step.a;
@@ -228,6 +232,51 @@ private:
         m_board.getMirroring(true, &now.horizontal);
         m_board.getMirroring(false, &now.vertical);
         return now;
+    }
+
+    /// What clients of the register file see of geometry and frame interval.
+    struct tsWords {
+        std::optional<std::uint32_t> interval, width, height, x, y, shortest;
+        bool operator==(const tsWords&) const = default;
+
+        [[nodiscard]] std::string text() const {
+            std::string all;
+            for (const auto& word : {interval, width, height, x, y, shortest}) {
+                all += (all.empty() ? "" : " ") + (word ? std::to_string(*word) : "none");
+            }
+            return all;
+        }
+    };
+
+    static tsWords words() {
+        return {file().read_word(0x3A000), file().read_word(0x3A008), file().read_word(0x3A00C),
+                file().read_word(0x3A010), file().read_word(0x3A014), file().read_word(0x3C020)};
+    }
+
+    /// Each word is what its getter said when it was last due: the image with a binning factor, the
+    /// shortest interval with a region (refused or not) and an exposure mode, the interval where
+    /// one of these two raised it. No other call touches a word.
+    std::optional<std::string> checkWords(const tsStep& step, int result, int intervalBefore,
+                                          tsWords expected) {
+        const auto word = [](int value) { return static_cast<std::uint32_t>(value); };
+        if (step.kind == tsStep::teKind::bin && result == 0) {
+            const Varnox::ROI image = m_board.getImageROI();
+            expected.width = word(image.width);
+            expected.height = word(image.height);
+            expected.x = word(image.x);
+            expected.y = word(image.y);
+        }
+        if (step.kind == tsStep::teKind::roi || step.kind == tsStep::teKind::exposureMode) {
+            const int shortest = m_board.getMinFrameIntervalMicroS();
+            expected.shortest = word(shortest);
+            if (intervalBefore < shortest) {
+                expected.interval = word(m_board.getFrameInterval());
+            }
+        }
+        const tsWords published = words();
+        return published == expected ? std::nullopt
+                                     : std::optional("published words " + published.text() +
+                                                     ", not " + expected.text());
     }
 
     /// Refusals that act all the same, as prescribed:
