@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/reliability/file_opens.h"
+
 namespace fs = std::filesystem;
 using sim::teCall;
 
@@ -18,6 +20,13 @@ constexpr std::array<const char*, 5> kDevices{"/dev/spidev1.0", "/dev/gpiochip0"
 constexpr std::array<const char*, 6> kFileStates{"",          "missing", "loop",
                                                  "directory", "empty",   "cut"};
 
+// What opening a file to read it can fail with: rights, path, limits, a disk or a network that is
+// gone, a signal.
+constexpr std::array kOpenErrors{EACCES,       EAGAIN,  EBUSY,    EINTR,  EINVAL, EIO,
+                                 EISDIR,       ELOOP,   EMFILE,   ENFILE, ENODEV, ENOENT,
+                                 ENAMETOOLONG, ENOMEM,  ENXIO,    EPERM,  ESTALE, EROFS,
+                                 EOVERFLOW,    ENOTDIR, ETIMEDOUT};
+
 std::string shipped(const std::string& file) {
     return std::string(HEAD_DATA_DIRECTORY) + "/" + file;
 }
@@ -25,6 +34,9 @@ std::string shipped(const std::string& file) {
 } // namespace
 
 std::string tsFault::name() const {
+    if (file == teFile::refused) {
+        return device + " refused: " + strerrorname_np(error);
+    }
     if (file != teFile::none) {
         return device + " " + kFileStates[static_cast<std::size_t>(file)];
     }
@@ -88,12 +100,19 @@ std::vector<tsFault> faultsOfFiles() {
         for (std::size_t state = 1; state < kFileStates.size(); ++state) {
             faults.push_back({teCall::open, file, 0, 0, static_cast<tsFault::teFile>(state)});
         }
+        for (const int error : kOpenErrors) {
+            faults.push_back({teCall::open, file, 0, error, tsFault::teFile::refused});
+        }
     }
     return faults;
 }
 
 void spoil(const tsFault& fault) {
     if (fault.file == tsFault::teFile::none) {
+        return;
+    }
+    if (fault.file == tsFault::teFile::refused) {
+        refuseOpening(fault.device, fault.error);
         return;
     }
     const fs::path path(fault.device);
@@ -119,6 +138,7 @@ void spoil(const tsFault& fault) {
 
 void mend(const tsFault& fault) {
     if (fault.file != tsFault::teFile::none) {
+        allowOpening(fault.device);
         fs::remove_all(fault.device);
         fs::copy_file(shipped(fault.device), fault.device);
     }

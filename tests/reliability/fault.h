@@ -17,7 +17,8 @@ struct tsFault {
         loop,      ///< a link to itself, ELOOP
         directory, ///< opens, but reading fails with EISDIR
         empty,
-        cut, ///< in the middle of its last line
+        cut,     ///< in the middle of its last line
+        refused, ///< opening fails with `error`
     };
 
     sim::teCall call = sim::teCall::open;

@@ -14,6 +14,7 @@
 #include <sys/resource.h>
 
 #include "tests/reliability/fault.h"
+#include "tests/reliability/file_opens.h"
 #include "tests/reliability/job.h"
 #include "tests/reliability/live_blocks.h"
 #include "tests/reliability/seed.h"
@@ -426,6 +427,9 @@ TEST_F(FaultSweep, EachFailureIsReportedAndLeavesTheHeadToTheNextBoard) {
             {
                 const tsLife life = liveWith({fault});
                 wrong = judge(life);
+                if (fault.file == tsFault::teFile::refused && !wasRefused(fault.device)) {
+                    wrong.emplace_back("nobody opened the file");
+                }
                 const std::vector<std::string> more = judgeReports(fault, life.job);
                 wrong.insert(wrong.end(), more.begin(), more.end());
             }
