@@ -25,6 +25,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "apps/kept_output.h"
 #include "sim/drawing.h"
 #include "sim/frame_writer.h"
 #include "sim/launch.h"
@@ -188,8 +189,12 @@ struct tsOrders {
 };
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& program, const fs::path& folder,
-                                const tsOrders& orders, int errorChannel) {
+                                const tsOrders& orders, int errorChannel,
+                                const tcKeptOutput* output) {
     using namespace sim::launch;
+    if (output != nullptr) {
+        output->take();
+    }
     setVariable(kPreloaded, std::to_string(getpid()));
     setVariable(kScenario, orders.scenario);
     setVariable(kTime, orders.time);
@@ -221,9 +226,9 @@ struct tsOrders {
     _exit(kNotStarted);
 }
 
-// Starts the program. \return 0 or errno
+// Starts the program. \param output keeps what it prints; null: nobody does \return 0 or errno
 int startProgram(const std::vector<std::string>& program, const fs::path& folder,
-                 const tsOrders& orders, pid_t& child) {
+                 const tsOrders& orders, tcKeptOutput* output, pid_t& child) {
     std::array<int, 2> channel{};
     if (pipe2(channel.data(), O_CLOEXEC) != 0) {
         return errno;
@@ -233,10 +238,13 @@ int startProgram(const std::vector<std::string>& program, const fs::path& folder
         return errno;
     }
     if (child == 0) {
-        becomeProgram(program, folder, orders, channel[1]);
+        becomeProgram(program, folder, orders, channel[1], output);
     }
     s_child = child;
     leaveSignalsToChild();
+    if (output != nullptr) {
+        output->begin();
+    }
     close(channel[1]);
     int error = 0;
     const bool failed = read(channel[0], &error, sizeof error) == sizeof error;
@@ -494,9 +502,17 @@ int run(const tsArguments& arguments) {
                           absolute(arguments.replay),
                           (temporary.path() / "played").string(),
                           arguments.hardware};
+    // A program at a terminal keeps it.
+    std::optional<tcKeptOutput> output;
+    if (!arguments.report.empty() && isatty(STDOUT_FILENO) == 0) {
+        output.emplace();
+    }
     pid_t child = 0;
-    const int error = startProgram(resolved(arguments.program), folder, orders, child);
+    const int error = startProgram(resolved(arguments.program), folder, orders,
+                                   output ? &*output : nullptr, child);
     const int status = waitFor(child);
+    const std::optional<std::string> printed =
+        output ? std::optional(output->finish()) : std::nullopt;
     if (error != 0) {
         std::cerr << "virtual-head: " << arguments.program.front() << ": " << std::strerror(error)
                   << std::endl;
@@ -517,8 +533,8 @@ int run(const tsArguments& arguments) {
         const std::vector<tsTrace> traces = tracesIn(temporary.path(), child);
         writeEach(arguments.vcd, traces,
                   [](const auto& trace, pid_t) { return sim::waveform(trace); });
-        writeEach(arguments.report, traces, [&pictures](const auto& trace, pid_t process) {
-            return sim::report(trace, pictures[process]);
+        writeEach(arguments.report, traces, [&](const auto& trace, pid_t process) {
+            return sim::report(trace, pictures[process], printed);
         });
     }
     const bool violated = sumOf(allOf(temporary.path(), "verdict.")) != 0;

@@ -7,6 +7,8 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <sstream>
+#include <string_view>
 
 #include "fpga/registers.h"
 #include "sensor/registers.h"
@@ -503,6 +505,37 @@ std::string exposures(const tsRun& run) {
                          : table("exposures", {"Time", "Frame", "Exposure", "At its bound"}, rows));
 }
 
+// --- Clamps ---
+
+// The row of a line "NAME: asked A, applied B, limited by C (result ...)"; empty for any other.
+std::string clamp(std::string_view line) {
+    constexpr std::array<std::string_view, 4> between{": asked ", ", applied ", ", limited by ",
+                                                      " (result "};
+    std::vector<std::string> cells;
+    for (const std::string_view mark : between) {
+        const std::size_t at = line.find(mark);
+        if (at == std::string_view::npos) {
+            return "";
+        }
+        cells.emplace_back(line.substr(0, at));
+        line.remove_prefix(at + mark.size());
+    }
+    return row(cells);
+}
+
+std::string clamps(const std::optional<std::string>& printed) {
+    std::string rows;
+    std::istringstream lines(printed.value_or(""));
+    for (std::string line; std::getline(lines, line);) {
+        rows += clamp(line);
+    }
+    const std::string none =
+        printed ? "none that the program told" : "the program's output was not kept";
+    return "<h2>Clamps</h2>\n<p>What was asked for, and what the program says that it got.</p>\n" +
+           (rows.empty() ? "<p id=\"clamps\">" + none + "</p>\n"
+                         : table("clamps", {"Setting", "Asked", "Applied", "Limited by"}, rows));
+}
+
 // --- Pictures ---
 
 std::string base64(const std::string& bytes) {
@@ -680,11 +713,12 @@ constexpr const char* kHead =
 
 } // namespace
 
-std::string report(const std::vector<tsTraceLine>& trace,
-                   const std::vector<tsThumbnail>& pictures) {
+std::string report(const std::vector<tsTraceLine>& trace, const std::vector<tsThumbnail>& pictures,
+                   const std::optional<std::string>& printed) {
     const tsRun run = tcRunReader().read(trace);
-    return kHead + stages(run) + delays(run) + rails(run) + link(run) + exposures(run) +
-           gallery(pictures) + listed("faults", "Faults of the scenario", run.faults) +
+    return kHead + stages(run) + delays(run) + rails(run) + link(run) + clamps(printed) +
+           exposures(run) + gallery(pictures) +
+           listed("faults", "Faults of the scenario", run.faults) +
            listed("violations", "Violations", run.violations) +
            listed("failures", "Calls that failed", run.failures) + registers(run) +
            "</body>\n</html>\n";

@@ -2,6 +2,7 @@
 /// A run of the head as one page.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,13 @@ namespace sim {
 /// The page stands alone: no script, nothing from elsewhere.
 ///
 /// \param pictures of the run, in order; empty where none were asked for
+/// \param printed  what the program printed; its lines "NAME: asked A, applied B, limited by C
+/// (...)"
+///                 are the page's clamps. Empty: nobody kept it
 /// \return HTML
 /// \throws std::runtime_error for a line that no head writes
 [[nodiscard]] std::string report(const std::vector<tsTraceLine>& trace,
-                                 const std::vector<tsThumbnail>& pictures = {});
+                                 const std::vector<tsThumbnail>& pictures = {},
+                                 const std::optional<std::string>& printed = std::nullopt);
 
 } // namespace sim

@@ -1,5 +1,6 @@
 // The page about a run, read by a browser.
 
+#include <chrono>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <png.h>
@@ -136,6 +137,38 @@ TEST_F(RunReport, IsShownByABrowserAndSaysWhatTheLogSays) {
     }
     EXPECT_GT(writes, 100U);
     EXPECT_EQ(rowsOf(shown, "writes").size(), writes);
+}
+
+TEST_F(RunReport, NamesWhatWasAskedForAndNotGot) {
+    const std::string page = make("", "-c init -c 'exposure 500000' -c 'exposure 20000'");
+    EXPECT_THAT(rowsOf(page, "clamps"),
+                ElementsAre("exposure|500000 us|99850 us|the frame interval of 99900 us"));
+    EXPECT_THAT(make("", "-c init"), HasSubstr("<p id=\"clamps\">none that the program told</p>"));
+}
+
+TEST_F(RunReport, PassesOnWhatTheProgramPrints) {
+    const std::string program = camhostCommand("-c init -c 'exposure 500000'");
+    const tsOutcome plain = runOnHead("--summary /dev/null", program);
+    const tsOutcome kept = runOnHead("--summary /dev/null --report " + m_page.string(), program);
+    EXPECT_EQ(kept.status, 0);
+    EXPECT_THAT(plain.output, HasSubstr("exposure: asked 500000 us, applied 99850 us"));
+    EXPECT_EQ(kept.output, plain.output);
+}
+
+TEST_F(RunReport, DoesNotWaitForWhatTheProgramLeavesBehind) {
+    const auto start = std::chrono::steady_clock::now();
+    const tsOutcome left = runOnHead("--summary /dev/null --report " + m_page.string(),
+                                     "sh -c 'sleep 60 >&1 & echo $!'");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    runCommand("kill " + linesOf(left.output).back());
+}
+
+TEST_F(RunReport, LetsAProgramEndWhoseReaderGoesAway) {
+    const tsOutcome cut = runCommand("( " HEAD_LAUNCHER " --summary /dev/null --report " +
+                                     m_page.string() + " -- yes ; echo $? >" +
+                                     (m_folder.path() / "status").string() + " ) | head -n 1");
+    EXPECT_EQ(linesOf(cut.output).back(), "y");
+    EXPECT_EQ(contentOf(m_folder.path() / "status"), "141\n"); // by SIGPIPE
 }
 
 TEST_F(RunReport, NamesTheLaneThatDidNotLock) {
