@@ -16,6 +16,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} ${head_libraries}/pkgconfig:${HEAD_SYSROOT}/usr/share/pkgconfig)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${HEAD_SYSROOT})
+# The linker's detours around an erratum of the Cortex-A8 are taken where a branch happens to end a page, so that
+# code would depend on the lengths of the strings before it; the Cortex-A9 does not have the erratum.
+add_link_options(-Wl,--no-fix-cortex-a8)
 add_link_options(-Wl,-rpath-link,${head_libraries} -Wl,-rpath-link,${HEAD_SYSROOT}/lib/arm-linux-gnueabihf)
 
 # The emulator gets its library path: with a foreign libc installed as well, -L alone mixes two.
