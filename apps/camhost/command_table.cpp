@@ -61,6 +61,9 @@ std::string tcCommandTable::similarTo(const std::string& name) const {
     std::string best;
     std::size_t bestDistance = kClose + 1;
     for (const tsCommand& command : m_commands) {
+        const auto [shorter, longer] = std::minmax({name.size(), command.name.size()});
+        if (longer - shorter >= bestDistance)
+            continue; // it takes as many letters at least
         const std::size_t found = distance(command.name, name);
         if (found < bestDistance && found < command.name.size()) {
             bestDistance = found;

@@ -42,6 +42,10 @@ TEST(CommandTable, FindsTheNameThatWasMeant) {
     EXPECT_EQ(table.similarTo("exposur"), "exposure");
     EXPECT_EQ(table.similarTo("expousre"), "exposure");
     EXPECT_EQ(table.similarTo("innit"), "init");
+    EXPECT_EQ(table.similarTo("exposu"), "exposure");
+    EXPECT_EQ(table.similarTo("expos"), "");
+    EXPECT_EQ(table.similarTo("exposurexx"), "exposure");
+    EXPECT_EQ(table.similarTo("exposurexxx"), "");
     EXPECT_EQ(table.similarTo("nonsense"), "");
     EXPECT_EQ(table.similarTo(""), "");
 }
