@@ -208,7 +208,7 @@ private:
     void loadBadPixelMap(const ROI& roi);
     void publishState();
 
-    int raiseFrameInterval(int minimum, int result);
+    int raiseFrameInterval(int minimum);
     int programAreas();
     int programArea(std::size_t area, const ROI& roi);
     [[nodiscard]] std::size_t activeRegions() const;

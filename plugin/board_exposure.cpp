@@ -65,20 +65,18 @@ int tc3U5MGXSSensorBoard::getMinFrameIntervalMicroS() {
     return static_cast<int>(m_sensor.getFrameReadoutTime().count());
 }
 
-/// Raises the frame interval to the minimum where it is below, and publishes it.
-/// \return the result of `setFrameInterval`, else `result`
-int tc3U5MGXSSensorBoard::raiseFrameInterval(int minimum, int result) {
-    // The minimum counts as unsigned: a readout time that saturated is above every interval.
-    if (m_frameInterval < std::int64_t{static_cast<std::uint32_t>(minimum)}) {
-        result = setFrameInterval(minimum);
-        publish(registerWords::kFrameInterval, getFrameInterval());
-    }
+/// Raises the frame interval to the minimum and publishes it.
+/// \return the result of `setFrameInterval`
+int tc3U5MGXSSensorBoard::raiseFrameInterval(int minimum) {
+    const int result = setFrameInterval(minimum);
+    publish(registerWords::kFrameInterval, getFrameInterval());
     return result;
 }
 
 int tc3U5MGXSSensorBoard::setExposureMode(tc3U5MGXS::teExposureMode mode) {
     m_sensor.setExposureMode(mode);
-    const int result = raiseFrameInterval(getMinFrameIntervalMicroS(), eSuccess);
+    const int minimum = getMinFrameIntervalMicroS();
+    const int result = m_frameInterval < minimum ? raiseFrameInterval(minimum) : eSuccess;
     publish(registerWords::kMinFrameInterval, getMinFrameIntervalMicroS());
     setExposure(static_cast<int>(m_exposure));
     return result;

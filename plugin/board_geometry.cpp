@@ -52,8 +52,12 @@ int tc3U5MGXSSensorBoard::setROI(ROI roi) {
         m_roi = roi;
         result = programMultipleROI();
     }
-    // Also after a refusal: the timing may have changed since the region was set.
-    result = raiseFrameInterval(getMinFrameIntervalMicroS(), result);
+    // Also after a refusal: the timing may have changed since the region was set. The minimum
+    // counts as unsigned here: a readout that takes for ever is above every interval.
+    const int minimum = getMinFrameIntervalMicroS();
+    if (m_frameInterval < std::int64_t{static_cast<std::uint32_t>(minimum)}) {
+        result = raiseFrameInterval(minimum);
+    }
     publish(registerWords::kMinFrameInterval, getMinFrameIntervalMicroS());
     return result;
 }

@@ -24,7 +24,7 @@ constexpr std::array kVersionFiles{
 };
 
 /// Longest line taken from a version file: a damaged file must not fill the memory.
-constexpr std::size_t kLongestVersion = 4096; // bytes
+constexpr std::size_t kLongestVersion = 1'048'576; // bytes
 
 /// \return the file's first line as it stands; "???" when it cannot be read
 std::string firstLine(const char* fileName) {
