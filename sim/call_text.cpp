@@ -15,6 +15,7 @@
 #include "sim/error_names.h"
 #include "sim/text.h"
 #include "sim/trace.h"
+#include "sim/user_pointer.h"
 
 namespace sim {
 
@@ -33,14 +34,6 @@ Type copied(const void* from) {
     Type value{};
     std::memcpy(&value, from, sizeof value);
     return value;
-}
-
-const std::uint8_t* bytesAt(std::uint64_t address) {
-    // spidev passes user pointers as 64-bit numbers.
-    const auto number = static_cast<std::uintptr_t>(address);
-    const std::uint8_t* pointer = nullptr;
-    std::memcpy(&pointer, &number, sizeof pointer);
-    return pointer;
 }
 
 /// In quotes, whatever it holds: a name comes from the outside.
@@ -151,8 +144,9 @@ std::vector<spi_ioc_transfer> transfersOf(std::uint32_t request, const void* arg
 }
 
 std::string transferText(const spi_ioc_transfer& transfer) {
-    std::string text = transfer.tx_buf == 0 ? "nothing for " + std::to_string(transfer.len)
-                                            : bytesText({bytesAt(transfer.tx_buf), transfer.len});
+    std::string text = transfer.tx_buf == 0
+                           ? "nothing for " + std::to_string(transfer.len)
+                           : bytesText({userPointer(transfer.tx_buf), transfer.len});
     text += " (" + std::to_string(transfer.speed_hz) + " Hz, " +
             std::to_string(transfer.bits_per_word) + " bits";
     if (transfer.delay_usecs != 0) {
@@ -179,7 +173,8 @@ std::string messageAnswer(std::uint32_t request, const void* argument) {
     std::string text;
     for (const spi_ioc_transfer& transfer : transfersOf(request, argument)) {
         if (transfer.rx_buf != 0) {
-            text += (text.empty() ? "" : " ") + bytesText({bytesAt(transfer.rx_buf), transfer.len});
+            text +=
+                (text.empty() ? "" : " ") + bytesText({userPointer(transfer.rx_buf), transfer.len});
         }
     }
     return text;
@@ -189,7 +184,7 @@ void playMessage(tcWords& words, std::uint32_t request, const void* argument) {
     for (const spi_ioc_transfer& transfer : transfersOf(request, argument)) {
         for (std::uint32_t at = 0; transfer.rx_buf != 0 && at < transfer.len; ++at) {
             const std::uint8_t byte = words.byte();
-            std::memcpy(const_cast<std::uint8_t*>(bytesAt(transfer.rx_buf)) + at, &byte, 1);
+            std::memcpy(userPointer(transfer.rx_buf) + at, &byte, 1);
         }
     }
 }

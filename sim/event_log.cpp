@@ -69,8 +69,7 @@ void formatBytes(std::span<const std::uint8_t> bytes, Sink& sink) {
 template<class Sink>
 void formatTime(std::uint64_t timeNs, Sink& sink) {
     tcText text;
-    text.add("[").decimal(timeNs / 1'000'000'000, 5, ' ').add(".");
-    sink.add(text.decimal(timeNs % 1'000'000'000, 9).add("] ").view());
+    sink.add(text.stamp(timeNs).view());
 }
 
 template<class Sink>

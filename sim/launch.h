@@ -1,6 +1,8 @@
 /// \file
-/// How the launcher tells the preloaded library what to do: names of environment variables.
+/// How the launcher tells the preloaded library what to do, and where each finds the other's files.
 #pragma once
+
+#include <string>
 
 namespace sim::launch {
 
@@ -24,5 +26,11 @@ inline constexpr const char* kHardware =
 inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT"; ///< file for the summary, plus ".PID"
 inline constexpr const char* kVerdict =
     "VIRTUAL_HEAD_VERDICT"; ///< file for the violations' count, plus ".PID"
+
+/// \param process counted from 1
+/// \return FILE for the first process of a run that has one, FILE.2 for the second, and so on
+inline std::string fileOfProcess(const std::string& file, unsigned process) {
+    return process == 1 ? file : file + "." + std::to_string(process);
+}
 
 } // namespace sim::launch

@@ -6,6 +6,7 @@
 #include "sensor/registers.h"
 #include "sim/model.h"
 #include "sim/text.h"
+#include "sim/user_pointer.h"
 
 namespace sim {
 
@@ -17,17 +18,8 @@ constexpr std::uint32_t kLargestMessage = 4096; // bytes, spidev's buffer
 constexpr unsigned kWordBits = 32;              // of the sensor
 constexpr unsigned kLeastBits = 4;              // per word, of the controller
 
-const void* pointerFrom(std::uint64_t address) {
-    // spidev passes user pointers as 64-bit numbers.
-    const auto number = static_cast<std::uintptr_t>(address);
-    const void* pointer = nullptr;
-    std::memcpy(&pointer, &number, sizeof pointer);
-    return pointer;
-}
-
 std::span<const std::uint8_t> bytesOf(const spi_ioc_transfer& transfer) {
-    return {static_cast<const std::uint8_t*>(pointerFrom(transfer.tx_buf)),
-            transfer.tx_buf == 0 ? 0 : transfer.len};
+    return {userPointer(transfer.tx_buf), transfer.tx_buf == 0 ? 0 : transfer.len};
 }
 
 // Bytes of one word in the buffer: the kernel keeps words as 8-, 16- or 32-bit numbers.
@@ -256,7 +248,7 @@ void tcSpiPort::send(const spi_ioc_transfer& transfer) {
         shiftOut(value, bits, speedHz);
     }
     if (transfer.rx_buf != 0) {
-        std::memset(const_cast<void*>(pointerFrom(transfer.rx_buf)), 0, transfer.len);
+        std::memset(userPointer(transfer.rx_buf), 0, transfer.len);
     }
     const std::uint64_t wireNs =
         1ULL * words * bits * 1'000'000'000ULL / speedHz + transfer.delay_usecs * 1000ULL;

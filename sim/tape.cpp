@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "sim/descriptors.h"
+#include "sim/launch.h"
 #include "sim/real_calls.h"
 #include "sim/text.h"
 
@@ -16,14 +17,10 @@ namespace {
 constexpr mode_t kFileMode = 0644;
 constexpr unsigned kMostProcesses = 1000;
 
-std::string nth(const std::string& path, unsigned number) {
-    return number == 1 ? path : path + "." + std::to_string(number);
-}
-
 /// Creates the first of FILE, FILE.2, ... that is not there yet. \param number of the file
 int createNext(const std::string& path, unsigned& number) {
     for (number = 1; number < kMostProcesses; ++number) {
-        const int file = real::open(nth(path, number).c_str(),
+        const int file = real::open(launch::fileOfProcess(path, number).c_str(),
                                     O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
         if (file >= 0 || errno != EEXIST) {
             return file;
@@ -67,7 +64,7 @@ int tcTape::claim(const std::string& path) {
     if (file < 0) {
         stopProgram("virtual head: " + path + ": " + std::strerror(errno) + "\n");
     }
-    m_path = nth(m_path, number);
+    m_path = launch::fileOfProcess(m_path, number);
     return file;
 }
 
@@ -93,8 +90,7 @@ void tcTape::start() {
 
 void tcTape::keep(std::uint64_t timeNs, std::string_view asked, std::string_view answer) {
     tcText time;
-    time.add("[").decimal(timeNs / 1'000'000'000, 5, ' ').add(".");
-    time.decimal(timeNs % 1'000'000'000, 9).add("] ");
+    time.stamp(timeNs);
     // One write a line, so that processes that are killed leave whole lines.
     constexpr std::size_t size = 256;
     const std::size_t length = time.view().size() + asked.size() + answer.size() + 4;

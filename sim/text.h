@@ -61,6 +61,11 @@ public:
     tcText& seconds(std::uint64_t ns) {
         return decimal(ns / 1'000'000'000).add(".").decimal(ns % 1'000'000'000, 9);
     }
+    /// A time in front of a line, "[    0.301003200] ".
+    tcText& stamp(std::uint64_t ns) {
+        add("[").decimal(ns / 1'000'000'000, 5, ' ').add(".");
+        return decimal(ns % 1'000'000'000, 9).add("] ");
+    }
     [[nodiscard]] std::string_view view() const { return {m_buffer.data(), m_length}; }
 
 private:

@@ -1,17 +1,11 @@
 // Runs a program on the virtual head: preloads the head's library, waits for the program, and says
 // what the head saw.
 
-#include <array>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <link.h>
 #include <map>
 #include <optional>
 #include <set>
@@ -19,17 +13,19 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include "apps/kept_output.h"
+#include "apps/launcher/child.h"
+#include "apps/launcher/files.h"
+#include "apps/launcher/kept_output.h"
+#include "apps/launcher/recordings.h"
+#include "apps/launcher/usage_error.h"
 #include "sim/drawing.h"
 #include "sim/frame_writer.h"
 #include "sim/launch.h"
-#include "sim/recording.h"
 #include "sim/report.h"
 #include "sim/trace.h"
 #include "sim/virtual_head.h"
@@ -43,8 +39,6 @@ constexpr int kUsageError = 2;
 // camhost, the usual program, ends with 0 to 8: nothing of the head may be taken for its own.
 constexpr int kViolations = 9;
 constexpr int kDiffers = 10; // from the recording that is played
-constexpr int kNotStarted = 127;
-constexpr int kKilledBase = 128; // plus the signal, as shells say it
 
 struct tsArguments {
     std::string scenario;
@@ -67,224 +61,6 @@ struct tsArguments {
     std::vector<std::string> program; // with its arguments
 };
 
-// Something that the user got wrong.
-class tcUsageError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-// A directory that is removed with everything in it.
-class tcTemporaryFolder {
-public:
-    tcTemporaryFolder() {
-        std::string name = (fs::temp_directory_path() / "virtual-head-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error(name + ": " + std::strerror(errno));
-        }
-        m_path = name;
-    }
-    tcTemporaryFolder(const tcTemporaryFolder&) = delete;
-    tcTemporaryFolder& operator=(const tcTemporaryFolder&) = delete;
-    ~tcTemporaryFolder() {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-    [[nodiscard]] const fs::path& path() const { return m_path; }
-
-private:
-    fs::path m_path;
-};
-
-// The head's library, wherever this program was linked to it.
-std::string libraryPath() {
-    auto* function = &sim::aVirtualHead;
-    void* address = nullptr;
-    static_assert(sizeof function == sizeof address);
-    std::memcpy(&address, &function, sizeof address);
-    Dl_info info{};
-    if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
-        throw std::runtime_error("the virtual head's library cannot be found");
-    }
-    return fs::canonical(info.dli_fname).string();
-}
-
-int collectSanitizer(dl_phdr_info* info, std::size_t, void* user) {
-    const std::string_view name = info->dlpi_name;
-    if (name.find("/libasan.so") != std::string_view::npos ||
-        name.find("/libtsan.so") != std::string_view::npos) {
-        static_cast<std::vector<std::string>*>(user)->emplace_back(name);
-    }
-    return 0;
-}
-
-// A sanitizer's runtime must be the first library of a program.
-std::string preloadList() {
-    std::vector<std::string> libraries;
-    dl_iterate_phdr(collectSanitizer, &libraries);
-    libraries.push_back(libraryPath());
-    if (const char* before = std::getenv("LD_PRELOAD"); before != nullptr && *before != '\0') {
-        libraries.emplace_back(before);
-    }
-    std::string list;
-    for (const std::string& library : libraries) {
-        list += (list.empty() ? "" : ":") + library;
-    }
-    return list;
-}
-
-// Links to everything in `from`, with the scenario's files in the place of those they replace.
-void layOut(const fs::path& from, const fs::path& to,
-            const std::vector<sim::tsReplacedFile>& replaced) {
-    fs::create_directory(to);
-    for (const fs::directory_entry& entry : fs::directory_iterator(from)) {
-        fs::create_symlink(fs::absolute(entry.path()), to / entry.path().filename());
-    }
-    for (const sim::tsReplacedFile& file : replaced) {
-        fs::remove(to / file.name);
-        fs::create_symlink(file.path, to / file.name);
-    }
-}
-
-volatile std::sig_atomic_t s_child = 0;
-
-void passOn(int number) {
-    if (s_child > 0) {
-        kill(static_cast<pid_t>(s_child), number);
-    }
-}
-
-// Ctrl-C reaches the program by itself; other wishes to end are passed on to it.
-void leaveSignalsToChild() {
-    struct sigaction action {};
-    action.sa_handler = passOn;
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGHUP, &action, nullptr);
-    action.sa_handler = SIG_IGN;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGQUIT, &action, nullptr);
-}
-
-void setVariable(const char* name, const std::string& value) {
-    if (value.empty()) {
-        unsetenv(name);
-    } else {
-        setenv(name, value.c_str(), 1);
-    }
-}
-
-// What the program's process is told, by environment variables.
-struct tsOrders {
-    std::string preload;
-    std::string scenario;
-    std::string time;
-    std::string log;
-    std::string trace;
-    std::string report;
-    std::string verdict;
-    std::string frames;
-    std::string maxFrames;
-    std::string record;
-    std::string replay;
-    std::string claims;
-    bool hardware = false;
-};
-
-[[noreturn]] void becomeProgram(const std::vector<std::string>& program, const fs::path& folder,
-                                const tsOrders& orders, int errorChannel,
-                                const tcKeptOutput* output) {
-    using namespace sim::launch;
-    if (output != nullptr) {
-        output->take();
-    }
-    setVariable(kPreloaded, std::to_string(getpid()));
-    setVariable(kScenario, orders.scenario);
-    setVariable(kTime, orders.time);
-    setVariable(kLog, orders.log);
-    setVariable(kFrames, orders.frames);
-    setVariable(kMaxFrames, orders.maxFrames);
-    setVariable(kRecord, orders.record);
-    setVariable(kReplay, orders.replay);
-    setVariable(kClaims, orders.claims);
-    setVariable(kHardware, orders.hardware ? "1" : "");
-    setVariable(kTrace, orders.trace);
-    setVariable(kReport, orders.report);
-    setVariable(kVerdict, orders.verdict);
-    setVariable("LD_PRELOAD", orders.preload);
-    std::vector<std::string> words = program;
-    std::vector<char*> arguments;
-    arguments.reserve(words.size() + 1);
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    if (chdir(folder.c_str()) == 0) {
-        execvp(arguments[0], arguments.data());
-    }
-    const int error = errno;
-    if (write(errorChannel, &error, sizeof error) != sizeof error) {
-        std::cerr << "virtual-head: " << std::strerror(error) << std::endl;
-    }
-    _exit(kNotStarted);
-}
-
-// Starts the program. \param output keeps what it prints; null: nobody does \return 0 or errno
-int startProgram(const std::vector<std::string>& program, const fs::path& folder,
-                 const tsOrders& orders, tcKeptOutput* output, pid_t& child) {
-    std::array<int, 2> channel{};
-    if (pipe2(channel.data(), O_CLOEXEC) != 0) {
-        return errno;
-    }
-    child = fork();
-    if (child < 0) {
-        return errno;
-    }
-    if (child == 0) {
-        becomeProgram(program, folder, orders, channel[1], output);
-    }
-    s_child = child;
-    leaveSignalsToChild();
-    if (output != nullptr) {
-        output->begin();
-    }
-    close(channel[1]);
-    int error = 0;
-    const bool failed = read(channel[0], &error, sizeof error) == sizeof error;
-    close(channel[0]);
-    return failed ? error : 0;
-}
-
-int waitFor(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : kKilledBase + WTERMSIG(status);
-}
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-// What the program's processes wrote, each into a file of its own.
-std::set<fs::path> filesOf(const fs::path& folder, const std::string& prefix) {
-    std::set<fs::path> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        if (entry.path().filename().string().starts_with(prefix)) {
-            files.insert(entry.path());
-        }
-    }
-    return files;
-}
-
-std::string allOf(const fs::path& folder, const std::string& prefix) {
-    std::string text;
-    for (const fs::path& file : filesOf(folder, prefix)) {
-        text += contentOf(file);
-    }
-    return text;
-}
-
 unsigned long long sumOf(const std::string& counts) {
     std::istringstream stream(counts);
     unsigned long long sum = 0;
@@ -300,15 +76,8 @@ void say(const std::string& where, const std::string& text) {
     } else if (where == "-") {
         std::cout << text << std::flush;
     } else {
-        std::ofstream file(where);
-        if (!(file << text << std::flush)) {
-            throw std::runtime_error(where + ": cannot be written");
-        }
+        writeFile(where, text);
     }
-}
-
-std::string absolute(const std::string& path) {
-    return path.empty() ? path : fs::absolute(path).string();
 }
 
 // The program as its process will find it after changing the folder.
@@ -317,13 +86,6 @@ std::vector<std::string> resolved(std::vector<std::string> program) {
         program.front() = fs::absolute(program.front()).string();
     }
     return program;
-}
-
-// A file that cannot be written is told before the program runs, not after.
-void startFile(const std::string& path) {
-    if (!path.empty() && !std::ofstream(path)) {
-        throw tcUsageError(path + ": cannot be written");
-    }
 }
 
 // Whatever is wrong with scene and folder is said before the program starts.
@@ -374,54 +136,17 @@ std::vector<tsTrace> tracesIn(const fs::path& folder, pid_t program) {
     return traces;
 }
 
-void write(const std::string& path, const std::string& text) {
-    std::ofstream file(path);
-    if (!(file << text << std::flush)) {
-        throw std::runtime_error(path + ": cannot be written");
-    }
-}
-
-// One file a process: FILE, and FILE.2, FILE.3 when the program started others that used the head.
+// One file a process.
 template<class Convert>
 void writeEach(const std::string& path, const std::vector<tsTrace>& traces, Convert convert) {
-    for (std::size_t at = 0; at < traces.size() && !path.empty(); ++at) {
-        write(at == 0 ? path : path + "." + std::to_string(at + 1),
-              convert(sim::parseTrace(traces[at].text), traces[at].process));
-    }
-}
-
-// The recordings of a run: FILE, FILE.2, ... one a process.
-std::string recordingOf(const std::string& path, unsigned process) {
-    return process == 1 ? path : path + "." + std::to_string(process);
-}
-
-// Recordings of an earlier run would be taken for this one's.
-void clearRecordings(const std::string& path) {
-    startFile(path);
-    for (unsigned process = 1; !path.empty() && fs::remove(recordingOf(path, process)); ++process) {
-    }
-}
-
-void checkRecordings(const std::string& path) {
-    for (unsigned process = 1; process == 1 || fs::exists(recordingOf(path, process)); ++process) {
-        try {
-            static_cast<void>(sim::readRecording(recordingOf(path, process)));
-        } catch (const std::runtime_error& error) {
-            throw tcUsageError(error.what());
+    unsigned process = 0;
+    for (const tsTrace& trace : traces) {
+        ++process;
+        if (!path.empty()) {
+            writeFile(sim::launch::fileOfProcess(path, process),
+                      convert(sim::parseTrace(trace.text), trace.process));
         }
     }
-}
-
-// \return a line for each recording that no process of the program has played
-std::string unplayed(const std::string& path, const std::string& claims) {
-    std::string text;
-    for (unsigned process = 1; fs::exists(recordingOf(path, process)); ++process) {
-        if (!fs::exists(recordingOf(claims, process))) {
-            text += "virtual-head: " + recordingOf(path, process) +
-                    ": not played: no process of the program opened a device\n";
-        }
-    }
-    return text;
 }
 
 // The status of a program that was answered from a recording.
@@ -592,7 +317,7 @@ void draw(const std::string& dump, const std::string& picture) {
         throw tcUsageError(dump + ": cannot be read");
     }
     try {
-        write(picture, sim::drawing(contentOf(dump)));
+        writeFile(picture, sim::drawing(contentOf(dump)));
     } catch (const std::runtime_error& error) {
         throw tcUsageError(dump + ": " + error.what());
     }

@@ -1,4 +1,4 @@
-#include "apps/kept_output.h"
+#include "apps/launcher/kept_output.h"
 
 #include <cerrno>
 #include <csignal>
