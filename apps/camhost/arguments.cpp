@@ -101,14 +101,14 @@ bool parseNumber(std::string_view word, std::int64_t& value) {
         base = 16;
         word.remove_prefix(2);
     }
-    if (word.starts_with('-')) // the sign stands before the prefix
-        return false;
-    std::int64_t magnitude = 0;
+    std::uint64_t magnitude = 0; // unsigned: a second sign is no digit
     const char* const end = word.data() + word.size();
     const auto [stop, error] = std::from_chars(word.data(), end, magnitude, base);
-    if (error != std::errc() || stop != end)
+    constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
+    // The lowest number has no positive counterpart.
+    if (error != std::errc() || stop != end || magnitude > (negative ? kMost + 1 : kMost))
         return false;
-    value = negative ? -magnitude : magnitude;
+    value = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
     return true;
 }
 

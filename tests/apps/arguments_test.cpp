@@ -160,8 +160,15 @@ TEST(Numbers, AreReadUpToTheirLimits) {
     std::int64_t value = 0;
     EXPECT_TRUE(camhost::parseNumber("9223372036854775807", value));
     EXPECT_EQ(value, std::numeric_limits<std::int64_t>::max());
-    EXPECT_TRUE(camhost::parseNumber("-0x7FFFFFFFFFFFFFFF", value));
-    EXPECT_EQ(value, -std::numeric_limits<std::int64_t>::max());
+    EXPECT_TRUE(camhost::parseNumber("-9223372036854775808", value));
+    EXPECT_EQ(value, std::numeric_limits<std::int64_t>::min());
+    EXPECT_TRUE(camhost::parseNumber("-0x8000000000000000", value));
+    EXPECT_EQ(value, std::numeric_limits<std::int64_t>::min());
+    EXPECT_FALSE(camhost::parseNumber("-9223372036854775809", value));
+    EXPECT_FALSE(camhost::parseNumber("18446744073709551615", value));
+    EXPECT_FALSE(camhost::parseNumber("0x8000000000000000", value));
+    EXPECT_FALSE(camhost::parseNumber("-0x8000000000000001", value));
+    EXPECT_FALSE(camhost::parseNumber("+-1", value));
     EXPECT_FALSE(camhost::parseNumber("", value));
     EXPECT_FALSE(camhost::parseNumber("+", value));
 }
