@@ -3,10 +3,12 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "apps/camhost/arguments.h"
 #include "apps/camhost/executor.h"
 #include "tests/apps/fake_board.h"
+#include "tests/fuzz/command_line.h"
 #include "tests/fuzz/support.h"
 
 namespace {
@@ -19,13 +21,11 @@ struct tsHost {
     camhost::tcExecutor executor{head, table, output};
 };
 
-bool isPlain(std::string_view line) {
-    for (const char c : line) {
-        const auto code = static_cast<unsigned char>(c);
-        if ((code < ' ' && c != '\t' && c != '\r') || code == 0x7F)
-            return false;
-    }
-    return true;
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words)
+        text += "[" + word + "]";
+    return text;
 }
 
 /// \return the words, blanks between, with the quotes that keep each in one piece
@@ -36,25 +36,65 @@ std::string quoted(const std::vector<std::string>& words) {
     return line;
 }
 
-/// What is quoted again comes apart again in the same words.
-void checkGrammar(std::string_view line) {
+/// A line comes apart as a second reading of it says, and quoted again in the same words.
+void checkGrammar(std::string_view line, const fuzz::tsCommandLine& expected) {
     try {
         const camhost::tsLine split = camhost::splitLine(line);
-        fuzz::require(isPlain(line), "control characters are refused");
+        fuzz::require(expected.good, "control characters and open quotes are refused");
+        fuzz::requireEqual("words", joined(expected.words), joined(split.words));
+        fuzz::requireEqual("rest", expected.rest, split.rest);
         const camhost::tsLine again = camhost::splitLine(quoted(split.words));
-        fuzz::require(again.words == split.words, "a quoted line has the same words");
-        fuzz::require(split.rest.size() <= line.size(), "the rest is part of the line");
-    } catch (const camhost::tcCommandError&) {
-        std::size_t quotes = 0;
-        for (const char c : line)
-            quotes += c == '"' ? 1U : 0U;
-        fuzz::require(!isPlain(line) || quotes > 0, "only quotes and control characters confuse");
+        fuzz::requireEqual("words of a quoted line", joined(split.words), joined(again.words));
+    } catch (const camhost::tcCommandError& error) {
+        fuzz::require(!expected.good, "only quotes and control characters confuse");
+        fuzz::require(*error.what() != '\0', "what confuses is named");
     }
 }
 
-void checkReply(const std::string& line, const camhost::tsReply& reply) {
+std::string numberText(std::optional<std::int64_t> number) {
+    return number ? std::to_string(*number) : "none";
+}
+
+void checkNumbers(const std::vector<std::string>& words) {
+    for (const std::string& word : words) {
+        std::int64_t value = 0;
+        const bool is = camhost::parseNumber(word, value);
+        fuzz::requireEqual("number", numberText(fuzz::readCommandNumber(word)),
+                           numberText(is ? std::optional(value) : std::nullopt));
+    }
+}
+
+/// What the last word may become begins with it, in alphabetical order, each once.
+void checkCompletions(std::string_view line, const fuzz::tsCommandLine& read,
+                      const std::vector<std::string>& completions) {
+    const bool newWord = line.empty() || line.ends_with(' ') || line.ends_with('\t');
+    const std::string begun = newWord || read.words.empty() ? "" : read.words.back();
+    const std::string* before = nullptr;
+    for (const std::string& completion : completions) {
+        fuzz::requireEqual("begin of a completion", begun, completion.substr(0, begun.size()));
+        fuzz::require(before == nullptr || *before < completion, "completions in order, each once");
+        before = &completion;
+    }
+}
+
+/// A setting that was taken was asked for the number that the line says. Depths of a pixel have
+/// names that are numbers.
+void checkAsked(const fuzz::tsCommandLine& read, const std::string& reply) {
+    const std::string head = read.words.front() + ": asked ";
+    if (read.words.size() != 2 || read.words[0] == "bpp" || !reply.starts_with(head))
+        return;
+    const std::size_t end = reply.find_first_not_of("-0123456789", head.size());
+    const std::string asked = reply.substr(head.size(), end - head.size());
+    if (const auto number = fuzz::readCommandNumber(read.words[1]); number && !asked.empty())
+        fuzz::requireEqual("number asked for", std::to_string(*number), asked);
+}
+
+void checkReply(const fuzz::tsCommandLine& read, const camhost::tsReply& reply) {
+    using camhost::teExit;
+    if (!read.good)
+        fuzz::require(reply.status == teExit::eCommand, "a confused line fails");
     // "COMMAND: the plug-in threw" is what a defect of program or board looks like from here.
-    if (!reply.ok() && isPlain(line)) {
+    if (!reply.ok() && read.good) {
         const std::string report = ": the plug-in threw \"";
         const std::size_t found = reply.text.find(report);
         fuzz::require(found == std::string::npos ||
@@ -62,11 +102,15 @@ void checkReply(const std::string& line, const camhost::tsReply& reply) {
                       reply.text);
     }
     fuzz::require(reply.ok() || !reply.text.empty(), "a refusal says why");
-    using camhost::teExit;
-    const bool failedInit = reply.status == teExit::eInitialize && line.find("init") != line.npos;
+    const bool failedInit =
+        reply.status == teExit::eInitialize && read.good && read.words.front() == "init";
     fuzz::require(reply.status == teExit::eSuccess || reply.status == teExit::eCommand ||
                       reply.status == teExit::eInterrupted || failedInit,
                   "a command ends well, fails or is interrupted");
+    if (read.good && read.words.empty())
+        fuzz::require(reply.ok() && reply.text.empty(), "a line without words answers nothing");
+    else if (reply.ok())
+        checkAsked(read, reply.text);
 }
 
 } // namespace
@@ -90,9 +134,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t at = 0; at < text.size();) {
         const std::string line = text.substr(at, text.find('\n', at) - at);
         at += line.size() + 1;
-        checkGrammar(line);
-        static_cast<void>(host.executor.completions(line));
-        checkReply(line, host.executor.execute(line, caller));
+        const fuzz::tsCommandLine read = fuzz::readCommandLine(line);
+        checkGrammar(line, read);
+        checkNumbers(read.words);
+        checkCompletions(line, read, host.executor.completions(line));
+        checkReply(read, host.executor.execute(line, caller));
     }
     static_cast<void>(host.executor.execute("stop", caller));
     return 0;

@@ -5,7 +5,8 @@
 #include <charconv>
 #include <iostream>
 #include <memory>
-#include <optional>
+#include <mutex>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <poll.h>
@@ -14,12 +15,14 @@
 
 #include "apps/camhost/line_server.h"
 #include "tests/apps/fake_board.h"
+#include "tests/fuzz/command_line.h"
 #include "tests/fuzz/support.h"
 
 namespace {
 
 constexpr std::size_t kLineBytes = 64;
-constexpr int kSoon = 10'000; // ms
+constexpr std::size_t kPiece = 16; // of what is sent: also after the server's last reply
+constexpr int kSoon = 10'000;      // ms
 constexpr const char* kWaiting[] = {"wa", "capture"};
 
 /// A host that listens.
@@ -58,14 +61,15 @@ std::string converse(const std::string& address, std::string_view sent) {
         pollfd ready{connection, static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN), 0};
         fuzz::require(::poll(&ready, 1, kSoon) == 1, "an answer comes in time");
         if ((ready.revents & POLLOUT) != 0) {
-            const ssize_t count =
-                ::send(connection, sent.data(), sent.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            const ssize_t count = ::send(connection, sent.data(), std::min(sent.size(), kPiece),
+                                         MSG_NOSIGNAL | MSG_DONTWAIT);
             sent.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : sent.size());
         }
         if ((ready.revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
             char chunk[4096];
             const ssize_t count = ::recv(connection, chunk, sizeof chunk, MSG_DONTWAIT);
-            if (count <= 0)
+            fuzz::require(count >= 0, "the connection ends with the last reply, not with an error");
+            if (count == 0)
                 break;
             got.append(chunk, static_cast<std::size_t>(count));
         }
@@ -85,44 +89,70 @@ std::string takeLine(std::string_view& text) {
     return line;
 }
 
-/// \return how many replies there are
-std::size_t countReplies(std::string_view text) {
-    std::size_t replies = 0;
+/// \return the replies' kinds in order: "OK 0", "OK" or "ERR"
+std::vector<std::string> repliesIn(std::string_view text) {
+    std::vector<std::string> replies;
     while (!text.empty()) {
         const std::string head = takeLine(text);
         if (head.starts_with("* "))
             continue;
-        const std::size_t skip = head.starts_with("OK ") ? 3 : 4;
-        fuzz::require(skip == 3 || head.starts_with("ERR "), "a reply begins with OK or ERR");
+        const bool ok = head.starts_with("OK ");
+        const std::size_t skip = ok ? 3 : 4;
+        fuzz::require(ok || head.starts_with("ERR "), "a reply begins with OK or ERR");
         std::size_t lines = 0;
         const char* const end = head.data() + head.size();
         const auto [stop, error] = std::from_chars(head.data() + skip, end, lines);
         fuzz::require(error == std::errc() && stop == end, "a reply says how many lines follow");
+        fuzz::require(ok || lines > 0, "a refusal says why");
         for (std::size_t i = 0; i < lines; ++i)
             takeLine(text);
-        ++replies;
+        replies.emplace_back(!ok ? "ERR" : lines == 0 ? "OK 0" : "OK");
     }
     return replies;
 }
 
-/// \return how many replies a client is to get
-std::size_t expectedReplies(std::string_view sent) {
-    std::size_t lines = 0;
+/// What a client is to get for a line; "any" where that is the board's business.
+std::string expectedReply(const fuzz::tsCommandLine& line) {
+    if (!line.good)
+        return "ERR";
+    if (line.words.empty())
+        return "OK 0";
+    const std::string& command = line.words.front();
+    if (command == "quit")
+        return line.words.size() == 1 ? "OK 0" : "ERR";
+    if (command == "version" && line.words.size() == 1)
+        return "OK";
+    if (command == "save" || command == "load" || command == "diff" || command.empty())
+        return "ERR"; // they name files of the machine; and a command has a name
+    return "any";
+}
+
+/// \return a client's replies in order
+std::vector<std::string> expectedReplies(std::string_view sent) {
+    std::vector<std::string> replies;
     while (!sent.empty()) {
         const std::string line(sent.substr(0, sent.find('\n')));
         sent.remove_prefix(std::min(line.size() + 1, sent.size()));
-        ++lines;
-        if (line.size() > kLineBytes)
-            return lines; // refused, and the connection ends
-        try {
-            const camhost::tsLine split = camhost::splitLine(line);
-            if (split.words.size() == 1 && split.words[0] == "quit")
-                return lines;
-        } catch (const camhost::tcCommandError&) {
-            continue; // answered with a refusal
+        if (line.size() > kLineBytes) {
+            replies.emplace_back("ERR"); // and the connection ends
+            break;
         }
+        const fuzz::tsCommandLine read = fuzz::readCommandLine(line);
+        replies.push_back(expectedReply(read));
+        if (read.good && read.words == std::vector<std::string>{"quit"})
+            break;
     }
-    return lines;
+    return replies;
+}
+
+void checkReplies(const std::vector<std::string>& expected,
+                  const std::vector<std::string>& replies) {
+    fuzz::requireEqual("number of replies", std::to_string(expected.size()),
+                       std::to_string(replies.size()));
+    for (std::size_t i = 0; i < replies.size(); ++i) {
+        if (expected[i] != "any")
+            fuzz::requireEqual("reply " + std::to_string(i + 1), expected[i], replies[i]);
+    }
 }
 
 /// Commands that wait would make the run wait.
@@ -142,17 +172,13 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static tsHost host;
-    static const bool started = [] {
-        host.server.start();
-        return true;
-    }();
-    fuzz::require(started, "the server runs");
+    static std::once_flag started;
+    std::call_once(started, [] { host.server.start(); });
 
     const std::string text = fuzz::text({data, size});
     if (waits(text))
         return 0;
     const std::string got = converse(host.server.address(), text);
-    fuzz::requireEqual("replies", std::to_string(expectedReplies(text)),
-                       std::to_string(countReplies(got)));
+    checkReplies(expectedReplies(text), repliesIn(got));
     return 0;
 }

@@ -1,0 +1,20 @@
+/// \file
+/// Numbers of the INI files, read from docs/ini-files.md once more, independently of the plug-in.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace fuzz {
+
+/// An unsigned number with 0x in hexadecimal, with a leading zero in octal, else in decimal; what
+/// follows it does not count. Too large is the largest of 32 bits, a minus sign wraps.
+std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback);
+
+/// A signed number in the same notation; beyond the range of long, its ends.
+long signedNumber(const std::string& text, long fallback);
+
+/// A voltage: the nearest number of single precision; beyond them, infinity.
+float voltage(const std::string& text, float fallback);
+
+} // namespace fuzz
