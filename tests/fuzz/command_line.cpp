@@ -11,7 +11,8 @@ bool isBlank(char c) {
 }
 
 bool isControl(char c) {
-    return (c >= '\0' && c < ' ' && !isBlank(c)) || c == '\x7F';
+    const auto code = static_cast<unsigned char>(c);
+    return (code < ' ' && !isBlank(c)) || code == 0x7F;
 }
 
 /// Where a word lies in its line, quotes included.

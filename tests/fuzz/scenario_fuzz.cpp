@@ -134,7 +134,7 @@ void checkPolarity(const tsReading& reading) {
 /// What a fault's moment says: a time, or the Nth event that begins with these words.
 struct tsMoment {
     std::optional<nanoseconds> time;
-    std::size_t nth = 1;
+    std::uint64_t nth = 1;
     std::string event;
 };
 
