@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "tests/fuzz/digit.h"
+
 namespace fuzz {
 
 namespace {
@@ -20,16 +22,6 @@ struct tsPlace {
     std::size_t begin = 0;
     std::size_t end = 0;
 };
-
-int digit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return 16;
-}
 
 } // namespace
 

@@ -5,21 +5,9 @@
 #include <cstdlib>
 #include <limits>
 
+#include "tests/fuzz/digit.h"
+
 namespace fuzz {
-
-namespace {
-
-int digit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'z')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'Z')
-        return c - 'A' + 10;
-    return 99;
-}
-
-} // namespace
 
 std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback) {
     std::size_t at = text.find_first_not_of(" \t\n\v\f\r");

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "tests/fuzz/digit.h"
+
 namespace fuzz {
 
 namespace {
@@ -10,16 +12,6 @@ namespace {
 constexpr std::uint64_t kMostAddress = 0xFFFF;
 constexpr std::uint64_t kMostValue = 0xFFFFFFFF;
 constexpr std::uint64_t kPause = 0x400;
-
-int digit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 /// One number where one is expected.
 struct tsNumber {
@@ -45,7 +37,7 @@ public:
         bool digits = false;
         bool large = false;
         std::uint64_t value = 0;
-        for (; !m_rest.empty() && digit(m_rest.front()) >= 0; m_rest.remove_prefix(1)) {
+        for (; !m_rest.empty() && digit(m_rest.front()) < 16; m_rest.remove_prefix(1)) {
             digits = true;
             value = value * 16 + static_cast<std::uint64_t>(digit(m_rest.front()));
             large = large || value > most;

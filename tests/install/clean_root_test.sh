@@ -9,24 +9,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 export LC_ALL=C
-source tests/install/as_root.sh
+source tests/install/root.sh
 source_folder=$PWD
 packages=$1
 build=$2
-names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev camera-head-tools)
-folder=$(mktemp -d)
-root=$folder/root
-as_root=()
-trap '"${as_root[@]}" rm -rf "$folder"' EXIT
-mkdir "$root"
-chmod 755 "$folder" "$root"
+make_root
 
-step() { echo "== $*"; }
-fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
-get_root "$root"
 inside() { # COMMAND...: runs it in the clean Debian
     # Not everybody may mount /proc, by which the loader sees in which folder a program lies.
     "${as_root[@]}" env -i LD_ORIGIN_PATH=/usr/bin LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive \

@@ -1,31 +1,19 @@
 #!/usr/bin/env bash
 # Installs the target's packages beside those that they depend on, and does the main job with them on the
 # emulator. dpkg itself is the build machine's: it checks the dependencies and unpacks, and there are no
-# scripts of the target to run. What needs root and how this ends without: as_root.sh.
+# scripts of the target to run. What needs root and how this ends without: root.sh.
 # Arguments: folder with the packages, build folder, the emulator.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 export LC_ALL=C
-source tests/install/as_root.sh
+source tests/install/root.sh
 packages=$1
 build=$2
 shift 2
-folder=$(mktemp -d)
-root=$folder/root
-as_root=()
-trap '"${as_root[@]}" rm -rf "$folder"' EXIT
-mkdir "$root"
-chmod 755 "$folder" "$root"
-get_root "$root"
-names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev camera-head-tools)
+make_root
 version=$(dpkg-deb --field "$packages"/libvarnox0_*.deb Version)
 libraries=usr/lib/arm-linux-gnueabihf
 
-step() { echo "== $*"; }
-fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
 files_in_root() { # but for dpkg's own books
     (cd "$root" && find . -not -path './var/lib/dpkg/*' | sort)
 }

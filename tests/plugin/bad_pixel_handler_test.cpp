@@ -4,6 +4,7 @@
 
 #include "plugin/bad_pixel_handler.h"
 #include "tests/plugin/core_faults.h"
+#include "tests/plugin/handler_test.h"
 #include "tests/plugin/plugin_test.h"
 
 using testing::ElementsAre;
@@ -43,27 +44,15 @@ public:
     bool on = true;
 };
 
-/// Answers what reaches the end of the chain.
-class tcLast : public tcAbstractHandler {
-public:
-    tcLast() : tcAbstractHandler(nullptr, nullptr) {}
-    std::string execute(std::string& command, std::string& arguments) override {
-        return "last: '" + command + "' '" + arguments + "'";
-    }
-    int forward(int event) override { return event + 1; }
-};
-
 class BadPixelHandler : public testing::Test {
 protected:
-    std::string execute(std::string command, std::string arguments = "") {
+    std::string execute(const std::string& command, const std::string& arguments = "") {
         m_core.calls.clear();
-        return m_handler.execute(command, arguments);
+        return ask(m_handler, command, arguments);
     }
     tsUpdate update(std::uint32_t address, std::uint32_t value, int kind = 1) {
         m_core.calls.clear();
-        tsUpdate update{kind, address, value, false, 0};
-        m_handler.update(update);
-        return update;
+        return sendUpdate(m_handler, address, value, kind);
     }
 
     tcCoreSpy m_core;

@@ -10,6 +10,7 @@
 
 #include "plugin/bad_pixel_handler.h"
 #include "plugin/exposure_mode_handler.h"
+#include "tests/plugin/handler_test.h"
 #include "tests/plugin/plugin_test.h"
 
 using testing::ElementsAre;
@@ -21,16 +22,6 @@ using Varnox::tcExposureModeHandler;
 using Varnox::tsUpdate;
 
 namespace {
-
-/// Answers what reaches the end of the chain.
-class tcLast : public tcAbstractHandler {
-public:
-    tcLast() : tcAbstractHandler(nullptr, nullptr) {}
-    std::string execute(std::string& command, std::string& arguments) override {
-        return "last: '" + command + "' '" + arguments + "'";
-    }
-    int forward(int event) override { return event + 1; }
-};
 
 /// A board with external exposure and nothing else.
 class tcExposureSpy : public Varnox::tcSensorBoard, public Varnox::tcExternalExposure {
@@ -58,25 +49,19 @@ public:
 
 class ExposureModeHandler : public testing::Test {
 protected:
-    std::string execute(std::string command, std::string arguments = "") {
+    std::string execute(const std::string& command, const std::string& arguments = "") {
         m_board.calls.clear();
-        return m_handler.execute(command, arguments);
+        return ask(m_handler, command, arguments);
     }
     tsUpdate update(std::uint32_t address, std::uint32_t value, int kind = 1) {
         m_board.calls.clear();
-        tsUpdate update{kind, address, value, false, 0};
-        m_handler.update(update);
-        return update;
+        return sendUpdate(m_handler, address, value, kind);
     }
 
     tcExposureSpy m_board;
     tcLast m_last;
     tcExposureModeHandler m_handler{&m_board, &m_last, nullptr};
 };
-
-std::string ask(tcAbstractHandler& handler, std::string command, std::string arguments = "") {
-    return handler.execute(command, arguments);
-}
 
 } // namespace
 

@@ -1,6 +1,7 @@
 // Clients' writes to the sensor's two words of the register file.
 
 #include "plugin/board.h"
+#include "tests/plugin/handler_test.h"
 #include "tests/plugin/plugin_test.h"
 
 using Varnox::tc3U5MGXSSensorBoard;
@@ -13,9 +14,7 @@ protected:
     /// Hands an update straight to an observer of the board. \return the update, marked or not
     tsUpdate send(std::uint32_t address, std::uint32_t value, int kind = 1) {
         tc3U5MGXSSensorBoard::tcRegFileObs observer(board());
-        tsUpdate update{kind, address, value, false, 0};
-        observer.update(update);
-        return update;
+        return sendUpdate(observer, address, value, kind);
     }
 };
 

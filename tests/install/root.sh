@@ -1,4 +1,25 @@
-# How a test gets root's rights for a folder of its own. Sourced.
+# What the tests share that install the packages in a folder which is a root. Sourced.
+
+names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev camera-head-tools)
+step() { echo "== $*"; }
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+# Makes a new `folder`, which goes when the test ends, and in it `root`, an empty one in which packages can
+# be installed with the rights of `as_root`.
+make_root() {
+    folder=$(mktemp -d)
+    root=$folder/root
+    as_root=()
+    trap '"${as_root[@]}" rm -rf "$folder"' EXIT
+    mkdir "$root"
+    chmod 755 "$folder" "$root"
+    get_root "$root"
+}
+
+# Gets root's rights for a folder.
 #
 # Sets `as_root` to the command that runs others as root: the user's own rights, a user namespace's or
 # sudo's. Ends the test with 77, which says that it was left out, where there is none of them.
