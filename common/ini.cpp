@@ -1,5 +1,6 @@
 #include "common/ini.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -28,6 +29,14 @@ unsigned int readUnsigned(const INIReader& ini, const std::string& section, cons
     }
     const unsigned long magnitude = isNegative(text) ? 0UL - number : number;
     return magnitude <= kMaximum ? static_cast<unsigned int>(number) : kMaximum;
+}
+
+std::int32_t readInteger(const INIReader& ini, const std::string& section, const std::string& key,
+                         std::int32_t fallback) {
+    using tcLimits = std::numeric_limits<std::int32_t>;
+    const std::int64_t number = ini.GetInteger(section, key, fallback);
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(number, tcLimits::min(), tcLimits::max()));
 }
 
 float readFloat(const INIReader& ini, const std::string& section, const std::string& key,

@@ -2,6 +2,7 @@
 /// What the INI library does not offer in every release.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 class INIReader;
@@ -11,6 +12,12 @@ class INIReader;
 /// \return the number; `fallback` when the key is missing or no number starts its value
 unsigned int readUnsigned(const INIReader& ini, const std::string& section, const std::string& key,
                           unsigned int fallback);
+
+/// Reads a signed number, decimal, with 0x or, behind a leading zero, octal. Beyond 32 bits it is
+/// the largest or the lowest of them, on every target: the library's getter stops where `long`
+/// does. \return the number; `fallback` when the key is missing or no number starts its value
+std::int32_t readInteger(const INIReader& ini, const std::string& section, const std::string& key,
+                         std::int32_t fallback);
 
 /// Reads a voltage limit in single precision, so that a limit from a file and the built-in one
 /// compare alike.

@@ -35,9 +35,8 @@ constexpr auto kFirstFrame = 8000us;   // a first frame start passes before stre
 constexpr auto kAfterFirstFrame = 8us; // a step of its own in the sequence
 constexpr auto kClockSettling = 5000us;
 
-/// The library's number, narrowed as the hosts of this board always had it.
-int readInt(const INIReader& settings, const char* key, int fallback) {
-    return static_cast<int>(settings.GetInteger(kSection, key, fallback));
+int readSetting(const INIReader& settings, const char* key, int fallback) {
+    return readInteger(settings, kSection, key, fallback);
 }
 
 } // namespace
@@ -121,17 +120,17 @@ int tc3U5MGXSSensorBoard::initializeFpga(const INIReader& settings) {
 /// Refusals do not end the initialization; each setter reports its own.
 ROI tc3U5MGXSSensorBoard::restoreSettings(const INIReader& settings) {
     ROI roi;
-    roi.x = readInt(settings, "RoiX", kFullFrame.x);
-    roi.y = readInt(settings, "RoiY", kFullFrame.y);
-    roi.width = readInt(settings, "RoiWidth", kFullFrame.width);
-    roi.height = readInt(settings, "RoiHeight", kFullFrame.height);
+    roi.x = readSetting(settings, "RoiX", kFullFrame.x);
+    roi.y = readSetting(settings, "RoiY", kFullFrame.y);
+    roi.width = readSetting(settings, "RoiWidth", kFullFrame.width);
+    roi.height = readSetting(settings, "RoiHeight", kFullFrame.height);
     // The sensor gets it with the frame interval.
-    m_exposure = settings.GetInteger(kSection, "ExposureTime", 30000);
-    setFrameInterval(readInt(settings, "FrameInterval", 100000));
+    m_exposure = readSetting(settings, "ExposureTime", 30000);
+    setFrameInterval(readSetting(settings, "FrameInterval", 100000));
 
     numberOfRegions = 1;
     setROI(roi);
-    setVerticalBin(readInt(settings, "VerticalBin", 1));
+    setVerticalBin(readSetting(settings, "VerticalBin", 1));
     // The sensor is mounted upside down.
     setMirroring(false, true);
     setMirroring(true, true);

@@ -9,12 +9,22 @@
 
 namespace fuzz {
 
-std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback) {
+namespace {
+
+/// The number that starts a text, of up to 2^32: what is larger is that as well.
+struct tsNumber {
+    bool is = false;
+    bool minus = false;
+    std::uint64_t magnitude = 0;
+};
+
+tsNumber numberIn(const std::string& text) {
     std::size_t at = text.find_first_not_of(" \t\n\v\f\r");
     if (at == std::string::npos)
-        return fallback;
-    const bool minus = text[at] == '-';
-    at += minus || text[at] == '+' ? 1U : 0U;
+        return {};
+    tsNumber number;
+    number.minus = text[at] == '-';
+    at += number.minus || text[at] == '+' ? 1U : 0U;
     const auto digitAt = [&](std::size_t place) {
         return place < text.size() ? digit(text[place]) : 99;
     };
@@ -23,23 +33,34 @@ std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback) {
         base = 16;
         at += 2;
     }
-    if (digitAt(at) >= base)
-        return fallback;
-    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-    std::uint64_t magnitude = 0;
+    number.is = digitAt(at) < base;
+    constexpr std::uint64_t kMost = std::uint64_t{1} << 32;
     for (; digitAt(at) < base; ++at)
-        magnitude = std::min(magnitude * static_cast<unsigned>(base) +
-                                 static_cast<std::uint64_t>(digitAt(at)),
-                             kMost + 1);
-    if (magnitude > kMost)
-        return static_cast<std::uint32_t>(kMost);
-    return static_cast<std::uint32_t>(minus ? 0 - magnitude : magnitude);
+        number.magnitude = std::min(number.magnitude * static_cast<unsigned>(base) +
+                                        static_cast<std::uint64_t>(digitAt(at)),
+                                    kMost);
+    return number;
 }
 
-long signedNumber(const std::string& text, long fallback) {
-    char* end = nullptr;
-    const long number = std::strtol(text.c_str(), &end, 0);
-    return end == text.c_str() ? fallback : number;
+} // namespace
+
+std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback) {
+    const tsNumber number = numberIn(text);
+    if (!number.is)
+        return fallback;
+    if (number.magnitude > 0xFFFFFFFF)
+        return 0xFFFFFFFF;
+    return static_cast<std::uint32_t>(number.minus ? 0 - number.magnitude : number.magnitude);
+}
+
+std::int32_t signedNumber(const std::string& text, std::int32_t fallback) {
+    const tsNumber number = numberIn(text);
+    if (!number.is)
+        return fallback;
+    const auto magnitude = static_cast<std::int64_t>(number.magnitude);
+    return static_cast<std::int32_t>(number.minus
+                                         ? std::max<std::int64_t>(-magnitude, -0x80000000LL)
+                                         : std::min<std::int64_t>(magnitude, 0x7FFFFFFF));
 }
 
 float voltage(const std::string& text, float fallback) {

@@ -11,8 +11,8 @@ namespace fuzz {
 /// follows it does not count. Too large is the largest of 32 bits, a minus sign wraps.
 std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback);
 
-/// A signed number in the same notation; beyond the range of long, its ends.
-long signedNumber(const std::string& text, long fallback);
+/// A signed number in the same notation; beyond 32 bits, their ends.
+std::int32_t signedNumber(const std::string& text, std::int32_t fallback);
 
 /// A voltage: the nearest number of single precision; beyond them, infinity.
 float voltage(const std::string& text, float fallback);

@@ -51,7 +51,7 @@ tsState theState() {
 }
 
 int setting(const INIReader& ini, const char* key, int fallback) {
-    return static_cast<int>(fuzz::signedNumber(ini.Get("Settings", key, ""), fallback));
+    return fuzz::signedNumber(ini.Get("Settings", key, ""), fallback);
 }
 
 /// \return how a supply of so many volts stands to its limits; nothing where the monitor's step

@@ -553,21 +553,28 @@ TEST_F(Initialize, WhatIsNoNumberCountsAsMissing) {
     EXPECT_EQ(board().getFrameInterval(), 99900);
 }
 
-TEST_F(Initialize, LargeNumbersAreNarrowedAndTheExposureIsNot) {
-    if (sizeof(long) < 8) {
-        GTEST_SKIP() << "the INI library stops at 2147483647 here";
-    }
-    makeBoardWith("FrameInterval = 4295012296\nRoiX = 4294967320\nRoiWidth = 4294967536\n"
-                  "ExposureTime = 4294977296\n");
+// As the target's INI library has it, on every machine.
+TEST_F(Initialize, NumbersBeyond32BitsAreTheLargest) {
+    makeBoardWith("FrameInterval = 45000\nExposureTime = 4294977296\nRoiX = 4294967320\n"
+                  "RoiWidth = 240\n");
     const std::string all = initialized(0);
-    EXPECT_EQ(board().getFrameInterval(), 45000);
-    EXPECT_EQ(board().getROI(), (ROI{0, 24, 240, 2056}));
-    // 10000 as an int: compared before it is narrowed.
+    // 10000 and 24, had they been narrowed.
     EXPECT_THAT(all, testing::HasSubstr(text({
                          status(6, "setFrameInterval: Exposure higher than frame interval. "
-                                   "Interval 45000 uS, Exposure 10000 uS"),
+                                   "Interval 45000 uS, Exposure 2147483647 uS"),
                          exposure({45000, 1798, 1796, 0, 44950, 1800}),
                      })));
+    EXPECT_THAT(all, testing::HasSubstr(status(-1, "ROI not valid")));
+    EXPECT_EQ(board().getROI(), (ROI{0, 0, 2592, 2056}));
+}
+
+TEST_F(Initialize, AnIntervalBeyond32BitsIsTheLargestAndRefused) {
+    makeBoardWith("FrameInterval = 4295012296\n"); // 45000, had it been narrowed
+    const std::string all = initialized(0);
+    // 2147483647 rounded down to lines of 900 clocks, at 36 MHz.
+    EXPECT_THAT(all, testing::HasSubstr(
+                         status(4, "tcPwm at 0xFF211000: a period of 2147482800 us is 77309380800 "
+                                   "clocks; it takes 2 to 4294967295")));
 }
 
 TEST_F(Initialize, ARefusedRegionDoesNotEndItAndReachesTheBadPixelCore) {

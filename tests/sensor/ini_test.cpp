@@ -16,6 +16,10 @@ protected:
         m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
         return readUnsigned(INIReader("test.ini"), "Settings", "Key", 77);
     }
+    std::int32_t integerOf(const std::string& value) {
+        m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
+        return readInteger(INIReader("test.ini"), "Settings", "Key", 77);
+    }
     float floatOf(const std::string& value) {
         m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
         return readFloat(INIReader("test.ini"), "Settings", "Key", 7.7F);
@@ -72,6 +76,32 @@ TEST_F(Ini, WhatIsNoUnsignedNumberGivesTheDefault) {
     unsignedOf("1");
     EXPECT_EQ(readUnsigned(INIReader("test.ini"), "Settings", "Other", 3), 3U);
     EXPECT_EQ(readUnsigned(INIReader("test.ini"), "Other", "Key", 4), 4U);
+}
+
+TEST_F(Ini, IntegersReachBothEndsOf32Bits) {
+    EXPECT_EQ(integerOf("0"), 0);
+    EXPECT_EQ(integerOf("-24"), -24);
+    EXPECT_EQ(integerOf("0x18 columns"), 24);
+    EXPECT_EQ(integerOf("030"), 24);
+    EXPECT_EQ(integerOf("2147483647"), 2147483647);
+    EXPECT_EQ(integerOf("-2147483648"), -2147483647 - 1);
+}
+
+// As where `long` has 32 bits.
+TEST_F(Ini, IntegersBeyond32BitsAreTheirEnds) {
+    EXPECT_EQ(integerOf("2147483648"), 2147483647);
+    EXPECT_EQ(integerOf("4294967320"), 2147483647);
+    EXPECT_EQ(integerOf("9223372036854775808"), 2147483647);
+    EXPECT_EQ(integerOf("99999999999999999999"), 2147483647);
+    EXPECT_EQ(integerOf("-2147483649"), -2147483647 - 1);
+    EXPECT_EQ(integerOf("-4294967320"), -2147483647 - 1);
+    EXPECT_EQ(integerOf("-99999999999999999999"), -2147483647 - 1);
+}
+
+TEST_F(Ini, WhatIsNoIntegerGivesTheDefault) {
+    EXPECT_EQ(integerOf(""), 77);
+    EXPECT_EQ(integerOf("left"), 77);
+    EXPECT_EQ(readInteger(INIReader("missing.ini"), "Settings", "Key", -5), -5);
 }
 
 TEST_F(Ini, FloatsAreSinglePrecision) {

@@ -126,8 +126,10 @@ std::string anySettings(tcChance& chance) {
 std::string anyConfiguration(tcChance& chance) {
     std::string text = "[Settings]\n";
     const auto key = [&](const char* name, int value) {
+        // Now and then beyond 32 bits, where the targets' `long` differ.
+        const std::int64_t beyond = chance.oneIn(16) ? (chance.upTo(6) - 3) * 0x1'0000'0000LL : 0;
         if (chance.oneIn(2)) {
-            text += std::string(name) + " = " + std::to_string(value) + "\n";
+            text += std::string(name) + " = " + std::to_string(value + beyond) + "\n";
         }
     };
     key("RoiX", chance.upTo(50) * 24);
