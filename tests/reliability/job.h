@@ -28,7 +28,8 @@ struct tsJob {
 struct tsFollowUp {
     int initialized = 0;
     std::vector<std::string> trace; ///< construction to destruction, without loads and violations:
-                                    ///< what a load finds depends on who used the head before
+                                    ///< what a load finds depends on who used the head before, as
+                                    ///< is the enable bit that a flip of the line pairs keeps
     std::map<std::uint16_t, std::uint32_t> sensor;
     std::vector<std::uint32_t> fpga; ///< the frame-control core's words that software sets
     std::uint64_t violations = 0;
