@@ -12,6 +12,7 @@
 #include "common/ini.h"
 #include "common/pause.h"
 #include "common/print.h"
+#include "common/unless_pipe.h"
 #include "plugin/board.h"
 #include "plugin/register_words.h"
 
@@ -67,7 +68,7 @@ void tc3U5MGXSSensorBoard::reportFailure(const char* text) noexcept {
 
 int tc3U5MGXSSensorBoard::bringUp() {
     tcRegisterFile::getInstance(nullptr, true)->observable().registerObserver(m_regFileObs);
-    const INIReader settings("3u5mgxs_config.ini");
+    const INIReader settings(unlessPipe("3u5mgxs_config.ini"));
     if (const int result = powerSensorUp(); result != 0) {
         return result;
     }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "common/mutex_guard.h"
+#include "common/unless_pipe.h"
 #include "plugin/board.h"
 
 namespace Varnox {
@@ -28,7 +29,7 @@ constexpr std::size_t kLongestVersion = 1'048'576; // bytes
 
 /// \return the file's first line as it stands; "???" when it cannot be read
 std::string firstLine(const char* fileName) {
-    std::ifstream file(fileName);
+    std::ifstream file(unlessPipe(fileName));
     std::string line;
     char character = 0;
     while (line.size() < kLongestVersion && file.get(character) && character != '\n') {

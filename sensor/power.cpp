@@ -10,6 +10,7 @@
 #include "common/ini.h"
 #include "common/pause.h"
 #include "common/print.h"
+#include "common/unless_pipe.h"
 #include "sensor/registers.h"
 #include "sensor/sensor.h"
 
@@ -71,7 +72,7 @@ int tc3U5MGXS::powerUp() {
     if (!configurePort()) {
         return 1;
     }
-    const INIReader limits("3u5mgxs_sensor.ini");
+    const INIReader limits(unlessPipe("3u5mgxs_sensor.ini"));
     switchSuppliesOn();
     if (!suppliesWithinLimits(limits)) {
         return -4;

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include <poll.h>
+#include <sys/stat.h>
 
 #include "tests/plugin/plugin_test.h"
 
@@ -105,6 +106,14 @@ TEST_F(Identity, AVersionLineIsTakenAsItStands) {
 TEST_F(Identity, AVersionFileThatCannotBeReadIsUnknown) {
     makeKnownBoard();
     std::filesystem::create_directories("version/serial.txt"); // opens, and cannot be read
+    EXPECT_EQ(files(), repeated(kUnknown, 8));
+}
+
+// Opening it would wait for its writer, with the board's lock held.
+TEST_F(Identity, AVersionFileThatIsAPipeIsUnknown) {
+    makeKnownBoard();
+    std::filesystem::create_directories("version");
+    ASSERT_EQ(::mkfifo("version/serial.txt", 0600), 0);
     EXPECT_EQ(files(), repeated(kUnknown, 8));
 }
 

@@ -1,7 +1,10 @@
 // Bringing the head up: in full on a healthy head, without files, and in each of its failing ends.
 
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
+
+#include <sys/stat.h>
 
 #include "tests/plugin/core_faults.h"
 #include "tests/plugin/plugin_test.h"
@@ -550,6 +553,19 @@ TEST_F(Initialize, WhatIsNoNumberCountsAsMissing) {
     EXPECT_EQ(board().initialize(), 0);
     EXPECT_EQ(board().getROI(), (ROI{0, 0, 2592, 2056}));
     EXPECT_EQ(board().getExposure(), 30000);
+    EXPECT_EQ(board().getFrameInterval(), 99900);
+}
+
+TEST_F(Initialize, PipesInPlaceOfItsFilesCountAsMissing) {
+    useHead(aQuickHead().withQuietViolations());
+    useShippedFiles();
+    for (const char* name : {"3u5mgxs_config.ini", "3u5mgxs_sensor.ini"}) {
+        std::filesystem::remove(name);
+        ASSERT_EQ(::mkfifo(name, 0600), 0);
+    }
+    makeBoard();
+    EXPECT_EQ(board().initialize(), 0);
+    EXPECT_EQ(board().getROI(), (ROI{0, 0, 2592, 2056}));
     EXPECT_EQ(board().getFrameInterval(), 99900);
 }
 

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <typeinfo>
 
+#include <sys/stat.h>
+
 #include "tests/sensor/fake_adc.h"
 #include "tests/sensor/sensor_fixture.h"
 
@@ -494,6 +496,12 @@ TEST_F(ExactReading, AKeyThatIsMissingHasItsDefault) {
     EXPECT_EQ(powerUpWith(8.9F, 1.7F, 1.6F), 0);
     EXPECT_EQ(powerUpWith(std::nextafter(1.1F, 0.0F), 1.7F, 1.6F), -4);
     EXPECT_EQ(powerUpWith(1.2F, std::nextafter(1.7F, 2.0F), 1.6F), -4);
+}
+
+TEST_F(ExactReading, APipeInPlaceOfTheFileLeavesTheDefaults) {
+    ASSERT_EQ(::mkfifo("3u5mgxs_sensor.ini", 0600), 0);
+    EXPECT_EQ(powerUpWith(1.2F, 1.65F, 1.65F), 0);
+    EXPECT_EQ(powerUpWith(std::nextafter(1.1F, 0.0F), 1.65F, 1.65F), -4);
 }
 
 TEST_F(ExactReading, AKeyOfTheOtherSectionIsNotTaken) {

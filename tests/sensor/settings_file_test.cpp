@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <typeinfo>
 
+#include <sys/stat.h>
+
 #include "tests/sensor/sensor_fixture.h"
 
 using testing::ElementsAre;
@@ -66,6 +68,21 @@ TEST_F(SettingsFile, AFolderIsSilent) {
     EXPECT_THAT(trace([&] { EXPECT_EQ(sensor().writeRegistersFromFile("folder"), 0); },
                       sim::tcKinds::all()),
                 IsEmpty());
+}
+
+// Opening it would wait for its writer, with the register lock held.
+TEST_F(SettingsFile, APipeIsSilent) {
+    ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+    EXPECT_THAT(
+        trace([&] { EXPECT_EQ(sensor().writeRegistersFromFile("pipe"), 0); }, sim::tcKinds::all()),
+        IsEmpty());
+}
+
+TEST_F(SettingsFile, ALinkToAFileIsRead) {
+    directory().write("file.txt", "10 3\n");
+    std::filesystem::create_symlink("file.txt", "link.txt");
+    EXPECT_EQ(sensor().writeRegistersFromFile("link.txt"), 0);
+    EXPECT_EQ(shadow(0x10), 3U);
 }
 
 TEST_F(SettingsFile, AnEmptyFileWritesNothing) {
