@@ -169,8 +169,58 @@ void listen(tc3U5MGXSSensorBoard& board, sim::tcVirtualHead& head, tsJob* job) {
     });
 }
 
-tsJob work(sim::tcVirtualHead& head, const tsLifePlan& plan) {
-    tsJob job;
+/// The line pairs' flip is read, changed and written back, before the core is enabled: "core
+/// enabled" is then what the life before left. Every other store of the trace stays as it was made.
+void forgetFormerEnable(std::vector<std::string>& trace) {
+    const auto flip = std::find_if(trace.begin(), trace.end(), [](const std::string& line) {
+        return line.starts_with("WRITE 0xFF210000 ");
+    });
+    if (flip != trace.end() && *flip == "WRITE 0xFF210000 0x80000002") {
+        *flip = "WRITE 0xFF210000 0x00000002";
+    }
+}
+
+/// Everything that a board does and says, from here on.
+class tcRecord {
+public:
+    explicit tcRecord(sim::tcVirtualHead& head) : m_head(head) {
+        m_head.clearLog();
+        m_head.clearViolations();
+        m_violationsBefore = m_head.violationCount();
+        setPublishSpy([&head](std::uint32_t address, std::uint32_t value) {
+            std::array<char, 40> text{};
+            std::snprintf(text.data(), text.size(), "WORD 0x%05" PRIX32 " = %" PRIu32, address,
+                          value);
+            head.note(text.data());
+        });
+    }
+    ~tcRecord() { setPublishSpy({}); }
+    tcRecord(const tcRecord&) = delete;
+    tcRecord& operator=(const tcRecord&) = delete;
+
+    [[nodiscard]] std::vector<std::string> trace() const {
+        std::vector<std::string> lines = m_head.lines(
+            sim::teEventKind::spi | sim::teEventKind::spiSetting | sim::teEventKind::gpio |
+            sim::teEventKind::adc | sim::teEventKind::adcCommand | sim::teEventKind::sleep |
+            sim::teEventKind::device | sim::teEventKind::write | sim::teEventKind::note);
+        forgetFormerEnable(lines);
+        return lines;
+    }
+    [[nodiscard]] std::uint64_t violations() const {
+        return m_head.violationCount() - m_violationsBefore;
+    }
+
+private:
+    sim::tcVirtualHead& m_head;
+    std::uint64_t m_violationsBefore = 0;
+    tcTracedOutput m_out{std::cout,
+                         [this](const std::string& text) { m_head.note("OUT " + escaped(text)); }};
+    tcTracedOutput m_err{std::cerr,
+                         [this](const std::string& text) { m_head.note("ERR " + escaped(text)); }};
+};
+
+void work(sim::tcVirtualHead& head, const tsLifePlan& plan, tsLife& life) {
+    tsJob& job = life.job;
     const tcErrors errors;
     if (plan.atWork) {
         plan.atWork();
@@ -185,53 +235,34 @@ tsJob work(sim::tcVirtualHead& head, const tsLifePlan& plan) {
             host.capture();
             host.changeClock();
         }
+        job.took = head.now();
+        if (plan.initializesAgain && plan.initializesAgain(head)) {
+            const tcRecord record(head);
+            listen(board, head, nullptr);
+            const int initialized = board.initialize();
+            life.again = {initialized, record.trace(), {}};
+            for (const sim::tsViolation& violation : head.violations()) {
+                life.again->broken.emplace_back(violation.rule);
+            }
+        }
     }
-    job.took = head.now();
     job.errors = errors.text();
-    return job;
-}
-
-/// The line pairs' flip is read, changed and written back, before the core is enabled: "core
-/// enabled" is then what the life before left. Every other store of the trace stays as it was made.
-void forgetFormerEnable(std::vector<std::string>& trace) {
-    const auto flip = std::find_if(trace.begin(), trace.end(), [](const std::string& line) {
-        return line.starts_with("WRITE 0xFF210000 ");
-    });
-    if (flip != trace.end() && *flip == "WRITE 0xFF210000 0x80000002") {
-        *flip = "WRITE 0xFF210000 0x00000002";
-    }
 }
 
 tsFollowUp workAgain(sim::tcVirtualHead& head) {
     tsFollowUp next;
-    head.clearLog();
-    head.clearViolations();
-    const std::uint64_t before = head.violationCount();
-    const tcTracedOutput out(std::cout,
-                             [&](const std::string& text) { head.note("OUT " + escaped(text)); });
-    const tcTracedOutput err(std::cerr,
-                             [&](const std::string& text) { head.note("ERR " + escaped(text)); });
-    setPublishSpy([&head](std::uint32_t address, std::uint32_t value) {
-        std::array<char, 40> text{};
-        std::snprintf(text.data(), text.size(), "WORD 0x%05" PRIX32 " = %" PRIu32, address, value);
-        head.note(text.data());
-    });
+    const tcRecord record(head);
     {
         tc3U5MGXSSensorBoard board("/dev/spidev1.0");
         listen(board, head, nullptr);
         next.initialized = board.initialize();
     }
-    setPublishSpy({});
-    next.trace =
-        head.lines(sim::teEventKind::spi | sim::teEventKind::spiSetting | sim::teEventKind::gpio |
-                   sim::teEventKind::adc | sim::teEventKind::adcCommand | sim::teEventKind::sleep |
-                   sim::teEventKind::device | sim::teEventKind::write | sim::teEventKind::note);
-    forgetFormerEnable(next.trace);
+    next.trace = record.trace();
+    next.violations = record.violations();
     next.sensor = head.sensorRegisters();
     for (const std::uint32_t word : {0U, 2U, 6U, 8U, 9U, 10U, 11U, 12U}) {
         next.fpga.push_back(head.fpgaWord(0xFF210000 + 4 * word));
     }
-    next.violations = head.violationCount() - before;
     return next;
 }
 
@@ -259,7 +290,7 @@ tsLife live(sim::tcVirtualHeadBuilder& builder, const tsLifePlan& plan) {
     const int before = openDescriptors();
     {
         const tcTracedOutput silence(std::cout);
-        life.job = work(*head, plan);
+        work(*head, plan, life);
     }
     if (plan.heal) {
         plan.heal();

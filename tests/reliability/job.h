@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,9 +36,17 @@ struct tsFollowUp {
     std::uint64_t violations = 0;
 };
 
+/// What a board did when it was initialized once more, at the end of its job.
+struct tsAgain {
+    int initialized = 0;
+    std::vector<std::string> trace;  ///< as that of `tsFollowUp`
+    std::vector<std::string> broken; ///< rules of the head
+};
+
 /// A job, then an undisturbed second board on the same head.
 struct tsLife {
     tsJob job;
+    std::optional<tsAgain> again; ///< when the plan wanted it
     tsFollowUp next;
     int descriptorsLost = 0;     ///< by the job
     int descriptorsLostNext = 0; ///< by the second board
@@ -47,7 +56,10 @@ struct tsLife {
 struct tsLifePlan {
     std::function<bool(int)> goOn; ///< whether the job goes on after this result of `initialize`
     std::function<void()> atWork;  ///< when everything but the first board is built
-    std::function<void()> heal;    ///< between the two boards: mends what is not the head's
+    /// Asked when the job is done and its board still lives: whether this board is initialized once
+    /// more. The fault is over then.
+    std::function<bool(const sim::tcVirtualHead&)> initializesAgain;
+    std::function<void()> heal; ///< between the two boards: mends what is not the head's
     /// Whether every fault of the head has struck; one that has not would strike the second board,
     /// which then gets a head of its own.
     std::function<bool(const sim::tcVirtualHead&)> spent;
