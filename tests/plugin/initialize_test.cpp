@@ -942,8 +942,35 @@ TEST_F(Initialize, AFrameThatDoesNotAlign) {
 }
 
 TEST_F(Initialize, AFailedLinkLeavesABoardThatCanTryAgain) {
-    makeBoardOn(aQuickHead().withStuckLane(5));
-    EXPECT_EQ(board().initialize(), -2);
+    // A connector that is seated properly before the second try.
+    makeBoardOn(
+        aQuickHead().withFault({.name = "loose", .what = "lanes 5 never", .until = "2000"}));
     EXPECT_EQ(board().initialize(), -2);
     EXPECT_EQ(head().fpgaWord(0xFF215010), 0U); // no map was loaded
+    EXPECT_EQ(registerFile().read_word(0x3B00C), 1U);
+
+    head().advance(std::chrono::seconds(2));
+    const std::string all = initialized(0);
+    // Power, settings and link come up from the start. The core runs since the first try.
+    EXPECT_THAT(all, testing::StartsWith(text({suppliesOn(), settingsLoaded()})));
+    EXPECT_THAT(all, testing::HasSubstr(text({
+                         lanesAndPulsesOn(),
+                         load(0xFF210000, 0x80000002),
+                         store(0xFF210000, 0x80000002),
+                         statusLoads(0x7),
+                         statusLine(0, 1, 1, 1),
+                         dpaReset(),
+                         load(0xFF210030, 0xFFF),
+                         printed("DPA Lock: fff\n"),
+                         store(0xFF210028, 0),
+                         store(0xFF21002C, 0xFFF),
+                         statusLoads(0xF),
+                         statusLine(1, 1, 1, 1),
+                         pulsesThenLanesOff(),
+                         badPixelMapLoaded(),
+                         depthSet(),
+                         statePublished(),
+                     })));
+    EXPECT_EQ(head().fpgaWord(0xFF215010), 3U);
+    EXPECT_TRUE(head().violations().empty());
 }
