@@ -1,7 +1,10 @@
 #include "apps/camhost/file_checks.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <map>
+#include <optional>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,25 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMostLines = 8;
-
-/// Appends what is wrong with who can write the file.
-/// \param folderOwner the other user, besides root, whose files are as good as the folder itself
-void check(const fs::path& path, uid_t folderOwner, std::vector<std::string>& warnings) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
-        return;
-    const std::string name = path.string();
-    if ((status.st_mode & S_IWOTH) != 0)
-        warnings.push_back(name + " can be written by everybody; chmod o-w " + name);
-    if (status.st_uid != 0 && status.st_uid != ::geteuid() && status.st_uid != folderOwner)
-        warnings.push_back(name + " belongs to another user, number " +
-                           std::to_string(status.st_uid) + "; chown root " + name);
-}
-
-uid_t ownerOf(const fs::path& folder) {
-    struct stat status {};
-    return ::stat(folder.c_str(), &status) == 0 ? status.st_uid : 0;
-}
 
 /// \return the regular files directly in the folder, in alphabetical order
 std::vector<fs::path> filesIn(const fs::path& folder) {
@@ -47,6 +31,60 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
     return files;
 }
 
+/// \return whether the user may do as he likes with the head: root, who runs the program, or who
+/// became
+///         root to run it
+bool isOperator(uid_t user) {
+    if (user == 0 || user == ::geteuid())
+        return true;
+    const char* const before = ::geteuid() == 0 ? std::getenv("SUDO_UID") : nullptr;
+    return before != nullptr && std::to_string(user) == before;
+}
+
+/// What others than the operator can change, a line each.
+class tcTrust {
+public:
+    /// Looks at a file or folder, once.
+    /// \param reported a user of whose files nothing more need be said
+    /// \return the user it belongs to when that was reported
+    std::optional<uid_t> check(const fs::path& path, std::optional<uid_t> reported = std::nullopt) {
+        const auto [seen, isNew] = m_seen.try_emplace(path.string());
+        if (isNew)
+            seen->second = look(seen->first, reported);
+        return seen->second;
+    }
+
+    /// Looks at a folder and the regular files directly in it.
+    void checkFolder(const fs::path& folder) {
+        const std::optional<uid_t> reported = check(folder);
+        for (const fs::path& file : filesIn(folder))
+            check(file, reported);
+    }
+
+    [[nodiscard]] const std::vector<std::string>& warnings() const { return m_warnings; }
+
+private:
+    std::optional<uid_t> look(const std::string& name, std::optional<uid_t> reported) {
+        struct stat status {};
+        if (::stat(name.c_str(), &status) != 0)
+            return std::nullopt;
+        if ((status.st_mode & S_IWOTH) != 0)
+            m_warnings.push_back(name + " can be written by everybody; chmod o-w " + name);
+        else if ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
+                 status.st_gid != ::getegid())
+            m_warnings.push_back(name + " can be written by group " +
+                                 std::to_string(status.st_gid) + "; chmod g-w " + name);
+        if (isOperator(status.st_uid) || status.st_uid == reported)
+            return std::nullopt;
+        m_warnings.push_back(name + " belongs to another user, number " +
+                             std::to_string(status.st_uid) + "; chown root " + name);
+        return status.st_uid;
+    }
+
+    std::map<std::string, std::optional<uid_t>> m_seen; // path, the user that was reported
+    std::vector<std::string> m_warnings;
+};
+
 } // namespace
 
 std::string notRegular(const std::string& path) {
@@ -58,17 +96,17 @@ std::string notRegular(const std::string& path) {
                                                               : "";
 }
 
-std::vector<std::string> trustWarnings(const std::string& plugin) {
-    std::vector<std::string> warnings;
-    check(plugin, ownerOf(fs::path(plugin).parent_path()), warnings);
+std::vector<std::string> trustWarnings(const std::string& plugin, const std::string& script) {
+    tcTrust trust;
+    trust.check(plugin);
+    trust.check(fs::path(plugin).parent_path()); // who can write it can put another one there
+    trust.check(script);
     std::error_code error;
-    const fs::path folder = fs::current_path(error);
-    if (error)
-        return warnings;
-    const uid_t owner = ownerOf(folder);
-    check(folder, owner, warnings);
-    for (const fs::path& file : filesIn(folder))
-        check(file, owner, warnings);
+    if (const fs::path folder = fs::current_path(error); !error) {
+        trust.checkFolder(folder);
+        trust.checkFolder(folder / "version");
+    }
+    std::vector<std::string> warnings = trust.warnings();
     if (warnings.size() > kMostLines) {
         const std::size_t more = warnings.size() - kMostLines;
         warnings.resize(kMostLines);

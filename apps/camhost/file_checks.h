@@ -12,12 +12,15 @@ namespace camhost {
 /// \return "it is a folder" or "it is a pipe, a socket or a device"; empty for a regular file
 std::string notRegular(const std::string& path);
 
-/// The files of the working directory drive voltages and registers, and the plug-in is a program:
-/// only who may do that may be able to write them.
+/// The files of the working directory drive voltages and registers, the plug-in and the script are
+/// programs: only who may do that may be able to write them. Looks at both, at the plug-in's
+/// folder, the working directory, its folder "version" and the regular files directly in these two.
 /// \param plugin its library
-/// \return a line for everything that everybody can write, and for every file that belongs to
-///         neither root, nor the present user, nor the owner of its folder; a count in the place of
-///         the lines behind the eighth
-std::vector<std::string> trustWarnings(const std::string& plugin);
+/// \param script empty or "-" for none
+/// \return a line for each that everybody, or a group other than root's and the process's own, can
+///         write; a line for each that belongs to neither root, nor the present user, nor who
+///         became root by sudo, but for files in a folder of the same owner; a count in the place
+///         of the lines behind the eighth
+std::vector<std::string> trustWarnings(const std::string& plugin, const std::string& script);
 
 } // namespace camhost

@@ -84,7 +84,7 @@ teExit drive(const tsOptions& options, tcOutput& output) {
         output.sendLogTo(options.log);
     const tcPlugin plugin(fromHere(options.plugin));
     enterWorkdir(options.workdir);
-    for (const std::string& warning : trustWarnings(plugin.path()))
+    for (const std::string& warning : trustWarnings(plugin.path(), script))
         output.error("camhost: warning: " + warning);
     tcInterrupt::install();
 

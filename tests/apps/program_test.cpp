@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -253,9 +254,46 @@ TEST(Program, WarnsOfFilesThatEverybodyCanWrite) {
                                              " can be written by everybody; chmod o-w " +
                                              folder.path() + "\n" + aboutFile);
 
-    ASSERT_EQ(::chmod(folder.path().c_str(), 0770), 0); // a group's folder is its own affair
+    ASSERT_EQ(::chmod(folder.path().c_str(), 0770), 0); // the program's own group
     ASSERT_EQ(::chmod(open.c_str(), 0664), 0);
     EXPECT_EQ(runCamhost(arguments).err, "");
+}
+
+TEST(Program, WarnsOfFilesThatAnotherGroupCanWrite) {
+    const tcFolder folder;
+    const std::string shared = folder.file("limits.ini", "");
+    if (::chown(shared.c_str(), static_cast<uid_t>(-1), 12345) != 0)
+        GTEST_SKIP() << "only root can give files to any group";
+    const std::vector<std::string> arguments =
+        onFakePlugin({"--workdir", folder.path(), "-c", "exposure"});
+    ASSERT_EQ(::chmod(shared.c_str(), 0660), 0);
+    EXPECT_EQ(runCamhost(arguments).err, "camhost: warning: " + shared +
+                                             " can be written by group 12345; chmod g-w " + shared +
+                                             "\n");
+    ASSERT_EQ(::chmod(shared.c_str(), 0640), 0);
+    EXPECT_EQ(runCamhost(arguments).err, "");
+}
+
+TEST(Program, WarnsOfScriptAndVersionFilesAndOfThePluginsFolder) {
+    const tcFolder work;
+    const tcFolder other;
+    const std::string script = other.file("script", "exposure\n");
+    const std::string plugin = other.path() + "/plugin.so";
+    std::filesystem::copy_file(FAKE_PLUGIN, plugin);
+    const std::string version = work.path() + "/version";
+    std::filesystem::create_directory(version);
+    const std::string serial = work.file("version/serial.txt", "1");
+    const std::vector<std::string> open{plugin, other.path(), script, version, serial};
+    std::string expected;
+    for (const std::string& path : open) {
+        ASSERT_EQ(::chmod(path.c_str(), 0777), 0);
+        expected +=
+            "camhost: warning: " + path + " can be written by everybody; chmod o-w " + path + "\n";
+    }
+    const tsFinished run =
+        runCamhost({"--plugin", plugin, "--spi", "x", "--workdir", work.path(), script});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, expected);
 }
 
 TEST(Program, WarnsOfAFileThatSomebodyElseOwns) {
@@ -266,9 +304,27 @@ TEST(Program, WarnsOfAFileThatSomebodyElseOwns) {
     EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err,
               "camhost: warning: " + planted +
                   " belongs to another user, number 12345; chown root " + planted + "\n");
-    // Somebody's whole folder is as it should be, whoever works in it.
+    // Somebody's whole folder is told once.
     ASSERT_EQ(::chown(folder.path().c_str(), 12345, 12345), 0);
-    EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err, "");
+    EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err,
+              "camhost: warning: " + folder.path() +
+                  " belongs to another user, number 12345; chown root " + folder.path() + "\n");
+}
+
+TEST(Program, TrustsTheFilesOfWhoBecameRoot) {
+    const tcFolder folder;
+    const std::string own = folder.file("own.ini", "");
+    if (::chown(own.c_str(), 12345, 0) != 0)
+        GTEST_SKIP() << "only root can give files away";
+    const std::vector<std::string> arguments =
+        onFakePlugin({"--workdir", folder.path(), "-c", "exposure"});
+    ASSERT_EQ(::setenv("SUDO_UID", "12345", 1), 0);
+    EXPECT_EQ(runCamhost(arguments).err, "");
+    ASSERT_EQ(::setenv("SUDO_UID", "1234", 1), 0);
+    EXPECT_EQ(runCamhost(arguments).err, "camhost: warning: " + own +
+                                             " belongs to another user, number 12345; chown root " +
+                                             own + "\n");
+    ::unsetenv("SUDO_UID");
 }
 
 TEST(Program, WarnsNoMoreThanEightTimes) {
