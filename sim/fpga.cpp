@@ -208,9 +208,45 @@ std::uint32_t tcFpga::load(std::uint32_t address, unsigned width) {
     return value;
 }
 
+teWriteFate tcFpga::fateOf(std::uint32_t address, unsigned width, std::uint32_t value) const {
+    if (width != 4 || address % 4 != 0) {
+        return teWriteFate::width;
+    }
+    const std::size_t index = indexOf(address);
+    const tsWord rules = index < kWords ? m_rules[index] : tsWord{};
+    if (rules.access == teAccess::none) {
+        return teWriteFate::noRegister;
+    }
+    if (rules.access == teAccess::readOnly) {
+        return teWriteFate::readOnly;
+    }
+    if (m_now.stuck.test(index)) {
+        return teWriteFate::stuck;
+    }
+    return (value & ~rules.mask) != 0 ? teWriteFate::reserved : teWriteFate::taken;
+}
+
+// Nobody can say what a write-only register holds.
+void tcFpga::tell(std::uint32_t address, std::uint32_t value, teWriteFate fate) {
+    if (!m_journal.keepsStates()) {
+        return;
+    }
+    tcText text;
+    text.add("FPGA-WORD ").hex(address, 8).add(" ");
+    const std::optional<std::uint32_t> held = peek(address);
+    if (held && m_rules[indexOf(address)].access != teAccess::writeOnly) {
+        text.hex(*held, 8);
+    } else {
+        text.add("-");
+    }
+    text.add(" ").hex(value, 8).add(" ").add(describe(fate).word);
+    m_journal.state(m_journal.clock.now(), text.view());
+}
+
 void tcFpga::store(std::uint32_t address, unsigned width, std::uint32_t value) {
     ++m_stores;
     m_journal.event(teLine::write, address, value);
+    tell(address, value, fateOf(address, width, value));
     if (badWidth("a store of ", address, width)) {
         return;
     }

@@ -12,6 +12,7 @@
 #include "sim/journal.h"
 #include "sim/link.h"
 #include "sim/sensor.h"
+#include "sim/write_fates.h"
 #include <varnox/core_registers.h>
 
 namespace sim {
@@ -79,6 +80,9 @@ private:
     void refreshStatus();
     void refreshBadPixels();
     bool badWidth(const char* what, std::uint32_t address, unsigned width);
+    [[nodiscard]] teWriteFate fateOf(std::uint32_t address, unsigned width,
+                                     std::uint32_t value) const;
+    void tell(std::uint32_t address, std::uint32_t value, teWriteFate fate);
     void apply(std::uint32_t address, std::uint32_t value);
     void applyClockCounter();
     void applyClockUpdate(std::uint32_t value);

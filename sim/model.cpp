@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <stdexcept>
 
+#include "sensor/registers.h"
 #include "sim/text.h"
 
 namespace sim {
@@ -153,15 +154,33 @@ void tcModel::lineDriven(std::string_view name, int level, bool requested) {
     lookAround();
 }
 
-void tcModel::sensorReceives(std::uint32_t word) {
+void tcModel::sensorReceives(std::uint32_t word, teWriteFate arrived) {
     recordFrames();
-    sensor.receive(word, supplies.sensorAwake(), fpga.receiverSettings());
+    const bool awake = supplies.sensorAwake();
+    tellSensorWord(word, awake ? arrived : teWriteFate::asleep);
+    sensor.receive(word, awake, fpga.receiverSettings());
     sensorChanged();
     lookAround();
 }
 
 void tcModel::sensorMissed(std::uint32_t word, teFate fate) {
     sensor.missed(word, fate);
+}
+
+void tcModel::tellSensorWord(std::uint32_t word, teWriteFate fate) {
+    if (!journal.keepsStates()) {
+        return;
+    }
+    const auto address = static_cast<std::uint16_t>(word >> sensorWire::kAddressShift);
+    tcText text;
+    text.add("SENSOR-WORD ").hex(address, 3).add(" ");
+    if (const std::optional<std::uint32_t> held = sensor.value(address)) {
+        text.hex(*held, 6);
+    } else {
+        text.add("-");
+    }
+    text.add(" ").hex(word & sensorWire::kValueMask, 6).add(" ").add(describe(fate).word);
+    journal.state(journal.clock.now(), text.view());
 }
 
 void tcModel::sensorChanged() {

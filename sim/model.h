@@ -27,6 +27,7 @@
 #include "sim/state_watch.h"
 #include "sim/supplies.h"
 #include "sim/tape.h"
+#include "sim/write_fates.h"
 
 namespace sim {
 
@@ -45,8 +46,12 @@ public:
     // --- The parts tell each other ---
 
     void lineDriven(std::string_view name, int level, bool requested);
-    void sensorReceives(std::uint32_t word);
+    /// \param arrived how the word came over the wire
+    void sensorReceives(std::uint32_t word, teWriteFate arrived);
     void sensorMissed(std::uint32_t word, teFate fate);
+    /// Logs what becomes of a word for the sensor, if anybody wants to know. To be called before
+    /// the sensor takes it.
+    void tellSensorWord(std::uint32_t word, teWriteFate fate);
 
     // --- The boundary asks ---
 

@@ -8,11 +8,13 @@
 #include <optional>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string_view>
 
 #include "fpga/registers.h"
 #include "sensor/registers.h"
 #include "sim/markup.h"
+#include "sim/write_fates.h"
 
 namespace sim {
 
@@ -23,13 +25,16 @@ constexpr std::size_t kPllFlags = 3;
 
 using tcMoment = std::optional<std::uint64_t>; // [ns]; empty: it did not happen
 
+// A register write, as the head saw it arrive.
 struct tsWrite {
     std::uint64_t timeNs = 0;
     bool sensor = false;
-    std::uint32_t address = 0; // register number, or physical address
-    std::optional<std::uint32_t> before;
+    std::uint32_t address = 0;           // register number, or physical address
+    std::optional<std::uint32_t> before; // what the register held; empty: nobody knows
     std::uint32_t value = 0;
-    std::string fate; // empty: it arrived
+    bool taken = true; // the register has changed
+    std::string fate;  // empty: all is well
+    std::string other; // what went over the wire, where that was no register write
 };
 
 struct tsAttempt {
@@ -104,15 +109,8 @@ private:
         } else if (failed) {
             m_run.failures.push_back(line);
         }
-        if (what == "SPI" && line.words.size() == 5) {
-            takeSensorWrite(line, failed);
-        } else if (what == "WRITE" && line.words.size() >= 3) {
-            note({line.timeNs,
-                  false,
-                  static_cast<std::uint32_t>(numberFrom(line.words[1])),
-                  {},
-                  static_cast<std::uint32_t>(numberFrom(line.words[2])),
-                  {}});
+        if (what == "SPI" && failed) {
+            takeFailedTransfer(line);
         } else if (what == "ADC-COMMAND" && line.words.size() >= 2 && !failed) {
             takeCommand(static_cast<std::uint32_t>(numberFrom(line.words[1])));
         } else if (what == "ADC" && line.words.size() >= 3) {
@@ -190,20 +188,89 @@ private:
         return counter != m_fpga.end() && counter->second == kCounter24MHz ? 24.0 : 36.0;
     }
 
-    void takeSensorWrite(const tsTraceLine& line, bool failed) {
-        std::uint32_t word = 0;
-        for (unsigned byte = 0; byte < 4; ++byte) {
-            const auto value = static_cast<std::uint32_t>(numberFrom(line.words[1 + byte], 16));
-            word |= value << (8 * byte);
+    // "SPI 0F B9 04 36 failed EIO": nothing was on the wire.
+    void takeFailedTransfer(const tsTraceLine& line) {
+        const auto end = std::find(line.words.begin(), line.words.end(), "failed");
+        const std::vector<std::string> bytes(line.words.begin() + 1, end);
+        tsWrite write;
+        write.timeNs = line.timeNs;
+        write.sensor = true;
+        write.taken = false;
+        write.fate = "lost: the SPI transfer failed";
+        if (bytes.size() == sizeof(std::uint32_t)) {
+            std::uint32_t word = 0;
+            for (unsigned byte = 0; byte < bytes.size(); ++byte) {
+                word |= static_cast<std::uint32_t>(numberFrom(bytes[byte], 16)) << (8 * byte);
+            }
+            write.address = word >> sensorWire::kAddressShift;
+            write.value = word & sensorWire::kValueMask;
+            const auto held = m_sensor.find(write.address);
+            if (held != m_sensor.end()) {
+                write.before = held->second;
+            }
+        } else {
+            write.other = std::to_string(bytes.size()) + " bytes";
+            for (const std::string& byte : bytes) {
+                write.other += " " + byte;
+            }
         }
-        happened("register", line.timeNs);
-        takeTimingWrite(line.timeNs, word >> sensorWire::kAddressShift);
-        note({line.timeNs,
-              true,
-              word >> sensorWire::kAddressShift,
-              {},
-              word & sensorWire::kValueMask,
-              failed ? "lost: the transfer failed" : ""});
+        m_run.writes.push_back(write);
+    }
+
+    // "STATE SENSOR-WORD 0x010 - 0x000004 asleep", "STATE FPGA-WORD 0xFF210008 0x00000000
+    // 0x000005D9 stuck": register, what it held, what was written, what became of it.
+    void takeWord(const tsTraceLine& line) {
+        if (line.words.size() != 6) {
+            throw std::runtime_error("\"" + line.text + "\" is no register write");
+        }
+        tsWrite write;
+        write.timeNs = line.timeNs;
+        write.sensor = line.words[1] == "SENSOR-WORD";
+        write.address = static_cast<std::uint32_t>(numberFrom(line.words[2]));
+        if (line.words[3] != "-") {
+            write.before = static_cast<std::uint32_t>(numberFrom(line.words[3]));
+        }
+        write.value = static_cast<std::uint32_t>(numberFrom(line.words[4]));
+        const tsWriteFate& fate = fateNamed(line.words[5]);
+        write.taken = fate.taken;
+        write.fate = fate.meaning;
+        if (write.sensor) {
+            happened("register", line.timeNs);
+        }
+        if (write.taken) {
+            keep(write);
+        }
+        m_run.writes.push_back(write);
+    }
+
+    static const tsWriteFate& fateNamed(const std::string& word) {
+        const auto* const fate =
+            std::find_if(kWriteFates.begin(), kWriteFates.end(),
+                         [&word](const tsWriteFate& known) { return known.word == word; });
+        if (fate == kWriteFates.end()) {
+            throw std::runtime_error("\"" + word + "\" is no fate of a register write");
+        }
+        return *fate;
+    }
+
+    void keep(const tsWrite& write) {
+        if (write.sensor) {
+            takeTimingWrite(write.timeNs, write.address);
+            m_sensor[write.address] = write.value;
+        } else {
+            m_fpga[write.address] = write.value;
+        }
+    }
+
+    // "STATE SENSOR-REST 24 0x04B90F": bits that were too few for a word.
+    void takeRest(const tsTraceLine& line) {
+        tsWrite write;
+        write.timeNs = line.timeNs;
+        write.sensor = true;
+        write.taken = false;
+        write.fate = "lost: no whole word of 32 bits";
+        write.other = line.words[2] + " bits " + line.words.back();
+        m_run.writes.push_back(write);
     }
 
     void takeTimingWrite(std::uint64_t timeNs, std::uint32_t address) {
@@ -219,19 +286,18 @@ private:
         m_timingNs = timeNs;
     }
 
-    void note(tsWrite write) {
-        std::map<std::uint32_t, std::uint32_t>& held = write.sensor ? m_sensor : m_fpga;
-        const auto before = held.find(write.address);
-        if (before != held.end()) {
-            write.before = before->second;
+    void takeState(const tsTraceLine& line) {
+        const std::string& name = line.words[1];
+        if (name == "SENSOR-WORD" || name == "FPGA-WORD") {
+            takeWord(line);
+        } else if (name == "SENSOR-REST") {
+            takeRest(line);
+        } else {
+            takeChange(line);
         }
-        if (write.fate.empty()) {
-            held[write.address] = write.value;
-        }
-        m_run.writes.push_back(write);
     }
 
-    void takeState(const tsTraceLine& line) {
+    void takeChange(const tsTraceLine& line) {
         const std::string& name = line.words[1];
         const bool set = line.words[2] != "0";
         if (name == "SENSOR-AWAKE" && !set) {
@@ -654,7 +720,7 @@ std::string fieldsOf(const Fields& fields, std::uint32_t number, const tsWrite& 
         }
         const std::uint32_t now = write.value >> field.shift & field.mask;
         text += (text.empty() ? "" : ", ") + std::string(field.name) + " ";
-        if (write.before && (*write.before >> field.shift & field.mask) != now) {
+        if (write.taken && write.before && (*write.before >> field.shift & field.mask) != now) {
             text += std::to_string(*write.before >> field.shift & field.mask) + " to ";
         }
         text += std::to_string(now);
@@ -673,18 +739,28 @@ std::string nameOf(const tsWrite& write) {
     return "";
 }
 
+std::string writeRow(const tsWrite& write) {
+    std::vector<std::string> cells{milliseconds(write.timeNs), write.sensor ? "sensor" : "FPGA"};
+    if (write.other.empty()) {
+        const int digits = write.sensor ? 6 : 8;
+        cells.insert(cells.end(),
+                     {hex(write.address, write.sensor ? 3 : 8), nameOf(write),
+                      write.before ? hex(*write.before, digits) : "", hex(write.value, digits)});
+    } else {
+        cells.insert(cells.end(), {"", write.other, "", ""});
+    }
+    cells.push_back(write.fate);
+    return row(cells, write.fate.empty() ? "" : kBad);
+}
+
 std::string registers(const tsRun& run) {
     std::string rows;
     for (const tsWrite& write : run.writes) {
-        const int digits = write.sensor ? 6 : 8;
-        rows += row({milliseconds(write.timeNs), write.sensor ? "sensor" : "FPGA",
-                     hex(write.address, write.sensor ? 3 : 8), nameOf(write),
-                     write.before ? hex(*write.before, digits) : "", hex(write.value, digits),
-                     write.fate},
-                    write.fate.empty() ? "" : kBad);
+        rows += writeRow(write);
     }
-    return "<h2>Register writes</h2>\n<p>Values as written; the old value is that of the write "
-           "before. Fields are named where the register reference has them. The head sees "
+    return "<h2>Register writes</h2>\n<p>Values as they arrived; the old value is what the "
+           "register held. The last column says what became of a write that went wrong. Fields are "
+           "named where the register reference has them. The head sees "
            "registers, not requests: it cannot tell what was asked for before a limit was "
            "applied.</p>\n" +
            table("writes", {"Time", "Chip", "Register", "Fields", "Old", "New", ""}, rows);

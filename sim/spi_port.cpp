@@ -275,6 +275,7 @@ void tcSpiPort::endOfSelection() {
         tcText text;
         text.add("a rest of ").decimal(m_shiftedBits).add(" bits was dropped");
         m_journal.violation(teRule::spiWord, text.view());
+        tellRest();
     }
     m_shiftedBits = 0;
     m_tooFast = false;
@@ -285,6 +286,14 @@ void tcSpiPort::endOfSelection() {
     }
 }
 
+void tcSpiPort::tellRest() {
+    const std::uint64_t bits = (std::uint64_t{1} << m_shiftedBits) - 1;
+    tcText rest;
+    rest.add("SENSOR-REST ").decimal(m_shiftedBits).add(" ");
+    rest.hex(m_shifted & bits, (m_shiftedBits + 3) / 4);
+    m_journal.state(m_journal.clock.now(), rest.view());
+}
+
 void tcSpiPort::deliver(std::uint32_t word) {
     ++m_words;
     tcText text;
@@ -292,26 +301,31 @@ void tcSpiPort::deliver(std::uint32_t word) {
     if ((mode & ~static_cast<std::uint32_t>(SPI_CPHA | SPI_CPOL)) != 0) {
         m_journal.violation(teRule::spiMode,
                             text.add("mode ").hex(mode).add(": nobody is selected").view());
+        m_model.tellSensorWord(word, teWriteFate::notSelected);
         m_model.sensorMissed(word, teFate::garbled);
         return;
     }
     if (m_tooFast) {
         m_journal.violation(teRule::spiClock, "a word came faster than 10000000 Hz and was lost");
+        m_model.tellSensorWord(word, teWriteFate::tooFast);
         m_model.sensorMissed(word, teFate::garbled);
         return;
     }
+    teWriteFate arrived = teWriteFate::taken;
     if (m_oddWords) {
+        arrived = teWriteFate::mixed;
         text.add("a word arrived as ").hex(word, 8);
         m_journal.violation(teRule::spiWord,
                             text.add(", put together from other words or bit orders").view());
     }
     if (mode != 0) {
+        arrived = teWriteFate::shifted;
         tcText late;
         word <<= 1; // sampled on the other edge, each bit is the one before
         late.add("mode ").decimal(mode).add(": a word arrived as ").hex(word, 8);
         m_journal.violation(teRule::spiMode, late.view());
     }
-    m_model.sensorReceives(word);
+    m_model.sensorReceives(word, arrived);
 }
 
 } // namespace sim

@@ -45,6 +45,7 @@ private:
     void send(const spi_ioc_transfer& transfer);
     void shiftOut(std::uint32_t word, unsigned bits, std::uint32_t speedHz);
     void endOfSelection();
+    void tellRest();
     void deliver(std::uint32_t word);
 
     tcModel& m_model;

@@ -184,8 +184,8 @@ void tcDump::addGpio(const tsTraceLine& line) {
 void tcDump::addState(const tsTraceLine& line) {
     const std::string& name = line.words[1];
     const bool hasValue = line.words.size() > 2;
-    if (name == "END") {
-        return;
+    if (name == "END" || name == "SENSOR-WORD" || name == "SENSOR-REST" || name == "FPGA-WORD") {
+        return; // no wire
     }
     if (name == "I2C-STOP") {
         i2cEnd(true);

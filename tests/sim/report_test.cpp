@@ -65,12 +65,11 @@ TEST(ReportedReading, SaysWhyAReadingIsNone) {
     EXPECT_THAT(pageOf({"ADC 2 0x000"}), HasSubstr("<p id=\"rails\">never measured</p>"));
 }
 
-// One register write of the sensor, as it goes over the wire: lowest byte first.
+// One register write that the sensor took.
 std::string sensorWrite(std::uint32_t address, std::uint32_t value) {
-    const std::uint32_t word = address << 22 | value;
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "SPI %02X %02X %02X %02X", word & 0xFF,
-                  word >> 8 & 0xFF, word >> 16 & 0xFF, word >> 24);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "STATE SENSOR-WORD 0x%03X - 0x%06X taken", address,
+                  value);
     return text.data();
 }
 
@@ -112,8 +111,16 @@ TEST(ReportedExposure, EndsWithTheSecondShutterPositionWhereThatIsInUse) {
                              "us</td><td>frame: the longest</td>"));
 }
 
+TEST(ReportedExposure, IsNotWhatGotLost) {
+    EXPECT_THAT(exposuresOf({"STATE SENSOR-WORD 0x0B0 - 0x000383 asleep",
+                             "STATE SENSOR-WORD 0x012 - 0x000FA0 asleep",
+                             "STATE SENSOR-WORD 0x01B - 0x000F9E asleep"}),
+                testing::IsEmpty());
+}
+
 TEST(ReportedExposure, IsTheTriggersOwnCountAndFollowsTheClock) {
-    EXPECT_THAT(exposuresOf({"WRITE 0xFF204300 0x00001617", "WRITE 0xFF204000 0x00000001",
+    EXPECT_THAT(exposuresOf({"STATE FPGA-WORD 0xFF204300 0x00000F0F 0x00001617 taken",
+                             "STATE FPGA-WORD 0xFF204000 - 0x00000001 taken",
                              sensorWrite(0x10, 1U << 8 | 3), sensorWrite(0xB0, 599),
                              sensorWrite(0x12, 1086), sensorWrite(0x14, 16382),
                              sensorWrite(0x12, 1086), sensorWrite(0x14, 16383)}),

@@ -61,6 +61,7 @@ TEST(StateEvents, ShowChipSelectAndSettingsOfATransfer) {
                 ElementsAre("[    0.000000000] STATE SPI-WIRE 0 32 10000000",
                             "[    0.000000000] STATE SPI-SELECT 1",
                             "[    0.000000000] SPI 0F B9 04 36",
+                            "[    0.000000000] STATE SENSOR-WORD 0x0D8 - 0x04B90F asleep",
                             "[    0.000003200] STATE SPI-SELECT 0"));
 }
 

@@ -1,0 +1,188 @@
+// What the page about a run says became of each register write, on a head that is really written.
+
+#include <cerrno>
+#include <gmock/gmock.h>
+#include <regex>
+
+#include <linux/spi/spi.h>
+
+#include "sim/report.h"
+#include "sim/virtual_head.h"
+#include "tests/sim/head_user.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+sim::tcVirtualHeadBuilder aWatchedHead() {
+    auto builder = sim::aVirtualHead();
+    builder.withStateEvents().withQuietViolations();
+    return builder;
+}
+
+// Rows of the table of writes since the log was cleared, without their times: chip, register,
+// fields, old, new, fate.
+std::vector<std::string> writesOf(const sim::tcVirtualHead& head) {
+    const std::string page = sim::report(sim::parseTrace(head.timedLines()));
+    const std::size_t table = page.find("<table id=\"writes\">");
+    const std::string text = page.substr(table, page.find("</table>", table) - table);
+    const std::regex rowForm("<tr[^>]*>(<td>.*</td>)</tr>");
+    const std::regex cellForm("<td>([^<]*)</td>");
+    std::vector<std::string> rows;
+    for (auto row = std::sregex_iterator(text.begin(), text.end(), rowForm);
+         row != std::sregex_iterator(); ++row) {
+        const std::string cells = (*row)[1].str();
+        std::string joined;
+        auto cell = std::sregex_iterator(cells.begin(), cells.end(), cellForm);
+        for (++cell; cell != std::sregex_iterator(); ++cell) {
+            joined += (joined.empty() ? "" : "|") + (*cell)[1].str();
+        }
+        rows.push_back(joined);
+    }
+    return rows;
+}
+
+TEST(ReportedWrite, ShowsWhatTheRegisterHeldBefore) {
+    auto head = aWatchedHead().build();
+    tcUser user;
+    user.powerUp();
+    head.clearLog();
+    user.port.writeRegister(0x12, 4000);
+    user.port.writeRegister(0x12, 3996);
+    user.frameControl.write(2, 0x5D9);
+    user.clock.write(0xC0, 0x1617);
+    user.clock.write(0, 1); // nobody can say what a write-only register holds
+    EXPECT_THAT(writesOf(head),
+                ElementsAre("sensor|0x012|hd_max 4000||0x000FA0|",
+                            "sensor|0x012|hd_max 4000 to 3996|0x000FA0|0x000F9C|",
+                            "FPGA|0xFF210008|lane_inversion 0 to 1497|0x00000000|0x000005D9|",
+                            "FPGA|0xFF204300||0x00000F0F|0x00001617|",
+                            "FPGA|0xFF204000|||0x00000001|"));
+}
+
+TEST(ReportedWrite, OfASleepingSensorIsLostAndLeavesTheOldValue) {
+    auto head = aWatchedHead().build();
+    tcUser user;
+    user.port.writeRegister(0x12, 4000);
+    user.powerUp();
+    head.clearLog();
+    user.port.writeRegister(0x12, 4000);
+    setLevel(user.reset, 0);
+    setLevel(user.reset, 1);
+    user.port.writeRegister(0x12, 3996); // it needs 10 ms
+    EXPECT_THAT(writesOf(head),
+                ElementsAre("sensor|0x012|hd_max 4000||0x000FA0|",
+                            "sensor|0x012|hd_max 3996||0x000F9C|lost: the sensor was asleep"));
+}
+
+TEST(ReportedWrite, OfAStuckRegisterIsLostAndLeavesTheOldValue) {
+    auto head =
+        aWatchedHead()
+            .withFault(
+                {.name = "stuck", .what = "word 0xFF210008 stuck", .after = "WRITE 0xFF210008"})
+            .build();
+    tcUser user;
+    head.clearLog();
+    user.frameControl.write(2, 0x5D9);
+    head.advance(std::chrono::milliseconds(1));
+    user.frameControl.write(2, 0xFFF);
+    user.frameControl.write(2, 0xFFE);
+    EXPECT_THAT(writesOf(head),
+                ElementsAre("FPGA|0xFF210008|lane_inversion 0 to 1497|0x00000000|0x000005D9|",
+                            "FPGA|0xFF210008|lane_inversion 4095|0x000005D9|0x00000FFF|lost: the "
+                            "register is stuck",
+                            "FPGA|0xFF210008|lane_inversion 4094|0x000005D9|0x00000FFE|lost: the "
+                            "register is stuck"));
+}
+
+TEST(ReportedWrite, SaysWhyAPortThatIsSetWronglyLosesOrChangesWords) {
+    auto head = aWatchedHead().build();
+    tcUser user;
+    user.powerUp();
+    head.clearLog();
+    user.port.setMode(SPI_NO_CS);
+    user.port.writeRegister(0x12, 4000);
+    user.port.configure();
+    user.port.setSpeed(10'000'001);
+    user.port.writeRegister(0x12, 4000);
+    user.port.configure();
+    user.port.setMode(1); // each bit comes one place late
+    user.port.writeRegister(0x12, 1000);
+    user.port.configure();
+    user.port.setBits(8);
+    user.port.send({0x04, 0x80, 0x0F, 0x9C}); // bytes in the order of the wire
+    EXPECT_THAT(writesOf(head),
+                ElementsAre("sensor|0x012|hd_max 4000||0x000FA0|lost: the port's mode does not "
+                            "select the sensor",
+                            "sensor|0x012|hd_max 4000||0x000FA0|lost: the port's clock is too "
+                            "fast for the sensor",
+                            "sensor|0x024|||0x0007D0|taken, but not as sent: the port was not in "
+                            "SPI mode 0",
+                            "sensor|0x012|hd_max 3996||0x000F9C|taken, but not as sent: the port "
+                            "had another word size or bit order"));
+}
+
+TEST(ReportedWrite, IsEachWordOfAMessageAndWhatIsLeftOfIt) {
+    auto head = aWatchedHead().build();
+    tcUser user;
+    user.powerUp();
+    head.clearLog();
+    user.port.send({0xA0, 0x0F, 0x80, 0x04, 0x0F, 0xB9, 0x04, 0x36});
+    user.port.setBits(8);
+    user.port.send({0x04, 0x80, 0x0F});
+    EXPECT_THAT(writesOf(head),
+                ElementsAre("sensor|0x012|hd_max 4000||0x000FA0|",
+                            "sensor|0x0D8|clock_range 309519||0x04B90F|",
+                            "sensor||24 bits 0x04800F|||lost: no whole word of 32 bits"));
+}
+
+TEST(ReportedWrite, OfAFailedTransferIsLostAndLeavesTheOldValue) {
+    auto head = aWatchedHead().build();
+    tcUser user;
+    user.powerUp();
+    head.clearLog();
+    user.port.writeRegister(0x12, 4000);
+    head.failCallsFrom(sim::teCall::ioctl, "/dev/spidev1.0",
+                       head.calls(sim::teCall::ioctl, "/dev/spidev1.0") + 1, EIO);
+    user.port.writeRegister(0x12, 3996);
+    user.port.send({0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08});
+    EXPECT_THAT(writesOf(head),
+                ElementsAre("sensor|0x012|hd_max 4000||0x000FA0|",
+                            "sensor|0x012|hd_max 3996|0x000FA0|0x000F9C|lost: the SPI transfer "
+                            "failed",
+                            "sensor||8 bytes 01 02 03 04 05 06 07 08|||lost: the SPI transfer "
+                            "failed"));
+}
+
+TEST(ReportedWrite, SaysWhichFpgaRegistersCannotBeWritten) {
+    auto head = aWatchedHead().build();
+    tcUser user;
+    head.clearLog();
+    user.frameControl.write(1, 0x8);         // status
+    user.frameControl.write(3, 0x1);         // between two registers
+    user.frameControl.write(2, 0x0001'05D9); // lanes there are none of
+    user.frameControl.write(2, 0x0000'05D8);
+    const volatile void* const words = user.frameControl.words();
+    *const_cast<volatile std::uint16_t*>(static_cast<const volatile std::uint16_t*>(words) + 4) = 7;
+    EXPECT_THAT(
+        writesOf(head),
+        ElementsAre("FPGA|0xFF210004|aligned 1, locked 0, rg_locked 0, gb_locked "
+                    "0|0x00000000|0x00000008|lost: the register is read-only",
+                    "FPGA|0xFF21000C|||0x00000001|lost: there is no such register",
+                    "FPGA|0xFF210008|lane_inversion 0 to 1497|0x00000000|0x000105D9|taken without "
+                    "the reserved bits",
+                    "FPGA|0xFF210008|lane_inversion 1497 to 1496|0x000005D9|0x000005D8|",
+                    "FPGA|0xFF210008|lane_inversion 7|0x000005D8|0x00000007|lost: not one aligned "
+                    "store of 32 bits"));
+}
+
+TEST(ReportedWrite, OfAnUnknownFateIsNoTraceOfAHead) {
+    EXPECT_THROW((void)sim::report(sim::parseTrace(
+                     std::string_view("[    0.001000000] STATE SENSOR-WORD 0x012 - 0x000FA0 odd"))),
+                 std::runtime_error);
+    EXPECT_THROW((void)sim::report(sim::parseTrace(
+                     std::string_view("[    0.001000000] STATE SENSOR-WORD 0x012 taken"))),
+                 std::runtime_error);
+}
+
+} // namespace
