@@ -14,6 +14,7 @@
 #include "fpga/registers.h"
 #include "sensor/registers.h"
 #include "sim/markup.h"
+#include "sim/report_fields.h"
 #include "sim/write_fates.h"
 
 namespace sim {
@@ -711,32 +712,9 @@ std::string link(const tsRun& run) {
 
 // --- Registers ---
 
-template<class Fields>
-std::string fieldsOf(const Fields& fields, std::uint32_t number, const tsWrite& write) {
-    std::string text;
-    for (const tsRegisterField& field : fields) {
-        if (field.address != number) {
-            continue;
-        }
-        const std::uint32_t now = write.value >> field.shift & field.mask;
-        text += (text.empty() ? "" : ", ") + std::string(field.name) + " ";
-        if (write.taken && write.before && (*write.before >> field.shift & field.mask) != now) {
-            text += std::to_string(*write.before >> field.shift & field.mask) + " to ";
-        }
-        text += std::to_string(now);
-    }
-    return text;
-}
-
-std::string nameOf(const tsWrite& write) {
-    if (write.sensor) {
-        return fieldsOf(sensorRegisters::kAll, write.address, write);
-    }
-    const std::uint32_t offset = write.address - fpgaAddresses::kFrameCtrl;
-    if (offset < 4 * fpgaAddresses::kFrameCtrlWords) {
-        return fieldsOf(frameCtrlRegisters::kAll, offset / 4, write);
-    }
-    return "";
+std::string fieldsOf(const tsWrite& write) {
+    const tsRegisterChange change{write.taken ? write.before : std::nullopt, write.value};
+    return write.sensor ? sensorFields(write.address, change) : fpgaFields(write.address, change);
 }
 
 std::string writeRow(const tsWrite& write) {
@@ -744,7 +722,7 @@ std::string writeRow(const tsWrite& write) {
     if (write.other.empty()) {
         const int digits = write.sensor ? 6 : 8;
         cells.insert(cells.end(),
-                     {hex(write.address, write.sensor ? 3 : 8), nameOf(write),
+                     {hex(write.address, write.sensor ? 3 : 8), fieldsOf(write),
                       write.before ? hex(*write.before, digits) : "", hex(write.value, digits)});
     } else {
         cells.insert(cells.end(), {"", write.other, "", ""});

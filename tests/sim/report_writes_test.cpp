@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <gmock/gmock.h>
 #include <regex>
+#include <sstream>
 
 #include <linux/spi/spi.h>
 
@@ -22,8 +23,8 @@ sim::tcVirtualHeadBuilder aWatchedHead() {
 
 // Rows of the table of writes since the log was cleared, without their times: chip, register,
 // fields, old, new, fate.
-std::vector<std::string> writesOf(const sim::tcVirtualHead& head) {
-    const std::string page = sim::report(sim::parseTrace(head.timedLines()));
+std::vector<std::string> writesOf(const std::vector<sim::tsTraceLine>& trace) {
+    const std::string page = sim::report(trace);
     const std::size_t table = page.find("<table id=\"writes\">");
     const std::string text = page.substr(table, page.find("</table>", table) - table);
     const std::regex rowForm("<tr[^>]*>(<td>.*</td>)</tr>");
@@ -42,6 +43,10 @@ std::vector<std::string> writesOf(const sim::tcVirtualHead& head) {
     return rows;
 }
 
+std::vector<std::string> writesOf(const sim::tcVirtualHead& head) {
+    return writesOf(sim::parseTrace(head.timedLines()));
+}
+
 TEST(ReportedWrite, ShowsWhatTheRegisterHeldBefore) {
     auto head = aWatchedHead().build();
     tcUser user;
@@ -56,8 +61,8 @@ TEST(ReportedWrite, ShowsWhatTheRegisterHeldBefore) {
                 ElementsAre("sensor|0x012|hd_max 4000||0x000FA0|",
                             "sensor|0x012|hd_max 4000 to 3996|0x000FA0|0x000F9C|",
                             "FPGA|0xFF210008|lane_inversion 0 to 1497|0x00000000|0x000005D9|",
-                            "FPGA|0xFF204300||0x00000F0F|0x00001617|",
-                            "FPGA|0xFF204000|||0x00000001|"));
+                            "FPGA|0xFF204300|pll_counter 3855 to 5655|0x00000F0F|0x00001617|",
+                            "FPGA|0xFF204000|pll_update 1||0x00000001|"));
 }
 
 TEST(ReportedWrite, OfASleepingSensorIsLostAndLeavesTheOldValue) {
@@ -174,6 +179,85 @@ TEST(ReportedWrite, SaysWhichFpgaRegistersCannotBeWritten) {
                     "FPGA|0xFF210008|lane_inversion 1497 to 1496|0x000005D9|0x000005D8|",
                     "FPGA|0xFF210008|lane_inversion 7|0x000005D8|0x00000007|lost: not one aligned "
                     "store of 32 bits"));
+}
+
+// A row of the register reference, told apart by nothing but the reference's own text.
+struct tsListed {
+    std::uint32_t block = 0; // 0: the sensor
+    std::uint32_t address = 0;
+    unsigned low = 0;  // bit
+    unsigned high = 0; // bit
+    std::string field;
+};
+
+std::vector<tsListed> listedRegisters() {
+    std::vector<tsListed> rows;
+    std::istringstream lines(sim::registersMarkdown());
+    const std::regex title("## .*, (0x[0-9A-F]{8})");
+    const std::regex row(R"(\| (0x[0-9A-F]+) \| ([0-9]+)(:([0-9]+))? \| `(\w+)` \|.*)");
+    std::uint32_t block = 0;
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch part;
+        if (std::regex_match(line, part, title)) {
+            block = static_cast<std::uint32_t>(std::stoul(part[1], nullptr, 16));
+        } else if (std::regex_match(line, part, row)) {
+            const auto place = static_cast<std::uint32_t>(std::stoul(part[1], nullptr, 16));
+            const auto high = static_cast<unsigned>(std::stoul(part[2]));
+            const auto low = part[4].matched ? static_cast<unsigned>(std::stoul(part[4])) : high;
+            rows.push_back({block, block + place, low, high, part[5]});
+        }
+    }
+    return rows;
+}
+
+std::string fieldsFor(const tsListed& listed, std::uint32_t value) {
+    std::array<char, 120> text{};
+    std::snprintf(text.data(), text.size(), "[    0.001000000] STATE %s 0x%08X - 0x%08X taken",
+                  listed.block == 0 ? "SENSOR-WORD" : "FPGA-WORD", listed.address, value);
+    return writesOf(sim::parseTrace(std::string_view(text.data()))).at(0);
+}
+
+TEST(ReportedWrite, NamesEveryFieldOfTheRegisterReference) {
+    std::size_t sensor = 0;
+    const std::vector<tsListed> all = listedRegisters();
+    for (const tsListed& listed : all) {
+        // All ones in this field and nothing else: neighbours read 0.
+        const std::uint64_t ones = (std::uint64_t{2} << (listed.high - listed.low)) - 1;
+        const auto value = static_cast<std::uint32_t>(ones << listed.low);
+        EXPECT_THAT(
+            fieldsFor(listed, value),
+            testing::ContainsRegex("[ |]" + listed.field + " " + std::to_string(ones) + "[,|]"));
+        sensor += listed.block == 0 ? 1U : 0U;
+    }
+    EXPECT_EQ(sensor, 29U);
+    EXPECT_EQ(all.size(), 88U);
+}
+
+TEST(ReportedWrite, NamesEveryReadoutArea) {
+    const auto area = [](std::uint32_t address, std::uint32_t value) {
+        return fieldsFor({0, address, 0, 0, ""}, value);
+    };
+    EXPECT_EQ(area(0x094, 0x201800), "sensor|0x094|area 0: row_start 0, row_end 1027||0x201800|");
+    EXPECT_EQ(area(0x095, 0x1AF000), "sensor|0x095|area 0: col_start 0, col_end 431||0x1AF000|");
+    EXPECT_EQ(area(0x096, 0x3FFFFF), "sensor|0x096|area 1: row_start 2047, row_end "
+                                     "2047||0x3FFFFF|");
+    EXPECT_EQ(area(0x099, 0x1FF1FF), "sensor|0x099|area 2: col_start 511, col_end "
+                                     "511||0x1FF1FF|");
+    EXPECT_EQ(area(0x0A2, 0x000801), "sensor|0x0A2|area 7: row_start 1, row_end 1||0x000801|");
+    EXPECT_EQ(area(0x0A3, 0x001002), "sensor|0x0A3|area 7: col_start 2, col_end 1||0x001002|");
+    EXPECT_EQ(area(0x0A4, 0x000801), "sensor|0x0A4|||0x000801|");
+    EXPECT_EQ(area(0x093, 0x000801), "sensor|0x093|||0x000801|");
+}
+
+TEST(ReportedWrite, NamesEveryEntryOfTheTableOfBadPixels) {
+    const auto word = [](std::uint32_t address, std::uint32_t value) {
+        return fieldsFor({0xFF213000, address, 0, 0, ""}, value);
+    };
+    EXPECT_EQ(word(0xFF213000, 0x00C80064), "FPGA|0xFF213000|pixel 0: y 200, x 100||0x00C80064|");
+    EXPECT_EQ(word(0xFF213008, 0x08070A1F), "FPGA|0xFF213008|pixel 2: y 2055, x "
+                                            "2591||0x08070A1F|");
+    EXPECT_EQ(word(0xFF213FFC, 0x00010002), "FPGA|0xFF213FFC|pixel 1023: y 1, x 2||0x00010002|");
+    EXPECT_EQ(word(0xFF214000, 0x00010002), "FPGA|0xFF214000|||0x00010002|");
 }
 
 TEST(ReportedWrite, OfAnUnknownFateIsNoTraceOfAHead) {
