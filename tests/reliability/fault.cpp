@@ -1,5 +1,6 @@
 #include "tests/reliability/fault.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -27,6 +28,22 @@ constexpr std::array kOpenErrors{EACCES,       EAGAIN,  EBUSY,    EINTR,  EINVAL
                                  ENAMETOOLONG, ENOMEM,  ENXIO,    EPERM,  ESTALE, EROFS,
                                  EOVERFLOW,    ENOTDIR, ETIMEDOUT};
 
+// What reading an open file can fail with, in the middle of it.
+constexpr std::array kReadErrors{EIO, ESTALE, ENOMEM, EINTR, sim::kShort};
+
+constexpr std::array<const char*, 12> kFiles{"3U5MGXS_12bit.txt",
+                                             "3u5mgxs_config.ini",
+                                             "3u5mgxs_sensor.ini",
+                                             "bad_pixel_map.txt",
+                                             "version/cam_part.txt",
+                                             "version/serial.txt",
+                                             "version/sensor_part.txt",
+                                             "version/sensor_serial.txt",
+                                             "version/sensor_board_rev.txt",
+                                             "version/soc_io_board_rev.txt",
+                                             "version/io_board_rev.txt",
+                                             "version/kernel_version.txt"};
+
 std::string shipped(const std::string& file) {
     return std::string(HEAD_DATA_DIRECTORY) + "/" + file;
 }
@@ -34,14 +51,18 @@ std::string shipped(const std::string& file) {
 } // namespace
 
 std::string tsFault::name() const {
+    const std::string why = error == sim::kShort ? "short" : strerrorname_np(error);
     if (file == teFile::refused) {
-        return device + " refused: " + strerrorname_np(error);
+        return device + (nth == 0 ? "" : " " + std::to_string(nth)) + " refused: " + why;
+    }
+    if (file == teFile::broken) {
+        return device + " broken off: " + why;
     }
     if (file != teFile::none) {
         return device + " " + kFileStates[static_cast<std::size_t>(file)];
     }
     return std::string(kCallNames[static_cast<std::size_t>(call)]) + " " + std::to_string(nth) +
-           " of " + device + ": " + (error == sim::kShort ? "short" : strerrorname_np(error));
+           " of " + device + ": " + why;
 }
 
 bool tsFault::is(teCall kind, const std::string& path) const {
@@ -90,18 +111,26 @@ std::vector<tsFault> faultsOfCalls(const sim::tcVirtualHead& head) {
     return faults;
 }
 
+void watchFiles() {
+    std::for_each(kFiles.begin(), kFiles.end(), watchOpening);
+}
+
 std::vector<tsFault> faultsOfFiles() {
     std::vector<tsFault> faults;
-    for (const char* file : {"3U5MGXS_12bit.txt", "3u5mgxs_config.ini", "3u5mgxs_sensor.ini",
-                             "bad_pixel_map.txt", "version/cam_part.txt", "version/serial.txt",
-                             "version/sensor_part.txt", "version/sensor_serial.txt",
-                             "version/sensor_board_rev.txt", "version/soc_io_board_rev.txt",
-                             "version/io_board_rev.txt", "version/kernel_version.txt"}) {
+    for (const char* file : kFiles) {
         for (std::size_t state = 1; state < kFileStates.size(); ++state) {
             faults.push_back({teCall::open, file, 0, 0, static_cast<tsFault::teFile>(state)});
         }
         for (const int error : kOpenErrors) {
             faults.push_back({teCall::open, file, 0, error, tsFault::teFile::refused});
+        }
+        for (std::uint64_t nth = 1; nth <= opensOf(file); ++nth) {
+            for (const int error : {EACCES, EINTR, EMFILE}) {
+                faults.push_back({teCall::open, file, nth, error, tsFault::teFile::refused});
+            }
+        }
+        for (const int error : kReadErrors) {
+            faults.push_back({teCall::read, file, 0, error, tsFault::teFile::broken});
         }
     }
     return faults;
@@ -112,7 +141,11 @@ void spoil(const tsFault& fault) {
         return;
     }
     if (fault.file == tsFault::teFile::refused) {
-        refuseOpening(fault.device, fault.error);
+        refuseOpening(fault.device, fault.error, fault.nth);
+        return;
+    }
+    if (fault.file == tsFault::teFile::broken) {
+        breakReading(fault.device, fault.error == sim::kShort ? 0 : fault.error);
         return;
     }
     const fs::path path(fault.device);

@@ -18,7 +18,8 @@ struct tsFault {
         directory, ///< opens, but reading fails with EISDIR
         empty,
         cut,     ///< in the middle of its last line
-        refused, ///< opening fails with `error`
+        refused, ///< opening fails with `error`: the nth opening, or every one when `nth` is 0
+        broken,  ///< reading fails with `error` in the middle; `sim::kShort`: it gives few bytes
     };
 
     sim::teCall call = sim::teCall::open;
@@ -27,6 +28,10 @@ struct tsFault {
     int error = 0;
     teFile file = teFile::none;
 
+    /// Whether the opening or the reading of a file fails, whatever the file holds.
+    [[nodiscard]] bool isOfAccess() const {
+        return file == teFile::refused || file == teFile::broken;
+    }
     /// \return for example "ioctl 17 of /dev/spidev1.0: EIO"
     [[nodiscard]] std::string name() const;
     /// Whether it is this kind of call on this device.
@@ -39,7 +44,11 @@ std::vector<int> errorsOf(sim::teCall call, const std::string& device);
 /// \return every call that the head answered, with each of its errnos
 std::vector<tsFault> faultsOfCalls(const sim::tcVirtualHead& head);
 
-/// \return every file that the plug-in reads, in each bad state
+/// Counts from now on how often the plug-in opens each of its files.
+void watchFiles();
+
+/// \return every file that the plug-in reads, in each bad state, and each opening of it that fails
+///         alone, as `watchFiles` counted them
 std::vector<tsFault> faultsOfFiles();
 
 /// Puts the working directory's file into its bad state, or does nothing.
