@@ -376,6 +376,10 @@ std::uint64_t tcFpga::pulseLengthNs() const {
                                    1000.0 / m_clockMhz);
 }
 
+bool tcFpga::pulsesInverted() const {
+    return (word(kPwm, pwmRegisters::kControlWord) & pwmRegisters::kControlInvert) != 0;
+}
+
 void tcFpga::applyPulses(std::uint32_t) {
     const std::uint32_t period = word(kPwm, pwmRegisters::kPeriodWord);
     const std::uint32_t duty = word(kPwm, pwmRegisters::kDutyWord);

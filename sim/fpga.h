@@ -56,6 +56,8 @@ public:
     [[nodiscard]] std::uint64_t pulsePeriodNs() const { return pulsesRun() ? pulseNs() : 0; }
     /// \return how long a frame-start pulse is [ns]
     [[nodiscard]] std::uint64_t pulseLengthNs() const;
+    /// \return whether a frame-start pulse is low, and the line rests at 1
+    [[nodiscard]] bool pulsesInverted() const;
     [[nodiscard]] std::uint64_t loads() const { return m_loads; }
     [[nodiscard]] std::uint64_t stores() const { return m_stores; }
 

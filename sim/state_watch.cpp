@@ -102,7 +102,8 @@ void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& 
     watchLink(link);
     const std::uint64_t now = m_journal.clock.now();
     const std::uint64_t period = fpga.pulsePeriodNs();
-    watch(kPulses, {period, period == 0 ? 0 : fpga.pulseLengthNs()}, now);
+    watch(kPulses,
+          {period, period == 0 ? 0 : fpga.pulseLengthNs(), fpga.pulsesInverted() ? 1U : 0U}, now);
     // Pulses that come while the sensor is busy with a frame start none.
     const tsTimedFlag frames = link.trace().frames;
     const std::uint64_t framePeriod = frames.set ? link.frameNs() : 0;
@@ -127,6 +128,9 @@ void tcStateWatch::tell() {
         text.add(kNames[change.what]).add(" ").decimal(value.first);
         if (hasTwoValues(change.what)) {
             text.add(" ").decimal(value.second);
+        }
+        if (change.what == kPulses) {
+            text.add(" ").decimal(value.third);
         }
         m_journal.state(change.timeNs, text.view());
     }

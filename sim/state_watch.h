@@ -22,7 +22,8 @@ namespace sim {
 ///     STATE VDD1.2 1200000 500000     rises to 1.2 V (uV) within 500000 ns
 ///     STATE LANE3-LOCK 1              a flag
 ///     STATE DPA-HOLD 4095             one bit a lane
-///     STATE PULSES 20000000 1000      period and length [ns], 0 0: none
+///     STATE PULSES 20000000 277 1     period and length [ns], 0 0: none; 1: inverted, a pulse is
+///     low STATE FRAMES 100000000 25700000 from one to the next, and how long the rows come [ns]
 class tcStateWatch {
 public:
     explicit tcStateWatch(tcJournal& journal) : m_journal(journal) {}
@@ -35,6 +36,7 @@ private:
     struct tsValue {
         std::uint64_t first = 0;
         std::uint64_t second = 0; // of those that have two
+        std::uint64_t third = 0;  // of the pulses
         friend bool operator==(const tsValue&, const tsValue&) = default;
     };
     struct tsChange {

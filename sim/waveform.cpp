@@ -35,9 +35,27 @@ struct tsWire {
 // What a pulse train or the frames do at present.
 struct tsTrain {
     std::uint64_t periodNs = 0;
-    std::uint64_t highNs = 0;
+    std::uint64_t lengthNs = 0; // of a pulse
     std::uint64_t fromNs = 0;
+    bool low = false; // inverted: a pulse is low, and the line rests at 1
 };
+
+// "STATE PULSES 20000000 277 1": period and length [ns], and whether they are inverted.
+tsTrain pulsesOf(const tsTraceLine& line) {
+    if (line.words.size() != 5) {
+        throw std::runtime_error("\"" + line.text + "\": expected period, length and polarity");
+    }
+    return {numberFrom(line.words[2]), numberFrom(line.words[3]), line.timeNs,
+            line.words[4] == "1"};
+}
+
+// "STATE FRAMES 100000000 25700000": from one to the next, and how long the rows come [ns].
+tsTrain framesOf(const tsTraceLine& line) {
+    if (line.words.size() != 4) {
+        throw std::runtime_error("\"" + line.text + "\": expected period and length");
+    }
+    return {numberFrom(line.words[2]), numberFrom(line.words[3]), line.timeNs};
+}
 
 class tcDump {
 public:
@@ -63,7 +81,7 @@ private:
     void addI2c(const tsTraceLine& line);
     void i2cByte(std::uint64_t& bitNs, unsigned byte, bool acknowledged);
     void i2cEnd(bool stop);
-    void train(tsTrain& train, std::size_t wire, const tsTraceLine& line);
+    void train(tsTrain& train, std::size_t wire, const tsTrain& next);
     void drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs);
 
     std::vector<tsWire> m_wires;
@@ -198,9 +216,9 @@ void tcDump::addState(const tsTraceLine& line) {
     } else if (name == "SPI-SELECT") {
         select(line.timeNs, line.words[2] == "1");
     } else if (name == "PULSES") {
-        train(m_pulses, wire("FRAME-START"), line);
+        train(m_pulses, wire("FRAME-START"), pulsesOf(line));
     } else if (name == "FRAMES") {
-        train(m_frames, wire("FRAME-VALID"), line);
+        train(m_frames, wire("FRAME-VALID"), framesOf(line));
     } else if (name == "DPA-RESET" || name == "DPA-FIFO-RESET" || name == "DPA-HOLD") {
         addLanes(line, name);
     } else if (line.words.size() == 4) {
@@ -350,13 +368,13 @@ void tcDump::i2cEnd(bool stop) {
     m_i2cEndNs = 0;
 }
 
-// "STATE PULSES 20000000 277": period and length [ns].
-void tcDump::train(tsTrain& train, std::size_t wire, const tsTraceLine& line) {
-    if (line.words.size() != 4) {
-        throw std::runtime_error("\"" + line.text + "\": expected period and length");
+// One train ends, and the next one begins: with a pulse, or at rest.
+void tcDump::train(tsTrain& train, std::size_t wire, const tsTrain& next) {
+    drawTrain(train, wire, next.fromNs);
+    if (next.periodNs == 0) {
+        level(wire, next.fromNs, next.low);
     }
-    drawTrain(train, wire, line.timeNs);
-    train = {numberFrom(line.words[2]), numberFrom(line.words[3]), line.timeNs};
+    train = next;
 }
 
 void tcDump::drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs) {
@@ -364,13 +382,12 @@ void tcDump::drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t unt
         change(wire, train.fromNs, kUnknown);
     } else if (train.periodNs != 0) {
         for (std::uint64_t at = train.fromNs; at < untilNs; at += train.periodNs) {
-            level(wire, at, true);
-            if (at + train.highNs < untilNs) {
-                level(wire, at + train.highNs, false);
+            level(wire, at, !train.low);
+            if (at + train.lengthNs < untilNs) {
+                level(wire, at + train.lengthNs, train.low);
             }
         }
     }
-    level(wire, untilNs, false);
 }
 
 // Identifiers are one or two printable characters.
@@ -389,8 +406,8 @@ std::string valueText(const tsWire& wire, std::size_t number, const std::string&
 }
 
 std::string tcDump::text(std::uint64_t endNs) {
-    drawTrain(m_pulses, wire("FRAME-START"), endNs);
-    drawTrain(m_frames, wire("FRAME-VALID"), endNs);
+    train(m_pulses, wire("FRAME-START"), {0, 0, endNs, m_pulses.low});
+    train(m_frames, wire("FRAME-VALID"), {0, 0, endNs});
     std::string result = "$comment a run of the virtual camera head $end\n$timescale 1 ns $end\n"
                          "$scope module head $end\n";
     std::vector<std::pair<std::uint64_t, std::pair<std::size_t, std::size_t>>> order;

@@ -21,6 +21,7 @@ namespace sim {
 /// - Changes of one wire in the same instant are drawn 1 ns apart, and what follows in that instant
 ///   does not come before them. The first change is 1 ns after the value at the beginning.
 /// - Supplies rise in steps of a twentieth.
+/// - The frame-start line rests at 0, inverted at 1.
 /// - Frame-start pulses more often than each 10 us are shown as unknown.
 ///
 /// \throws std::runtime_error for a line that no head writes

@@ -151,12 +151,44 @@ TEST(ValueChangeDump, ShowsAMonitorThatDoesNotAnswer) {
 }
 
 TEST(ValueChangeDump, ShowsPulsesUntilTheyStop) {
-    const std::string dump =
-        dumpOf({"[    0.000010000] STATE PULSES 20000 1000", "[    0.000055000] STATE PULSES 0 0",
-                "[    0.000090000] STATE PULSES 50 10", "[    0.000100000] STATE END"});
+    const std::string dump = dumpOf(
+        {"[    0.000010000] STATE PULSES 20000 1000 0", "[    0.000055000] STATE PULSES 0 0 0",
+         "[    0.000090000] STATE PULSES 50 10 0", "[    0.000100000] STATE END"});
     EXPECT_THAT(changesOf(dump, "FRAME-START"),
                 ElementsAre("0 0", "10000 1", "11000 0", "30000 1", "31000 0", "50000 1", "51000 0",
                             "90000 x", "100000 0"));
+}
+
+// Inverted, the line rests at 1, whether pulses run or not.
+TEST(ValueChangeDump, ShowsInvertedPulsesLow) {
+    const std::string dump = dumpOf(
+        {"[    0.000005000] STATE PULSES 0 0 1", "[    0.000010000] STATE PULSES 20000 1000 1",
+         "[    0.000055000] STATE PULSES 0 0 1", "[    0.000060000] STATE PULSES 0 0 0",
+         "[    0.000070000] STATE PULSES 50 10 1", "[    0.000100000] STATE END"});
+    EXPECT_THAT(changesOf(dump, "FRAME-START"),
+                ElementsAre("0 0", "5000 1", "10000 0", "11000 1", "30000 0", "31000 1", "50000 0",
+                            "51000 1", "60000 0", "70000 x", "100000 1"));
+}
+
+// 3.6 million clocks of 36 MHz: 100 ms; 360 clocks: 10 us.
+TEST(ValueChangeDump, ShowsPulsesWithThePolarityOfTheirRegister) {
+    auto head = sim::aVirtualHead().withStateEvents().build();
+    tcRegisters pulses(0xFF211000, 4096);
+    pulses.write(2, 360);
+    pulses.write(1, 3'600'000);
+    head.advance(std::chrono::milliseconds(1));
+    pulses.write(0, 0x0000'0001); // rests at 1 from here on
+    head.advance(std::chrono::milliseconds(1));
+    pulses.write(0, 0x8000'0001);
+    head.advance(std::chrono::milliseconds(150));
+    pulses.write(0, 0x0000'0001);
+    head.advance(std::chrono::milliseconds(48));
+    pulses.write(0, 0x8000'0000); // from rest at 1 straight into a pulse
+    head.advance(std::chrono::milliseconds(50));
+    pulses.write(0, 0x0000'0000);
+    EXPECT_THAT(changesOf(dumpOf(head.timedLines()), "FRAME-START"),
+                ElementsAre("0 0", "1000000 1", "2000000 0", "2010000 1", "102000000 0",
+                            "102010000 1", "200010000 0"));
 }
 
 TEST(ValueChangeDump, ShowsAsManyFramesAsTheHeadCounts) {
@@ -191,7 +223,7 @@ TEST(ValueChangeDump, ShowsFramesAsOftenAsTheSensorStartsThemWhenPulsesComeFaste
     user.port.writeRegister(0x10, 0);
     EXPECT_EQ(head.frames(), 2U);
     const auto states = head.lines(sim::teEventKind::state);
-    EXPECT_THAT(states, Contains("STATE PULSES 27777777 277"));
+    EXPECT_THAT(states, Contains("STATE PULSES 27777777 277 0"));
     EXPECT_THAT(states, Contains("STATE FRAMES 111111111 25700000"));
     const auto changes = changesOf(dumpOf(head.timedLines()), "FRAME-VALID");
     ASSERT_GT(changes.size(), 1U); // it is low at first
@@ -207,6 +239,8 @@ TEST(ValueChangeDump, ShowsFramesAsOftenAsTheSensorStartsThemWhenPulsesComeFaste
 
 TEST(ValueChangeDump, RefusesWhatNoHeadWrites) {
     EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE VDD9 1 2"})),
+                 std::runtime_error);
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE PULSES 50 10"})),
                  std::runtime_error);
     EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE NOISE 1"})),
                  std::runtime_error);
