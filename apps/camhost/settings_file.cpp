@@ -114,9 +114,10 @@ void writeSettings(const std::string& file, const std::vector<std::string>& line
     std::string unfinished = file + ".XXXXXX";
     constexpr mode_t kReadableByAll = 0644;
     const tcDescriptor descriptor(::mkostemp(unfinished.data(), O_CLOEXEC));
-    if (!descriptor.isOpen() || ::fchmod(descriptor.get(), kReadableByAll & ~presentUmask()) != 0)
+    if (!descriptor.isOpen())
         fail("writing", file, errno);
-    if (!writeWhole(descriptor.get(), textOf(lines)) ||
+    if (::fchmod(descriptor.get(), kReadableByAll & ~presentUmask()) != 0 ||
+        !writeWhole(descriptor.get(), textOf(lines)) ||
         ::rename(unfinished.c_str(), file.c_str()) != 0) {
         const int error = errno;
         ::unlink(unfinished.c_str());

@@ -2,6 +2,7 @@
 // one framed reply for each of its lines, and the next client is served.
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <iostream>
 #include <memory>
@@ -23,7 +24,7 @@ namespace {
 constexpr std::size_t kLineBytes = 64;
 constexpr std::size_t kPiece = 16; // of what is sent: also after the server's last reply
 constexpr int kSoon = 10'000;      // ms
-constexpr const char* kWaiting[] = {"wa", "capture"};
+constexpr std::array<std::string_view, 3> kWaiting{"wait", "watch", "capture"};
 
 /// A host that listens.
 struct tsHost {
@@ -157,9 +158,15 @@ void checkReplies(const std::vector<std::string>& expected,
 
 /// Commands that wait would make the run wait.
 bool waits(const std::string& text) {
-    return std::any_of(std::begin(kWaiting), std::end(kWaiting), [&](const char* command) {
-        return text.find(command) != std::string::npos;
-    });
+    for (std::size_t at = 0; at < text.size();) {
+        const std::string line = text.substr(at, text.find('\n', at) - at);
+        at += line.size() + 1;
+        const fuzz::tsCommandLine read = fuzz::readCommandLine(line);
+        if (!read.words.empty() &&
+            std::find(kWaiting.begin(), kWaiting.end(), read.words.front()) != kWaiting.end())
+            return true;
+    }
+    return false;
 }
 
 } // namespace
