@@ -368,6 +368,12 @@ std::string hex(std::uint32_t value, int digits) {
     return {text.data(), static_cast<std::size_t>(length)};
 }
 
+std::string fixed(double value, int digits) {
+    std::array<char, 40> text{};
+    const int length = std::snprintf(text.data(), text.size(), "%.*f", digits, value);
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
 std::string row(const std::vector<std::string>& cells, const char* look = "") {
     std::string result = "<tr" + std::string(look) + ">";
     for (const std::string& cell : cells) {
@@ -393,7 +399,18 @@ tcMoment firstOf(const tsRun& run, const std::string& what) {
 
 // --- Stages ---
 
-std::string stages(const tsRun& run) {
+struct tsStage {
+    std::uint64_t startNs = 0;
+    std::uint64_t endNs = 0; // the next stage's start, or the end of the run
+    const char* name = "";
+};
+
+struct tsStages {
+    std::vector<tsStage> reached; // by their times
+    std::vector<const char*> never;
+};
+
+tsStages stagesOf(const tsRun& run) {
     constexpr std::array<std::pair<const char*, const char*>, 11> names{
         {{"PS_1.2V_EN", "1.2 V on"},
          {"PS_3.3SVDD_EN", "3.3 V SVDD on"},
@@ -406,27 +423,90 @@ std::string stages(const tsRun& run) {
          {"PLL-LOCKED", "receiver PLL locked"},
          {"ALIGNED", "link aligned"},
          {"FRAMES", "frames arrive"}}};
-    std::vector<std::pair<std::uint64_t, std::string>> reached;
-    std::string never;
+    tsStages stages;
     for (const auto& [what, name] : names) {
-        const auto found = run.first.find(what);
-        if (found != run.first.end()) {
-            reached.emplace_back(found->second, name);
+        if (const tcMoment first = firstOf(run, what)) {
+            stages.reached.push_back({*first, run.endNs, name});
         } else {
-            never += row({"never", name, ""});
+            stages.never.push_back(name);
         }
     }
-    std::stable_sort(reached.begin(), reached.end(),
-                     [](const auto& one, const auto& other) { return one.first < other.first; });
-    reached.emplace_back(run.endNs, "end of the run");
-    std::string rows;
-    for (std::size_t at = 0; at < reached.size(); ++at) {
-        const auto& [timeNs, name] = reached[at];
-        const bool last = at + 1 == reached.size();
-        rows += row(
-            {milliseconds(timeNs), name, last ? "" : milliseconds(reached[at + 1].first - timeNs)});
+    std::stable_sort(
+        stages.reached.begin(), stages.reached.end(),
+        [](const tsStage& one, const tsStage& other) { return one.startNs < other.startNs; });
+    for (std::size_t at = 1; at < stages.reached.size(); ++at) {
+        stages.reached[at - 1].endNs = stages.reached[at].startNs;
     }
-    return "<h2>Stages</h2>\n" + table("stages", {"Time", "Stage", "Until the next"}, rows + never);
+    return stages;
+}
+
+// The run from left to right, one line a stage:
+//
+//     1.2 V on       |#                        1.000 ms
+//     reset released |          ####          10.000 ms
+//                    0.000 ms                389.272 ms
+//
+// [pixels]
+namespace timeLine {
+constexpr unsigned kLeft = 180;     // of the bars
+constexpr unsigned kSpan = 600;     // of the run
+constexpr unsigned kLine = 20;      // from one stage to the next
+constexpr unsigned kBar = 14;       // height
+constexpr unsigned kText = 11;      // from a line's top to the foot of its text
+constexpr unsigned kDuration = 880; // right end of the durations
+constexpr double kThinnest = 2;     // what a person still sees
+} // namespace timeLine
+
+std::string drawnText(unsigned x, unsigned y, const char* anchor, const std::string& text) {
+    return "<text x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\" text-anchor=\"" +
+           anchor + "\">" + escapedMarkup(text) + "</text>\n";
+}
+
+std::string drawnStage(const tsStage& stage, std::uint64_t runNs, unsigned top) {
+    using namespace timeLine;
+    const auto place = [runNs](std::uint64_t ns) {
+        return kSpan * static_cast<double>(ns) / static_cast<double>(runNs);
+    };
+    const std::string duration = milliseconds(stage.endNs - stage.startNs);
+    const double width = std::max(place(stage.endNs) - place(stage.startNs), kThinnest);
+    return drawnText(kLeft - 10, top + kText, "end", stage.name) + "<rect x=\"" +
+           fixed(kLeft + place(stage.startNs), 1) + "\" y=\"" + std::to_string(top) +
+           "\" width=\"" + fixed(width, 1) + "\" height=\"" + std::to_string(kBar) + "\"><title>" +
+           escapedMarkup(std::string(stage.name) + ": " + duration) + "</title></rect>\n" +
+           drawnText(kDuration, top + kText, "end", duration);
+}
+
+std::string drawn(const std::vector<tsStage>& reached, std::uint64_t runNs) {
+    using namespace timeLine;
+    if (reached.empty() || runNs == 0) {
+        return "";
+    }
+    std::string text;
+    unsigned top = 0;
+    for (const tsStage& stage : reached) {
+        text += drawnStage(stage, runNs, top);
+        top += kLine;
+    }
+    text += drawnText(kLeft, top + kText, "start", milliseconds(0)) +
+            drawnText(kLeft + kSpan, top + kText, "end", milliseconds(runNs));
+    return "<svg id=\"timeline\" width=\"" + std::to_string(kDuration) + "\" height=\"" +
+           std::to_string(top + kLine) + "\" role=\"img\" aria-label=\"stages of the run\">\n" +
+           text + "</svg>\n";
+}
+
+std::string stages(const tsRun& run) {
+    const tsStages all = stagesOf(run);
+    std::string rows;
+    for (const tsStage& stage : all.reached) {
+        rows += row(
+            {milliseconds(stage.startNs), stage.name, milliseconds(stage.endNs - stage.startNs)});
+    }
+    rows += row({milliseconds(run.endNs), "end of the run", ""});
+    for (const char* name : all.never) {
+        rows += row({"never", name, ""});
+    }
+    return "<h2>Stages</h2>\n" + drawn(all.reached, run.endNs) +
+           table("stages", {"Time", "Stage", "Until the next"}, rows);
 }
 
 // --- Delays ---
@@ -483,12 +563,6 @@ const tsRail* railAt(std::uint32_t channel) {
         }
     }
     return nullptr;
-}
-
-std::string fixed(double value, int digits) {
-    std::array<char, 40> text{};
-    const int length = std::snprintf(text.data(), text.size(), "%.*f", digits, value);
-    return {text.data(), static_cast<std::size_t>(length)};
 }
 
 // One conversion: 4096 steps are the reference's 2.5 V, in front of the divider twice as much.
@@ -761,6 +835,7 @@ constexpr const char* kHead =
     "table { border-collapse: collapse; }\n"
     "th, td { text-align: left; padding: 2px 12px 2px 0; border-bottom: 1px solid #ddd; "
     "font-variant-numeric: tabular-nums; }\n.bad { color: #b00020; }\n"
+    "svg { display: block; margin-bottom: 1em; font-size: 12px; }\nsvg rect { fill: #3b6ea5; }\n"
     "figure { display: inline-block; width: 260px; margin: 0 1em 1em 0; vertical-align: top; }\n"
     "</style>\n</head>\n<body>\n"
     "<h1>A run of the virtual head</h1>\n";

@@ -1,6 +1,8 @@
 // What the page about a run says of readings, exposures and pictures.
 
+#include <array>
 #include <gmock/gmock.h>
+#include <regex>
 
 #include "sim/report.h"
 
@@ -128,6 +130,42 @@ TEST(ReportedExposure, IsTheTriggersOwnCountAndFollowsTheClock) {
                     "<td>1086 lines, 27150.0 us</td><td>16382 lines, 409550.0 us</td><td></td>",
                     "<td>1086 lines, 27150.0 us</td><td>16383 lines, 409575.0 us</td>"
                     "<td>exposure: the longest</td>"));
+}
+
+// Bars of the time line: place and width [pixels], and what they say.
+std::vector<std::string> barsOf(const std::string& page) {
+    const std::regex form("<rect x=\"([^\"]*)\" y=\"([^\"]*)\" width=\"([^\"]*)\" height=\"14\">"
+                          "<title>([^<]*)</title></rect>");
+    std::vector<std::string> bars;
+    for (auto bar = std::sregex_iterator(page.begin(), page.end(), form);
+         bar != std::sregex_iterator(); ++bar) {
+        bars.push_back((*bar)[1].str() + " " + (*bar)[2].str() + " " + (*bar)[3].str() + " " +
+                       (*bar)[4].str());
+    }
+    return bars;
+}
+
+TEST(ReportedStages, AreDrawnAsBarsOverTheRun) {
+    const std::string page =
+        sim::report(sim::parseTrace(std::string_view("[    0.100000000] GPIO PS_1.2V_EN = 1\n"
+                                                     "[    0.300000000] GPIO RESET_B = 1\n"
+                                                     "[    0.900000000] STATE CORE-ENABLED 1\n"
+                                                     "[    0.900000000] STATE PLL-LOCKED 1\n"
+                                                     "[    1.000000000] STATE END\n")));
+    // The run is 600 pixels wide and begins at 180.
+    EXPECT_THAT(barsOf(page),
+                testing::ElementsAre("240.0 0 120.0 1.2 V on: 200.000 ms",
+                                     "360.0 20 360.0 reset released: 600.000 ms",
+                                     "720.0 40 2.0 frame-control core on: 0.000 ms",
+                                     "720.0 60 60.0 receiver PLL locked: 100.000 ms"));
+    EXPECT_THAT(page, HasSubstr("text-anchor=\"end\">frame-control core on</text>"));
+    EXPECT_THAT(page, HasSubstr("<text x=\"180\" y=\"91\" text-anchor=\"start\">0.000 ms</text>"));
+    EXPECT_THAT(page, HasSubstr("<text x=\"780\" y=\"91\" text-anchor=\"end\">1000.000 ms</text>"));
+}
+
+TEST(ReportedStages, OfARunInWhichNothingHappenedAreNotDrawn) {
+    EXPECT_THAT(sim::report({}), Not(HasSubstr("<svg")));
+    EXPECT_THAT(sim::report({}), HasSubstr("<td>never</td><td>reset released</td><td></td>"));
 }
 
 sim::tsThumbnail aThumbnail(const std::string& bytes) {

@@ -1,8 +1,12 @@
 // The page about a run, read by a browser.
 
+#include <array>
 #include <chrono>
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <map>
 #include <png.h>
 #include <regex>
 
@@ -34,6 +38,83 @@ std::vector<std::string> rowsOf(const std::string& page, const std::string& id) 
         if (!row.empty()) {
             rows.push_back(row);
         }
+    }
+    return rows;
+}
+
+// A time of the log, "[    0.301003200] ...", as a page has it, "301.003 ms".
+std::string pageTime(const std::string& line) {
+    const std::size_t point = line.find('.');
+    const std::string ms = std::to_string(std::stoul(line.substr(1, point - 1)) * 1000 +
+                                          std::stoul(line.substr(point + 1, 3)));
+    return ms + "." + line.substr(point + 4, 3) + " ms";
+}
+
+// Markup as a browser writes it.
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char character : text) {
+        result += character == '<'   ? "&lt;"
+                  : character == '>' ? "&gt;"
+                  : character == '&' ? "&amp;"
+                                     : std::string(1, character);
+    }
+    return result;
+}
+
+// Lines of a log with this text in them, as rows "time|event".
+std::vector<std::string> logged(const std::string& log, const std::string& text) {
+    std::vector<std::string> rows;
+    for (const std::string& line : linesOf(log)) {
+        if (line.find(text) != std::string::npos) {
+            rows.push_back(pageTime(line) + "|" + escaped(line.substr(line.find("] ") + 2)));
+        }
+    }
+    return rows;
+}
+
+// Writes of a log, as "time|register|value".
+std::vector<std::string> loggedWrites(const std::string& log) {
+    std::vector<std::string> rows;
+    const std::regex spi(R"(SPI (\w\w) (\w\w) (\w\w) (\w\w)( failed .*)?)");
+    const std::regex store(R"(WRITE (0x\w{8}) (0x\w{8}))");
+    for (const std::string& line : linesOf(log)) {
+        const std::string event = line.substr(line.find("] ") + 2);
+        std::smatch part;
+        if (std::regex_match(event, part, spi)) { // the lowest byte comes first
+            const std::string digits =
+                part[4].str() + part[3].str() + part[2].str() + part[1].str();
+            const std::uint64_t word = std::stoull(digits, nullptr, 16);
+            std::array<char, 40> text{};
+            std::snprintf(text.data(), text.size(), "|0x%03X|0x%06X",
+                          static_cast<unsigned>(word / 0x400000),
+                          static_cast<unsigned>(word % 0x400000));
+            rows.push_back(pageTime(line) + text.data());
+        } else if (std::regex_match(event, part, store)) {
+            rows.push_back(pageTime(line) + "|" + part[1].str() + "|" + part[2].str());
+        }
+    }
+    return rows;
+}
+
+std::vector<std::string> cellsOf(const std::string& row) {
+    std::vector<std::string> cells{""};
+    for (const char character : row) {
+        if (character == '|') {
+            cells.emplace_back();
+        } else {
+            cells.back() += character;
+        }
+    }
+    return cells;
+}
+
+// Rows of the table of writes: time|register|value.
+std::vector<std::string> shownWrites(const std::string& page) {
+    std::vector<std::string> rows;
+    for (const std::string& row : rowsOf(page, "writes")) {
+        const std::vector<std::string> cells = cellsOf(row);
+        rows.push_back(cells.at(0) + "|" + cells.at(2) + "|" + cells.at(5));
     }
     return rows;
 }
@@ -167,6 +248,102 @@ TEST_F(RunReport, IsShownByABrowserAndSaysWhatTheLogSays) {
     }
     EXPECT_GT(writes, 100U);
     EXPECT_EQ(rowsOf(shown, "writes").size(), writes);
+}
+
+TEST_F(RunReport, ShowsAFailedRunAsItsLogHasIt) {
+    const std::string scenario = (m_folder.path() / "reset.ini").string();
+    std::ofstream(scenario) << "[GPIO]\nmissing = RESET_B\n"
+                               "[Failures]\nport = ioctl /dev/spidev1.0 30 EIO\n";
+    make("--scenario " + scenario, "-c init");
+    const std::string shown = rendered();
+    const std::string log = contentOf(m_log);
+    EXPECT_THAT(
+        rowsOf(shown, "stages"),
+        ElementsAre("0.180 ms|1.2 V on|1.000 ms", "1.180 ms|3.3 V SVDD on|0.000 ms",
+                    "1.180 ms|3.3 V AVDDH on|316.801 ms",
+                    "317.981 ms|first register write|11.288 ms",
+                    "329.269 ms|frame-control core on|100.003 ms", "429.272 ms|end of the run|",
+                    "never|reset released|", "never|sensor awake|", "never|supplies measured|",
+                    "never|receiver PLL locked|", "never|link aligned|", "never|frames arrive|"));
+    EXPECT_THAT(shown, HasSubstr("<svg id=\"timeline\""));
+    EXPECT_THAT(shown, HasSubstr("<title>3.3 V AVDDH on: 316.801 ms</title></rect>"));
+    const std::vector<std::string> violations = logged(log, "] VIOLATION ");
+    EXPECT_THAT(violations, testing::SizeIs(91));
+    EXPECT_EQ(rowsOf(shown, "violations"), violations);
+    const std::vector<std::string> failures = logged(log, " failed ");
+    EXPECT_THAT(failures, testing::Contains(HasSubstr("|SPI ")));
+    EXPECT_EQ(rowsOf(shown, "failures"), failures);
+    EXPECT_EQ(shownWrites(shown), loggedWrites(log));
+    std::map<std::string, unsigned> fates;
+    for (const std::string& row : rowsOf(shown, "writes")) {
+        const std::vector<std::string> cells = cellsOf(row);
+        ++fates[cells.at(1) + ": " + cells.at(6)];
+        EXPECT_TRUE(cells.at(1) == "FPGA" || cells.at(4).empty()) << row; // it never held anything
+    }
+    EXPECT_THAT(fates, ElementsAre(testing::Pair("FPGA: ", 21),
+                                   testing::Pair("sensor: lost: the SPI transfer failed", 1),
+                                   testing::Pair("sensor: lost: the sensor was asleep", 91)));
+}
+
+TEST_F(RunReport, ShowsAHealthyRunAsItsLogHasItAndNamesItsFields) {
+    make("", "-c init -c 'capture 300'");
+    const std::string shown = rendered();
+    EXPECT_THAT(
+        rowsOf(shown, "stages"),
+        ElementsAre("0.180 ms|1.2 V on|1.000 ms", "1.180 ms|3.3 V SVDD on|0.000 ms",
+                    "1.180 ms|3.3 V AVDDH on|300.001 ms", "301.181 ms|reset released|10.000 ms",
+                    "311.181 ms|sensor awake|0.180 ms", "311.361 ms|supplies measured|6.620 ms",
+                    "317.981 ms|first register write|11.291 ms",
+                    "329.272 ms|frame-control core on|3.000 ms",
+                    "332.272 ms|receiver PLL locked|42.000 ms", "374.272 ms|link aligned|43.206 ms",
+                    "417.478 ms|frames arrive|379.914 ms", "797.393 ms|end of the run|"));
+    EXPECT_EQ(shownWrites(shown), loggedWrites(contentOf(m_log)));
+    std::vector<std::string> rows;
+    for (const std::string& row : rowsOf(shown, "writes")) {
+        rows.push_back(row.substr(row.find('|') + 1)); // without its time
+        const std::vector<std::string> cells = cellsOf(row);
+        EXPECT_TRUE(cells.at(1) == "sensor" || !cells.at(3).empty()) << row;
+    }
+    EXPECT_THAT(
+        rows,
+        testing::IsSupersetOf(
+            {"sensor|0x0B0|hd_prd 899||0x000383|",
+             "sensor|0x012|hd_max 4000||0x000FA0|",
+             "sensor|0x012|hd_max 4000 to 3996|0x000FA0|0x000F9C|",
+             "sensor|0x016|gres_pos 3996 to 3992|0x000F9C|0x000F98|",
+             "sensor|0x019|acc_fpos 2798 to 2794|0x000AEE|0x000AEA|",
+             "sensor|0x01B|gs_pos1 3998 to 3994|0x000F9E|0x000F9A|",
+             "sensor|0x01C|gs_pos2 16383||0x003FFF|",
+             "sensor|0x041|again_coarse2 0, again_fine 0||0x000000|",
+             "sensor|0x042|dgain_coarse 0, dgain_fine 0||0x000000|",
+             "sensor|0x090|hscan_invert 0, vscan_invert 0 to 1, bin 0|0x000000|0x020000|",
+             "sensor|0x090|hscan_invert 0 to 1, vscan_invert 1, bin 0|0x020000|0x030000|",
+             "sensor|0x06C|vscan_invert2 0 to 1|0x000000|0x000008|",
+             "sensor|0x094|area 0: row_start 0, row_end 1027||0x201800|",
+             "sensor|0x095|area 0: col_start 0, col_end 431||0x1AF000|",
+             "sensor|0x096|area 1: row_start 2047, row_end 2047||0x3FFFFF|",
+             "sensor|0x0A3|area 7: col_start 511, col_end 511||0x1FF1FF|",
+             "sensor|0x0D8|clock_range 186639||0x02D90F|",
+             "sensor|0x010|frame_state 0 to 4, frame_control_mode 0|0x000000|0x000004|",
+             "FPGA|0xFF210008|lane_inversion 0 to 1497|0x00000000|0x000005D9|",
+             "FPGA|0xFF210000|enable 0 to 1, pairs_flip 1, hdr_update 0|0x00000002|0x80000002|",
+             "FPGA|0xFF210020|resolution_h 2056, resolution_w 2592|0x08080A20|0x08080A20|",
+             "FPGA|0xFF210018|roi_res_cnt_h 1028, roi_res_cnt_w 432|0x040401B0|0x040401B0|",
+             "FPGA|0xFF210028|dpa_reset 4095 to 0, dpa_fifo_reset 0 to "
+             "4095|0x00000FFF|0x00FFF000|",
+             "FPGA|0xFF21002C|dpa_hold 0 to 4095|0x00000000|0x00000FFF|",
+             "FPGA|0xFF211000|enable 0 to 1, invert 1|0x00000001|0x80000001|",
+             "FPGA|0xFF211004|period 1200000 to 3596400|0x00124F80|0x0036E070|",
+             "FPGA|0xFF211008|duty 0 to 10|0x00000000|0x0000000A|",
+             "FPGA|0xFF212000|commit 1||0x00000001|",
+             "FPGA|0xFF213000|pixel 0: y 0 to 200, x 0 to 100|0x00000000|0x00C80064|",
+             "FPGA|0xFF213008|pixel 2: y 0 to 2055, x 0 to 2591|0x00000000|0x08070A1F|",
+             "FPGA|0xFF215000|reset 1 to 0, color 0, apply_map 0, run 0|0x80000000|0x00000000|",
+             "FPGA|0xFF21500C|roi_height 0 to 2056, roi_width 0 to "
+             "2592|0x00000000|0x08080A20|",
+             "FPGA|0xFF215010|entries 0 to 3|0x00000000|0x00000003|",
+             "FPGA|0xFF215014|buffer 0 to 301989888|0x00000000|0x12000000|",
+             "FPGA|0xFF217000|reset 1, left 0, amount 0|0x80000000|0x80000000|"}));
 }
 
 TEST_F(RunReport, NamesWhatWasAskedForAndNotGot) {
