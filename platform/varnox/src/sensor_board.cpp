@@ -1,6 +1,7 @@
 #include <varnox/sensor_board.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -35,6 +36,21 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format,
     return {text.get(), static_cast<std::size_t>(length)};
 }
 
+/// Holds the board mutex for a scope, also after an owner that died.
+class tcBoardSection {
+public:
+    explicit tcBoardSection(tcMutex& mutex) : m_mutex(mutex) {
+        if (m_mutex.lock() == EOWNERDEAD)
+            m_mutex.consistent();
+    }
+    ~tcBoardSection() { m_mutex.unlock(); }
+    tcBoardSection(const tcBoardSection&) = delete;
+    tcBoardSection& operator=(const tcBoardSection&) = delete;
+
+private:
+    tcMutex& m_mutex;
+};
+
 } // namespace
 
 tcEventHandler::~tcEventHandler() = default;
@@ -62,6 +78,8 @@ void tcSensorBoard::update(tsUpdate& update) {
         return;
     }
     const int asked = static_cast<int>(update.value);
+    // Until the word is published: another thread's newer setting must not be published before.
+    const tcBoardSection section(m_boardMutex);
     const int result = frameInterval ? setFrameInterval(asked) : setExposure(asked);
     if (result != eSuccess)
         update.status = kUpdateFailed;
