@@ -366,7 +366,37 @@ std::uint64_t tcFpga::frameNs() const {
     if (pulse == 0 || m_frameClocks <= pulse) {
         return pulseNs();
     }
-    return nsOf((m_frameClocks + pulse - 1) / pulse * pulse);
+    return (m_frameClocks + pulse - 1) / pulse * pulseNs();
+}
+
+// Whole pulses take as long as the pulses do, rounded or not.
+std::uint64_t tcFpga::busyNs() const {
+    const std::uint64_t pulse = word(kPwm, pwmRegisters::kPeriodWord);
+    return pulse == 0 ? 0 : m_frameClocks / pulse * pulseNs() + nsOf(m_frameClocks % pulse);
+}
+
+// Rows that take longer than the frame, by wrong registers, still leave a pause between two frames.
+std::uint64_t tcFpga::rowsNs() const {
+    const std::uint64_t frame = frameNs();
+    return std::min(nsOf(m_rowClocks), frame - frame / 16);
+}
+
+void tcFpga::timePulses() {
+    const std::uint64_t now = m_journal.clock.now();
+    const std::uint64_t period = pulsesRun() ? pulseNs() : 0;
+    if (period == m_pulses.periodNs && m_clockMhz == m_pulsesMhz) {
+        return;
+    }
+    if (period == 0 || m_pulses.periodNs == 0) {
+        m_pulses = {period, period == 0 ? 0 : now};
+    } else {
+        const std::uint64_t nextNs = m_pulses.nextNs(now);
+        const std::uint64_t sinceNs = nextNs == now ? 0 : m_pulses.periodNs - (nextNs - now);
+        const auto counted =
+            static_cast<std::uint64_t>(static_cast<double>(sinceNs) * m_pulsesMhz / m_clockMhz);
+        m_pulses = {period, counted == 0 || counted >= period ? now : now + (period - counted)};
+    }
+    m_pulsesMhz = m_clockMhz;
 }
 
 std::uint64_t tcFpga::pulseLengthNs() const {
@@ -422,20 +452,26 @@ void tcFpga::applyTable() {
 }
 
 void tcFpga::updateLink() {
+    timePulses();
     tsLinkInputs inputs;
     inputs.enabled = (word(kFrameCtrl, frame::kEnable.address) & bits(frame::kEnable)) != 0;
     inputs.sensorSending = m_sending;
     inputs.streaming = m_streaming;
     inputs.pulsesRun = pulsesRun();
+    inputs.pulses = m_pulses;
+    inputs.busyNs = busyNs();
     inputs.frameNs = frameNs();
+    inputs.rowsNs = rowsNs();
     inputs.clockKnown = m_clockMhz > 0;
     m_link.setInputs(inputs);
 }
 
-void tcFpga::sensorChanged(bool sending, bool streaming, std::uint64_t frameClocks) {
+void tcFpga::sensorChanged(bool sending, bool streaming, std::uint64_t frameClocks,
+                           std::uint64_t rowClocks) {
     m_sending = sending;
     m_streaming = streaming;
     m_frameClocks = frameClocks;
+    m_rowClocks = rowClocks;
     updateLink();
 }
 

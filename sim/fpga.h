@@ -48,12 +48,15 @@ public:
     std::span<const std::uint32_t> badPixels();
 
     /// The sensor's side of the link changed. \param frameClocks what a frame takes at least
-    void sensorChanged(bool sending, bool streaming, std::uint64_t frameClocks);
+    /// \param rowClocks what its rows take
+    void sensorChanged(bool sending, bool streaming, std::uint64_t frameClocks,
+                       std::uint64_t rowClocks);
     [[nodiscard]] tsReceiverSettings receiverSettings() const;
     /// \return master clock [MHz]; 0 when the clock generator is in no known state
     [[nodiscard]] double clockMhz() const { return m_clockMhz; }
-    /// \return period of the frame-start pulses [ns]; 0 when there are none
-    [[nodiscard]] std::uint64_t pulsePeriodNs() const { return pulsesRun() ? pulseNs() : 0; }
+    /// \return the frame-start pulses. The counter behind them begins when the pulses are enabled,
+    /// and goes on when period or clock change: a period that is over then ends at once
+    [[nodiscard]] const tsPulseTrain& pulses() const { return m_pulses; }
     /// \return how long a frame-start pulse is [ns]
     [[nodiscard]] std::uint64_t pulseLengthNs() const;
     /// \return whether a frame-start pulse is low, and the line rests at 1
@@ -96,6 +99,9 @@ private:
     [[nodiscard]] std::uint64_t nsOf(std::uint64_t clocks) const;
     [[nodiscard]] std::uint64_t pulseNs() const;
     [[nodiscard]] std::uint64_t frameNs() const;
+    [[nodiscard]] std::uint64_t busyNs() const;
+    [[nodiscard]] std::uint64_t rowsNs() const;
+    void timePulses();
     void violation(teRule rule, const char* what, std::uint32_t address);
 
     tcJournal& m_journal;
@@ -110,6 +116,9 @@ private:
     bool m_sending = false;
     bool m_streaming = false;
     std::uint64_t m_frameClocks = 0;
+    std::uint64_t m_rowClocks = 0;
+    tsPulseTrain m_pulses;
+    double m_pulsesMhz = 0;         // the clock that they count
     std::uint64_t m_takeOverNs = 0; // when the table comes into force
     std::uint32_t m_takenEntries = 0;
     using tcTable = std::array<std::uint32_t, badPixelRegisters::kTableEntries>;

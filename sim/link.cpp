@@ -18,6 +18,11 @@ std::uint64_t later(std::uint64_t from, std::uint64_t duration) {
 
 } // namespace
 
+std::uint64_t tsPulseTrain::nextNs(std::uint64_t timeNs) const {
+    return timeNs <= fromNs ? fromNs
+                            : fromNs + (timeNs - fromNs + periodNs - 1) / periodNs * periodNs;
+}
+
 bool tcLink::receiving() const {
     return m_inputs.enabled && m_inputs.sensorSending && m_inputs.pulsesRun && m_inputs.clockKnown;
 }
@@ -94,13 +99,14 @@ void tcLink::setInputs(const tsLinkInputs& inputs) {
     settle();
     countFrames();
     const bool wasReceiving = receiving();
+    const tsLinkInputs before = m_inputs;
     m_inputs = inputs;
     if (!m_inputs.enabled) {
         drop();
     }
     startAgain(wasReceiving);
     dropWhatItNeeds();
-    m_framesFromNs = m_journal.clock.now();
+    planFrames(before);
 }
 
 void tcLink::startAgain(bool wasReceiving) {
@@ -126,6 +132,7 @@ void tcLink::dropLanesThatAreNotHeld() {
 // Alignment does not outlive what it was found with.
 void tcLink::dropWhatItNeeds() {
     m_aligned.set = m_aligned.set && canAlign() && allPll();
+    m_carried.valid = m_carried.valid && m_aligned.set;
 }
 
 void tcLink::setFacts(const tsLinkFacts& facts) {
@@ -139,7 +146,6 @@ void tcLink::setFacts(const tsLinkFacts& facts) {
     changeAlignment(facts);
     m_facts = facts;
     dropWhatItNeeds();
-    m_framesFromNs = m_journal.clock.now();
 }
 
 void tcLink::changePll(const tsLinkFacts& facts) {
@@ -202,7 +208,6 @@ void tcLink::setInversion(std::uint32_t inversion) {
         }
     }
     dropWhatItNeeds();
-    m_framesFromNs = m_journal.clock.now();
 }
 
 void tcLink::setResets(std::uint32_t value) {
@@ -216,7 +221,6 @@ void tcLink::setResets(std::uint32_t value) {
         stepLane(at, (value >> at & 1) != 0, (value >> (at + kLinkLanes) & 1) != 0);
     }
     dropWhatItNeeds();
-    m_framesFromNs = m_journal.clock.now();
 }
 
 void tcLink::stepLane(std::size_t at, bool reset, bool fifoReset) {
@@ -281,7 +285,6 @@ void tcLink::setHold(std::uint32_t hold) {
     }
     m_hold = hold;
     dropWhatItNeeds();
-    m_framesFromNs = m_journal.clock.now();
 }
 
 bool tcLink::canAlign() const {
@@ -332,18 +335,79 @@ tsLinkTrace tcLink::trace() {
     result.aligned = {now.aligned, alignedNs()};
     result.resets = m_resets;
     result.hold = m_hold;
-    result.frames = {now.aligned && m_inputs.streaming, std::max(alignedNs(), m_framesFromNs)};
+    countFrames();
+    result.frames = {m_arriving, m_trainNs, m_inputs.frameNs, m_inputs.rowsNs};
     return result;
 }
 
-// A frame counts when it arrived whole since alignment, or since the last change of the inputs.
+// The sensor begins frames, over whatever link.
+bool tcLink::framesBegin() const {
+    return m_inputs.streaming && m_inputs.pulsesRun && m_inputs.pulses.periodNs != 0;
+}
+
+// Frames that began before alignment are not whole, and do not count.
 void tcLink::countFrames() {
-    const std::uint64_t now = m_journal.clock.now();
-    if (m_inputs.streaming && m_inputs.frameNs != 0 && alignedNs() < now) {
-        const std::uint64_t from = std::max(alignedNs(), m_framesFromNs);
-        m_frames += (now - from) / m_inputs.frameNs;
-        m_framesFromNs = from + (now - from) / m_inputs.frameNs * m_inputs.frameNs;
+    if (!m_aligned.set || !framesBegin()) {
+        m_arriving = false;
+        return;
     }
+    const std::uint64_t now = m_journal.clock.now();
+    const std::uint64_t period = m_inputs.frameNs;
+    if (m_nextNs < m_aligned.sinceNs) {
+        m_nextNs += (m_aligned.sinceNs - m_nextNs + period - 1) / period * period;
+        m_beganNs = m_nextNs - period;
+        m_hasBegun = true;
+    }
+    if (m_trainNs < m_aligned.sinceNs) {
+        m_trainNs = m_nextNs;
+    }
+    m_arriving = m_arriving || now >= m_trainNs;
+    countCarried(now);
+    if (now >= m_nextNs + m_inputs.rowsNs) {
+        const std::uint64_t whole = (now - m_nextNs - m_inputs.rowsNs) / period;
+        m_frames += whole + 1;
+        m_lastDoneNs = m_nextNs + whole * period + m_inputs.rowsNs;
+        m_nextNs += (whole + 1) * period;
+        m_beganNs = m_nextNs - period;
+        m_hasBegun = true;
+    }
+}
+
+void tcLink::countCarried(std::uint64_t now) {
+    if (!m_carried.valid || now < m_carried.doneNs) {
+        return;
+    }
+    m_carried.valid = false;
+    if (m_carried.beginNs >= m_aligned.sinceNs) {
+        m_carriedNumber = ++m_frames;
+        m_carriedDoneNs = m_lastDoneNs = m_carried.doneNs;
+    }
+}
+
+// Inputs have changed. The rows of a frame that has begun come to their end; the next one begins
+// with the first pulse that finds the sensor idle, by the frame length that it now has.
+void tcLink::planFrames(const tsLinkInputs& before) {
+    const std::uint64_t now = m_journal.clock.now();
+    if (!framesBegin()) {
+        m_carried.valid = false;
+        m_hasBegun = false;
+        return;
+    }
+    const bool began = before.streaming && before.pulsesRun && before.pulses.periodNs != 0;
+    if (began && now >= m_nextNs) {
+        m_beganNs = m_nextNs + (now - m_nextNs) / before.frameNs * before.frameNs;
+        m_hasBegun = true;
+        m_carried = {m_beganNs + before.rowsNs > now, m_beganNs, m_beganNs + before.rowsNs};
+    }
+    const std::uint64_t idleNs = m_hasBegun ? m_beganNs + m_inputs.busyNs : now;
+    m_nextNs = m_inputs.pulses.nextNs(std::max(now, idleNs));
+    m_trainNs = m_nextNs;
+    m_carried.doneNs = std::min(m_carried.doneNs, m_nextNs);
+}
+
+std::uint64_t tcLink::frameDoneNs(std::uint64_t number) const {
+    return number == m_carriedNumber ? m_carriedDoneNs
+                                     : m_lastDoneNs - (m_frames - number) * m_inputs.frameNs;
 }
 
 std::uint64_t tcLink::frames() {

@@ -184,7 +184,8 @@ void tcModel::tellSensorWord(std::uint32_t word, teWriteFate fate) {
 }
 
 void tcModel::sensorChanged() {
-    fpga.sensorChanged(sensor.sending(), sensor.frameState() == kStreaming, sensor.frameClocks());
+    fpga.sensorChanged(sensor.sending(), sensor.frameState() == kStreaming, sensor.frameClocks(),
+                       sensor.rowClocks());
 }
 
 std::optional<teDevice> tcModel::deviceAt(std::string_view path) const {
@@ -322,7 +323,7 @@ void tcModel::timePassed() {
 // Every change of the program's doing is seen at once, the head's own with the next call.
 void tcModel::lookAround() {
     if (journal.keepsStates()) {
-        m_watch.look(supplies, link, fpga, sensor);
+        m_watch.look(supplies, link, fpga);
     }
 }
 
@@ -333,10 +334,9 @@ void tcModel::recordFrames() {
         return;
     }
     if (std::optional<tsFrameSettings> settings = decodeFrame(sensor, fpga)) {
-        const std::uint64_t last = link.lastFrameNs();
         while (m_framesSeen < frames) {
             settings->number = ++m_framesSeen;
-            settings->timeNs = last - (frames - settings->number) * link.frameNs();
+            settings->timeNs = link.frameDoneNs(settings->number);
             recorder.record(*settings);
         }
     }

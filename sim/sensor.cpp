@@ -302,6 +302,10 @@ std::uint64_t tcSensor::frameClocks() const {
     return (lines - 1) * (field(kHdPrd) + 1);
 }
 
+std::uint64_t tcSensor::rowClocks() const {
+    return std::uint64_t{image().rows / kRowsPerLine} * (field(kHdPrd) + 1); // whole lines
+}
+
 void tcSensor::checkFrameLength(const tsReceiverSettings& receiver) {
     const std::uint32_t lines = field(kHdMax);
     if (!written(kHdMax.address)) {

@@ -65,6 +65,8 @@ public:
     [[nodiscard]] bool areasBinned() const { return m_areasBinned; }
     /// \return clocks that a frame takes at least, by its registers; 0 when they say nothing
     [[nodiscard]] std::uint64_t frameClocks() const;
+    /// \return clocks that the rows of a frame take, by its registers
+    [[nodiscard]] std::uint64_t rowClocks() const;
     [[nodiscard]] tsSensorState decoded(double clockMhz) const;
     [[nodiscard]] std::vector<tsShadowDifference>
     differences(const std::map<std::uint16_t, std::uint32_t>& shadow) const;

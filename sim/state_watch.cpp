@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "sim/text.h"
 
@@ -32,21 +33,16 @@ constexpr std::array<std::string_view, kFrames + 1> kNames{
     "DPA-FIFO-RESET",   "DPA-HOLD",     "PULSES",       "FRAMES"};
 
 constexpr std::uint64_t kLaneBits = (1U << kLinkLanes) - 1;
-constexpr std::uint32_t kRowsPerLine = 2;
 
-bool hasTwoValues(std::size_t what) {
-    return what < kRailGood || what >= kPulses;
-}
-
-// How long the rows of a frame come [ns]; a little less than the time between two frames.
-std::uint64_t validNs(const tsSensorState& state, std::uint64_t periodNs) {
-    if (state.clockMhz <= 0) {
-        return 0;
+// How many of its numbers are told.
+std::size_t numbersOf(std::size_t what) {
+    if (what == kPulses) {
+        return 4;
     }
-    const auto lines = state.rows / kRowsPerLine; // whole ones
-    const double clocks = static_cast<double>(lines) * state.lineClocks;
-    const auto readoutNs = static_cast<std::uint64_t>(clocks * 1000.0 / state.clockMhz);
-    return std::min(readoutNs, periodNs - periodNs / 16);
+    if (what == kFrames) {
+        return 3;
+    }
+    return what < kRailGood ? 2 : 1;
 }
 
 } // namespace
@@ -94,24 +90,23 @@ void tcStateWatch::watchLink(tcLink& link) {
     watch(kHold, {trace.hold, 0}, now);
 }
 
-void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& fpga,
-                        const tcSensor& sensor) {
+void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& fpga) {
     static_assert(kWatched == kNames.size());
     m_changeCount = 0;
     watchSupplies(supplies);
     watchLink(link);
     const std::uint64_t now = m_journal.clock.now();
-    const std::uint64_t period = fpga.pulsePeriodNs();
+    const tsPulseTrain& pulses = fpga.pulses();
     watch(kPulses,
-          {period, period == 0 ? 0 : fpga.pulseLengthNs(), fpga.pulsesInverted() ? 1U : 0U}, now);
-    // Pulses that come while the sensor is busy with a frame start none.
-    const tsTimedFlag frames = link.trace().frames;
-    const std::uint64_t framePeriod = frames.set ? link.frameNs() : 0;
-    const std::uint64_t valid =
-        frames.set ? validNs(sensor.decoded(fpga.clockMhz()), framePeriod) : 0;
-    // Frames that already arrive go on in their rhythm.
-    const bool begins = m_values[kFrames].first == 0;
-    watch(kFrames, {framePeriod, valid}, frames.set && begins ? frames.sinceNs : now);
+          {pulses.periodNs, pulses.periodNs == 0 ? 0 : fpga.pulseLengthNs(),
+           fpga.pulsesInverted() ? 1U : 0U, pulses.fromNs},
+          now);
+    // The first frame is told when it has begun; from then on what changes is told when it does.
+    const tsFrameTrain frames = link.trace().frames;
+    const bool begin = m_values[kFrames].first == 0;
+    watch(kFrames,
+          frames.arrive ? tsValue{frames.periodNs, frames.rowsNs, frames.fromNs} : tsValue{},
+          begin ? std::min(now, frames.fromNs) : now);
     tell();
 }
 
@@ -125,12 +120,10 @@ void tcStateWatch::tell() {
         const tsChange& change = m_changes[at];
         const tsValue& value = m_values[change.what];
         tcText text;
-        text.add(kNames[change.what]).add(" ").decimal(value.first);
-        if (hasTwoValues(change.what)) {
-            text.add(" ").decimal(value.second);
-        }
-        if (change.what == kPulses) {
-            text.add(" ").decimal(value.third);
+        text.add(kNames[change.what]);
+        const std::array numbers{value.first, value.second, value.third, value.fourth};
+        for (const std::uint64_t number : std::span(numbers).first(numbersOf(change.what))) {
+            text.add(" ").decimal(number);
         }
         m_journal.state(change.timeNs, text.view());
     }

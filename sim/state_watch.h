@@ -10,7 +10,6 @@
 #include "sim/fpga.h"
 #include "sim/journal.h"
 #include "sim/link.h"
-#include "sim/sensor.h"
 #include "sim/supplies.h"
 
 namespace sim {
@@ -22,21 +21,24 @@ namespace sim {
 ///     STATE VDD1.2 1200000 500000     rises to 1.2 V (uV) within 500000 ns
 ///     STATE LANE3-LOCK 1              a flag
 ///     STATE DPA-HOLD 4095             one bit a lane
-///     STATE PULSES 20000000 277 1     period and length [ns], 0 0: none; 1: inverted, a pulse is
-///     low STATE FRAMES 100000000 25700000 from one to the next, and how long the rows come [ns]
+///     STATE PULSES 20000000 277 1 300 period [ns], 0: none; length [ns]; 1: a pulse is low;
+///                                     the first pulse since the period changed [ns]
+///     STATE FRAMES 20000000 9000 300  from one to the next [ns], 0: none arrive; how long the rows
+///                                     come [ns]; the first frame since something changed [ns]
 class tcStateWatch {
 public:
     explicit tcStateWatch(tcJournal& journal) : m_journal(journal) {}
 
-    void look(const tcSupplies& supplies, tcLink& link, const tcFpga& fpga, const tcSensor& sensor);
+    void look(const tcSupplies& supplies, tcLink& link, const tcFpga& fpga);
 
 private:
     // What is watched, in the order of the names in the source.
     static constexpr std::size_t kWatched = 2 * kRails + 1 + 1 + kPllFlags + kLinkLanes + 6;
     struct tsValue {
         std::uint64_t first = 0;
-        std::uint64_t second = 0; // of those that have two
-        std::uint64_t third = 0;  // of the pulses
+        std::uint64_t second = 0;
+        std::uint64_t third = 0;
+        std::uint64_t fourth = 0;
         friend bool operator==(const tsValue&, const tsValue&) = default;
     };
     struct tsChange {

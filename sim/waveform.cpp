@@ -36,25 +36,28 @@ struct tsWire {
 struct tsTrain {
     std::uint64_t periodNs = 0;
     std::uint64_t lengthNs = 0; // of a pulse
-    std::uint64_t fromNs = 0;
-    bool low = false; // inverted: a pulse is low, and the line rests at 1
+    std::uint64_t fromNs = 0;   // the first one that is to be drawn
+    bool low = false;           // inverted: a pulse is low, and the line rests at 1
 };
 
-// "STATE PULSES 20000000 277 1": period and length [ns], and whether they are inverted.
+// "STATE PULSES 20000000 277 1 5000000": period and length [ns], whether they are inverted, and a
+// pulse [ns].
 tsTrain pulsesOf(const tsTraceLine& line) {
-    if (line.words.size() != 5) {
-        throw std::runtime_error("\"" + line.text + "\": expected period, length and polarity");
+    if (line.words.size() != 6) {
+        throw std::runtime_error("\"" + line.text +
+                                 "\": expected period, length, polarity and a pulse");
     }
-    return {numberFrom(line.words[2]), numberFrom(line.words[3]), line.timeNs,
+    return {numberFrom(line.words[2]), numberFrom(line.words[3]), numberFrom(line.words[5]),
             line.words[4] == "1"};
 }
 
-// "STATE FRAMES 100000000 25700000": from one to the next, and how long the rows come [ns].
+// "STATE FRAMES 100000000 25700000 5000000": from one to the next, how long the rows come, and the
+// beginning of one [ns].
 tsTrain framesOf(const tsTraceLine& line) {
-    if (line.words.size() != 4) {
-        throw std::runtime_error("\"" + line.text + "\": expected period and length");
+    if (line.words.size() != 5) {
+        throw std::runtime_error("\"" + line.text + "\": expected period, length and a frame");
     }
-    return {numberFrom(line.words[2]), numberFrom(line.words[3]), line.timeNs};
+    return {numberFrom(line.words[2]), numberFrom(line.words[3]), numberFrom(line.words[4])};
 }
 
 class tcDump {
@@ -81,8 +84,9 @@ private:
     void addI2c(const tsTraceLine& line);
     void i2cByte(std::uint64_t& bitNs, unsigned byte, bool acknowledged);
     void i2cEnd(bool stop);
-    void train(tsTrain& train, std::size_t wire, const tsTrain& next);
-    void drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs);
+    void train(tsTrain& train, std::size_t wire, tsTrain next, std::uint64_t timeNs);
+    void drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs,
+                   std::uint64_t lastNs);
 
     std::vector<tsWire> m_wires;
     std::map<std::string, std::size_t> m_byName;
@@ -216,9 +220,9 @@ void tcDump::addState(const tsTraceLine& line) {
     } else if (name == "SPI-SELECT") {
         select(line.timeNs, line.words[2] == "1");
     } else if (name == "PULSES") {
-        train(m_pulses, wire("FRAME-START"), pulsesOf(line));
+        train(m_pulses, wire("FRAME-START"), pulsesOf(line), line.timeNs);
     } else if (name == "FRAMES") {
-        train(m_frames, wire("FRAME-VALID"), framesOf(line));
+        train(m_frames, wire("FRAME-VALID"), framesOf(line), line.timeNs);
     } else if (name == "DPA-RESET" || name == "DPA-FIFO-RESET" || name == "DPA-HOLD") {
         addLanes(line, name);
     } else if (line.words.size() == 4) {
@@ -368,23 +372,34 @@ void tcDump::i2cEnd(bool stop) {
     m_i2cEndNs = 0;
 }
 
-// One train ends, and the next one begins: with a pulse, or at rest.
-void tcDump::train(tsTrain& train, std::size_t wire, const tsTrain& next) {
-    drawTrain(train, wire, next.fromNs);
-    if (next.periodNs == 0) {
-        level(wire, next.fromNs, next.low);
+// One train ends, and the next one begins. A pulse that is on its way when only period or length
+// change comes to its end; when the pulses stop, it stops.
+void tcDump::train(tsTrain& train, std::size_t wire, tsTrain next, std::uint64_t timeNs) {
+    if (next.periodNs != 0 && next.fromNs < timeNs) {
+        next.fromNs += (timeNs - next.fromNs + next.periodNs - 1) / next.periodNs * next.periodNs;
+    }
+    const bool begins = next.periodNs != 0 && next.fromNs == timeNs;
+    const bool goesOn = train.periodNs >= kFastestPulsesNs && next.periodNs >= kFastestPulsesNs &&
+                        train.low == next.low;
+    drawTrain(train, wire, timeNs, goesOn ? next.fromNs : timeNs);
+    if (!goesOn && !begins) {
+        level(wire, timeNs, next.low);
     }
     train = next;
 }
 
-void tcDump::drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs) {
+// Pulses that begin before `untilNs`; the last one ends before `lastNs`, or not at all.
+void tcDump::drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs,
+                       std::uint64_t lastNs) {
     if (train.periodNs != 0 && train.periodNs < kFastestPulsesNs) {
         change(wire, train.fromNs, kUnknown);
-    } else if (train.periodNs != 0) {
+    } else if (train.periodNs != 0 && train.lengthNs != 0) {
         for (std::uint64_t at = train.fromNs; at < untilNs; at += train.periodNs) {
             level(wire, at, !train.low);
-            if (at + train.lengthNs < untilNs) {
-                level(wire, at + train.lengthNs, train.low);
+            const std::uint64_t nextNs = at + train.periodNs;
+            const std::uint64_t endNs = at + train.lengthNs;
+            if (endNs < (nextNs < untilNs ? nextNs : lastNs)) {
+                level(wire, endNs, train.low);
             }
         }
     }
@@ -406,8 +421,8 @@ std::string valueText(const tsWire& wire, std::size_t number, const std::string&
 }
 
 std::string tcDump::text(std::uint64_t endNs) {
-    train(m_pulses, wire("FRAME-START"), {0, 0, endNs, m_pulses.low});
-    train(m_frames, wire("FRAME-VALID"), {0, 0, endNs});
+    train(m_pulses, wire("FRAME-START"), {0, 0, 0, m_pulses.low}, endNs);
+    train(m_frames, wire("FRAME-VALID"), {}, endNs);
     std::string result = "$comment a run of the virtual camera head $end\n$timescale 1 ns $end\n"
                          "$scope module head $end\n";
     std::vector<std::pair<std::uint64_t, std::pair<std::size_t, std::size_t>>> order;

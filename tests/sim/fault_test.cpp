@@ -818,12 +818,14 @@ TEST_F(LinkFault, LateAlignment) {
 }
 
 TEST_F(LinkFault, FramesThatWereNotWholeBeforeTheLossDoNotCount) {
-    make({{.name = "lost", .what = "alignment lost", .at = at(1039ms), .lasts = "200"}});
+    make({{.name = "lost", .what = "alignment lost", .at = at(1120ms), .lasts = "200"}});
     align();
-    m_user->port.writeRegister(0x10, 3); // streams from 40 ms on; a frame takes 100 ms
-    sleepTo(1500ms);
-    // Nine until the loss, the tenth is not whole; aligned again at 1264 ms, then two.
+    m_user->port.writeRegister(0x10, 3); // a frame begins at 100 ms and every 100 ms from then on
+    sleepTo(1525ms);
+    // Ten until the loss, of the next one not all rows came; aligned again at 1345 ms, then one.
     EXPECT_EQ(m_head->frames(), 11U);
+    sleepTo(1526ms);
+    EXPECT_EQ(m_head->frames(), 12U);
 }
 
 TEST_F(LinkFault, SupplyThatGoesTakesTheLinkWithIt) {

@@ -205,16 +205,38 @@ TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTimeInRealTimeToo) {
     EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
 }
 
-// From one frame to the next it is 100 ms.
+// Rising edges of the frame-start line [s].
+std::vector<double> pulsesIn(const std::string& dump) {
+    std::istringstream lines(dump);
+    std::string code;
+    double time = 0;
+    std::vector<double> pulses;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("$var") && line.ends_with(" FRAME-START $end")) {
+            code = line.substr(12, line.find(' ', 12) - 12);
+        } else if (line.starts_with("#")) {
+            time = std::stod(line.substr(1)) / 1e9;
+        } else if (line == "1" + code) {
+            pulses.push_back(time);
+        }
+    }
+    return pulses;
+}
+
+// Each begins with a pulse, 100 ms after the one before. 64 lines of 25 us bring its rows. The
+// first pulse of a run trains the link; with the second one, capture starts.
 TEST_F(Launcher, SaysWhenEachPictureWasTaken) {
-    launch("--frames . -- " + kProgram + " capture");
+    launch("--frames . --vcd run.vcd -- " + kProgram + " capture");
+    const std::vector<double> pulses = pulsesIn(contentOf(m_folder / "work/run.vcd"));
+    ASSERT_GE(pulses.size(), 5U);
     const auto time = [this](const std::string& name) {
         const std::string text = contentOf(m_folder / "work" / name);
         return std::stod(text.substr(text.find("time: ") + 6));
     };
-    const double first = time("frame-0001.png");
-    EXPECT_NEAR(time("frame-0002.png") - first, 0.1, 1e-9);
-    EXPECT_NEAR(time("frame-0003.png") - first, 0.2, 1e-9);
+    EXPECT_NEAR(time("frame-0001.png"), pulses[2] + 0.0016, 1e-9);
+    EXPECT_NEAR(time("frame-0002.png"), pulses[3] + 0.0016, 1e-9);
+    EXPECT_NEAR(time("frame-0003.png"), pulses[4] + 0.0016, 1e-9);
+    EXPECT_NEAR(pulses[4] - pulses[3], 0.1, 1e-9);
 }
 
 TEST_F(Launcher, WritesNoMorePicturesThanAsked) {

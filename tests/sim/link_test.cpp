@@ -206,8 +206,8 @@ TEST_F(Link, WholeFramesAreCountedWhileItIsAligned) {
     ASSERT_EQ(m_user->bringUp(), 0);
     EXPECT_EQ(m_head->frames(), 0U);
     m_user->start();
-    // Aligned 28 ms after the pulses began, 8 ms of which have passed; a frame takes 100 ms.
-    m_head->advance(20ms + 1s - 10us);
+    // Pulses come every 100 ms, the last one 8 ms ago; the rows of a frame take 25.7 ms.
+    m_head->advance(1s + 17'700us - 10us);
     EXPECT_EQ(m_head->frames(), 9U);
     m_head->advance(20us);
     EXPECT_EQ(m_head->frames(), 10U);

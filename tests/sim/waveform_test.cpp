@@ -151,9 +151,10 @@ TEST(ValueChangeDump, ShowsAMonitorThatDoesNotAnswer) {
 }
 
 TEST(ValueChangeDump, ShowsPulsesUntilTheyStop) {
-    const std::string dump = dumpOf(
-        {"[    0.000010000] STATE PULSES 20000 1000 0", "[    0.000055000] STATE PULSES 0 0 0",
-         "[    0.000090000] STATE PULSES 50 10 0", "[    0.000100000] STATE END"});
+    const std::string dump =
+        dumpOf({"[    0.000010000] STATE PULSES 20000 1000 0 10000",
+                "[    0.000055000] STATE PULSES 0 0 0 0",
+                "[    0.000090000] STATE PULSES 50 10 0 90000", "[    0.000100000] STATE END"});
     EXPECT_THAT(changesOf(dump, "FRAME-START"),
                 ElementsAre("0 0", "10000 1", "11000 0", "30000 1", "31000 0", "50000 1", "51000 0",
                             "90000 x", "100000 0"));
@@ -161,10 +162,11 @@ TEST(ValueChangeDump, ShowsPulsesUntilTheyStop) {
 
 // Inverted, the line rests at 1, whether pulses run or not.
 TEST(ValueChangeDump, ShowsInvertedPulsesLow) {
-    const std::string dump = dumpOf(
-        {"[    0.000005000] STATE PULSES 0 0 1", "[    0.000010000] STATE PULSES 20000 1000 1",
-         "[    0.000055000] STATE PULSES 0 0 1", "[    0.000060000] STATE PULSES 0 0 0",
-         "[    0.000070000] STATE PULSES 50 10 1", "[    0.000100000] STATE END"});
+    const std::string dump =
+        dumpOf({"[    0.000005000] STATE PULSES 0 0 1 0",
+                "[    0.000010000] STATE PULSES 20000 1000 1 10000",
+                "[    0.000055000] STATE PULSES 0 0 1 0", "[    0.000060000] STATE PULSES 0 0 0 0",
+                "[    0.000070000] STATE PULSES 50 10 1 70000", "[    0.000100000] STATE END"});
     EXPECT_THAT(changesOf(dump, "FRAME-START"),
                 ElementsAre("0 0", "5000 1", "10000 0", "11000 1", "30000 0", "31000 1", "50000 0",
                             "51000 1", "60000 0", "70000 x", "100000 1"));
@@ -191,25 +193,77 @@ TEST(ValueChangeDump, ShowsPulsesWithThePolarityOfTheirRegister) {
                             "102010000 1", "200010000 0"));
 }
 
-TEST(ValueChangeDump, ShowsAsManyFramesAsTheHeadCounts) {
+// The counter goes on: the next pulse comes 30 us after the last one. What has begun is finished.
+TEST(ValueChangeDump, ShowsPulsesWhosePeriodChanges) {
+    const std::string dump = dumpOf({"[    0.000010000] STATE PULSES 20000 1000 0 10000",
+                                     "[    0.000030500] STATE PULSES 30000 1000 0 60000",
+                                     "[    0.000070000] STATE PULSES 30000 2000 0 60000",
+                                     "[    0.000100000] STATE END"});
+    EXPECT_THAT(changesOf(dump, "FRAME-START"),
+                ElementsAre("0 0", "10000 1", "11000 0", "30000 1", "31000 0", "60000 1", "61000 0",
+                            "90000 1", "92000 0"));
+}
+
+// A change in the middle of a frame is one for the next; what stops the frames stops this one.
+TEST(ValueChangeDump, ShowsFramesToTheirEndUnlessTheyStop) {
+    const std::string dump =
+        dumpOf({"[    0.000100000] STATE FRAMES 100000 30000 100000",
+                "[    0.000210000] STATE FRAMES 200000 50000 400000",
+                "[    0.000420000] STATE FRAMES 0 0 0", "[    0.000900000] STATE END"});
+    EXPECT_THAT(
+        changesOf(dump, "FRAME-VALID"),
+        ElementsAre("0 0", "100000 1", "130000 0", "200000 1", "230000 0", "400000 1", "420000 0"));
+}
+
+// Edges of the pulses and of the frames, in a run of the head from its start of capture on.
+struct tsEdges {
+    std::vector<long long> pulses;
+    std::vector<long long> frames;
+    std::vector<long long> ends; // of frames
+};
+
+tsEdges edgesOf(const sim::tcVirtualHead& head) {
+    const std::string dump = dumpOf(head.timedLines());
+    tsEdges edges;
+    for (const std::string& change : changesOf(dump, "FRAME-START")) {
+        if (change.back() == '1') {
+            edges.pulses.push_back(std::stoll(change));
+        }
+    }
+    for (const std::string& change : changesOf(dump, "FRAME-VALID")) {
+        (change.back() == '1' ? edges.frames : edges.ends).push_back(std::stoll(change));
+    }
+    edges.ends.erase(edges.ends.begin()); // it is low at first
+    return edges;
+}
+
+// Pulses come every 100 ms; the link aligns 28 ms after the first one.
+TEST(ValueChangeDump, ShowsFramesFromTheFirstPulseAfterAlignmentOn) {
     auto head = sim::aVirtualHead().withStateEvents().build();
     tcUser user;
     user.powerUp();
     user.configure();
     ASSERT_EQ(user.bringUp(), 0);
+    head.clearLog();
     user.start();
-    head.advance(std::chrono::seconds(1));
+    const long long first = head.now().count() - 8'003'200; // a pause and a register write ago
+    head.advance(std::chrono::milliseconds(400));
     user.stop();
-    const auto changes = changesOf(dumpOf(head.timedLines()), "FRAME-VALID");
-    EXPECT_GT(head.frames(), 5U);
-    // Every frame begins and ends; one that was stopped on its way is not counted by the head.
-    const std::uint64_t begun = changes.size() / 2;
-    EXPECT_GE(begun, head.frames());
-    EXPECT_LE(begun, head.frames() + 1);
+    const tsEdges edges = edgesOf(head);
+    EXPECT_THAT(edges.pulses,
+                ElementsAre(first, first + 100'000'000, first + 200'000'000, first + 300'000'000,
+                            first + 400'000'000, first + 500'000'000));
+    EXPECT_THAT(edges.frames, ElementsAre(first + 100'000'000, first + 200'000'000,
+                                          first + 300'000'000, first + 400'000'000));
+    // 1028 lines of 25 us; the sensor is stopped 8 ms into the last frame.
+    EXPECT_THAT(edges.ends, ElementsAre(first + 125'700'000, first + 225'700'000,
+                                        first + 325'700'000, first + 408'003'200));
+    EXPECT_EQ(head.frames(), 3U);
 }
 
 // 3999 whole lines of 900 clocks are busy: of pulses every 1,000,000 clocks only each fourth starts
-// a frame, of which 1028 lines bring rows. The clock has 36 MHz.
+// a frame, of which 1028 lines bring rows. The clock has 36 MHz. The first one starts a frame
+// before the link is aligned, which is not whole.
 TEST(ValueChangeDump, ShowsFramesAsOftenAsTheSensorStartsThemWhenPulsesComeFaster) {
     auto head = sim::aVirtualHead().withStateEvents().withQuietViolations().build();
     tcUser user;
@@ -219,28 +273,153 @@ TEST(ValueChangeDump, ShowsFramesAsOftenAsTheSensorStartsThemWhenPulsesComeFaste
     user.pulses.write(1, 1'000'000);
     head.clearLog();
     user.start();
+    const long long first = head.now().count() - 8'003'200;
     head.advance(std::chrono::milliseconds(300));
     user.port.writeRegister(0x10, 0);
     EXPECT_EQ(head.frames(), 2U);
     const auto states = head.lines(sim::teEventKind::state);
-    EXPECT_THAT(states, Contains("STATE PULSES 27777777 277 0"));
-    EXPECT_THAT(states, Contains("STATE FRAMES 111111111 25700000"));
-    const auto changes = changesOf(dumpOf(head.timedLines()), "FRAME-VALID");
-    ASSERT_GT(changes.size(), 1U); // it is low at first
-    const long long begin = std::stoll(changes[1]);
-    std::vector<std::string> sinceBegin;
-    for (std::size_t at = 1; at < changes.size(); ++at) {
-        sinceBegin.push_back(std::to_string(std::stoll(changes[at]) - begin) + " " +
-                             changes[at].back());
+    EXPECT_THAT(states, Contains("STATE PULSES 27777777 277 0 " + std::to_string(first)));
+    EXPECT_THAT(states,
+                Contains("STATE FRAMES 111111108 25700000 " + std::to_string(first + 138'888'885)));
+    const tsEdges edges = edgesOf(head);
+    ASSERT_GT(edges.pulses.size(), 9U);
+    EXPECT_EQ(edges.pulses[5], first + 138'888'885);
+    EXPECT_EQ(edges.pulses[9], first + 249'999'993);
+    EXPECT_THAT(edges.frames, ElementsAre(edges.pulses[5], edges.pulses[9]));
+    EXPECT_THAT(edges.ends,
+                ElementsAre(edges.frames[0] + 25'700'000, edges.frames[1] + 25'700'000));
+}
+
+// A head whose link is aligned, and which takes frames with every pulse.
+class FramePhase : public testing::Test {
+protected:
+    void SetUp() override {
+        m_user.powerUp();
+        m_user.configure();
+        ASSERT_EQ(m_user.bringUp(), 0);
+        m_head.clearLog();
+        m_user.start();
+        m_from = m_head.now() - std::chrono::nanoseconds(8'003'200);
     }
-    EXPECT_THAT(sinceBegin, ElementsAre("0 1", "25700000 0", "111111111 1", "136811111 0",
-                                        "222222222 1", "247922222 0"));
+    // Milliseconds since the first pulse.
+    void advanceTo(int milliseconds) {
+        m_head.advance(m_from + std::chrono::milliseconds(milliseconds) - m_head.now());
+    }
+    // The same, of edges [us].
+    [[nodiscard]] std::vector<long long> since(const std::vector<long long>& edges) const {
+        std::vector<long long> result;
+        for (const long long edge : edges) {
+            EXPECT_EQ((edge - m_from.count()) % 1000, 0);
+            result.push_back((edge - m_from.count()) / 1000);
+        }
+        return result;
+    }
+    sim::tcVirtualHead m_head = sim::aVirtualHead().withStateEvents().withQuietViolations().build();
+    tcUser m_user;
+    std::chrono::nanoseconds m_from{};
+};
+
+// The counter of the pulses goes on when the period is made longer, and the frame that arrives is
+// not cut.
+TEST_F(FramePhase, GoesOnWithALongerPeriod) {
+    advanceTo(210);
+    m_user.pulses.write(1, 5'400'000); // 150 ms
+    advanceTo(550);
+    EXPECT_EQ(m_head.frames(), 4U);
+    m_user.stop();
+    const tsEdges edges = edgesOf(m_head);
+    EXPECT_THAT(since(edges.pulses), ElementsAre(0, 100'000, 200'000, 350'000, 500'000, 650'000));
+    EXPECT_THAT(since(edges.frames), ElementsAre(100'000, 200'000, 350'000, 500'000));
+    EXPECT_THAT(since(edges.ends), ElementsAre(125'700, 225'700, 375'700, 525'700));
+}
+
+// 60 ms after a pulse a period of 50 ms is over: the next one comes at once. The sensor is still
+// busy with its frame of 99.975 ms, as it is half a frame later.
+TEST_F(FramePhase, BeginsAtOnceWithAPeriodThatIsOver) {
+    advanceTo(260);
+    m_user.pulses.write(1, 1'800'000); // 50 ms
+    advanceTo(490);
+    EXPECT_EQ(m_head.frames(), 4U); // of 100, 200, 310 and 410 ms
+    m_user.pulses.write(0, 0);
+    const tsEdges edges = edgesOf(m_head);
+    EXPECT_THAT(since(edges.pulses),
+                ElementsAre(0, 100'000, 200'000, 260'000, 310'000, 360'000, 410'000, 460'000));
+    EXPECT_THAT(since(edges.frames), ElementsAre(100'000, 200'000, 310'000, 410'000));
+    EXPECT_THAT(since(edges.ends), ElementsAre(125'700, 225'700, 335'700, 435'700));
+}
+
+// A frame of 8000 lines is on its way over two pulses; it is followed by the one at the third.
+TEST_F(FramePhase, WaitsForALongerFrame) {
+    advanceTo(210);
+    m_user.port.writeRegister(0x12, 8000);
+    advanceTo(530);
+    EXPECT_EQ(m_head.frames(), 3U);
+    m_user.pulses.write(0, 0);
+    EXPECT_THAT(since(edgesOf(m_head).frames), ElementsAre(100'000, 200'000, 400'000));
+}
+
+// So is one whose rows have all come.
+TEST_F(FramePhase, WaitsForAFrameThatIsMadeLongerBehindItsRows) {
+    advanceTo(240);
+    m_user.port.writeRegister(0x12, 8000);
+    advanceTo(530);
+    EXPECT_EQ(m_head.frames(), 3U);
+    m_user.pulses.write(0, 0);
+    EXPECT_THAT(since(edgesOf(m_head).frames), ElementsAre(100'000, 200'000, 400'000));
+}
+
+// One that is lost with the alignment keeps the sensor busy all the same: for 160 ms, from 100 ms
+// on.
+TEST_F(FramePhase, WaitsForAFrameThatIsLost) {
+    m_user.port.writeRegister(0x12, 6400);
+    advanceTo(120);
+    m_user.frameControl.write(11, 0); // aligned again 25 ms after this
+    m_user.frameControl.write(11, 0xFFF);
+    advanceTo(150);
+    m_user.pulses.write(1, 1'800'000); // 50 ms; 50 ms after the last pulse
+    advanceTo(340);
+    EXPECT_EQ(m_head.frames(), 1U);
+    m_user.pulses.write(0, 0);
+    const tsEdges edges = edgesOf(m_head);
+    EXPECT_THAT(since(edges.pulses), ElementsAre(0, 100'000, 150'000, 200'000, 250'000, 300'000));
+    EXPECT_THAT(since(edges.frames), ElementsAre(100'000, 300'000));
+    EXPECT_THAT(since(edges.ends), ElementsAre(120'000, 325'700));
+}
+
+// Polarity and length of the pulses do not move them.
+TEST_F(FramePhase, StaysWithAnotherPolarityAndLength) {
+    advanceTo(210);
+    m_user.pulses.write(2, 36'000); // 1 ms
+    advanceTo(250);
+    m_user.pulses.write(0, 0x8000'0001);
+    advanceTo(430);
+    EXPECT_EQ(m_head.frames(), 4U);
+    m_user.pulses.write(0, 1);
+    const tsEdges edges = edgesOf(m_head);
+    // High pulses until 250 ms, then the ends of low ones.
+    EXPECT_THAT(since(edges.pulses), ElementsAre(0, 100'000, 200'000, 250'000, 301'000, 401'000));
+    EXPECT_THAT(since(edges.frames), ElementsAre(100'000, 200'000, 300'000, 400'000));
+}
+
+// Pulses that stop and run again begin anew; the lanes are held, and align again 28 ms later.
+TEST_F(FramePhase, BeginsAnewWithPulsesThatRunAgain) {
+    advanceTo(210);
+    m_user.pulses.write(0, 0); // in the middle of the rows
+    advanceTo(250);
+    m_user.pulses.write(0, 0x8000'0000);
+    advanceTo(390);
+    EXPECT_EQ(m_head.frames(), 2U); // of 100 and 350 ms
+    m_user.pulses.write(0, 0);
+    const tsEdges edges = edgesOf(m_head);
+    EXPECT_THAT(since(edges.pulses), ElementsAre(0, 100'000, 200'000, 250'000, 350'000));
+    EXPECT_THAT(since(edges.frames), ElementsAre(100'000, 200'000, 350'000));
+    EXPECT_THAT(since(edges.ends), ElementsAre(125'700, 210'000, 375'700));
 }
 
 TEST(ValueChangeDump, RefusesWhatNoHeadWrites) {
     EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE VDD9 1 2"})),
                  std::runtime_error);
-    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE PULSES 50 10"})),
+    EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE PULSES 50 10 0"})),
                  std::runtime_error);
     EXPECT_THROW(static_cast<void>(dumpOf({"[    0.000000000] STATE NOISE 1"})),
                  std::runtime_error);
