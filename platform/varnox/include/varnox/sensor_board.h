@@ -63,7 +63,8 @@ public:
 
     /// Takes clients' writes to 0x3A000 (frame interval, us) and 0x3A004 (exposure, us) and
     /// publishes in the process's register file what the board then has. Status 0x8FFF when the
-    /// board refuses; a value above 2147483647 is refused without asking it.
+    /// board refuses; a value above 2147483647 is refused without asking it. Holds the board mutex
+    /// until the word is published.
     void update(tsUpdate& update) override;
 
     /// Makes the board's own command handlers. The host owns them from then on.
