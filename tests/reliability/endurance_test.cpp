@@ -10,6 +10,7 @@
 #include <optional>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -272,12 +273,15 @@ private:
     std::atomic<int> m_wrong{0};
 };
 
-/// Swallows what is printed, from any thread, and lets another thread have its turn: between what
-/// the driver works out and what it keeps, it prints.
+/// Swallows what is printed, from any thread, and lets another thread have its turn between the
+/// exposure that the driver works out and the one that it keeps: there it prints.
 class tcYielding : public std::streambuf {
 protected:
-    std::streamsize xsputn(const char*, std::streamsize count) override {
-        std::this_thread::yield();
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        if (std::string_view(text, static_cast<std::size_t>(count)).find("acc_fpos") !=
+            std::string_view::npos) {
+            std::this_thread::yield();
+        }
         return count;
     }
     int_type overflow(int_type character) override { return character; }
@@ -311,22 +315,47 @@ void expectConsistent(Varnox::tc3U5MGXSSensorBoard& board, const sim::tcVirtualH
 }
 
 TEST_F(Endurance, ThreadsThatUseOneBoardAtOnceLeaveItConsistent) {
-    constexpr int kBursts = kSanitized ? 6 : 40;
+    constexpr int kBursts = kSanitized ? 6 : 20;
     const tcTracedOutput still(std::cerr);
     sim::tcVirtualHead head = aQuietHead();
     Varnox::tc3U5MGXSSensorBoard board("/dev/spidev1.0");
     tcYielding yielding;
     std::streambuf* const before = std::cout.rdbuf(&yielding);
     ASSERT_EQ(board.initialize(), 0);
-    setPublishSpy([](std::uint32_t, std::uint32_t) { std::this_thread::yield(); });
     for (int burst = 0; burst < kBursts && !HasFailure(); ++burst) {
         EXPECT_EQ(tcTraffic(board).run(), 0);
         expectConsistent(board, head);
         EXPECT_EQ(tcTraffic(board).runTiming(), 0);
         expectConsistent(board, head);
     }
-    setPublishSpy({});
     std::cout.rdbuf(before);
+}
+
+/// Makes the first call, and the second from another thread at the worst of times: when the first
+/// is about to publish the exposure for the nth time. It may have to wait for the first.
+template<class First, class Second>
+void callBetween(int nth, const First& first, const Second& second) {
+    std::thread other;
+    std::atomic<bool> begun{false};
+    std::atomic<bool> done{false};
+    int published = 0;
+    setPublishSpy([&](std::uint32_t address, std::uint32_t) {
+        if (address != 0x3A004 || begun || ++published < nth) {
+            return;
+        }
+        begun = true; // what the other one publishes starts no third
+        other = std::thread([&] {
+            second();
+            done = true;
+        });
+        for (int turn = 0; turn < 10'000 && !done; ++turn) {
+            std::this_thread::yield();
+        }
+    });
+    first();
+    ASSERT_TRUE(other.joinable());
+    other.join();
+    setPublishSpy({});
 }
 
 TEST_F(Endurance, AWordThatAClientWroteIsNotPublishedOverANewerOne) {
@@ -336,33 +365,29 @@ TEST_F(Endurance, AWordThatAClientWroteIsNotPublishedOverANewerOne) {
     std::streambuf* const before = std::cout.rdbuf(nullptr);
     ASSERT_EQ(board.initialize(), 0);
     const tcClients clients(board);
-
-    // Another thread sets the exposure at the worst of times: what the first one asked for is in
-    // force, and it is about to tell.
-    std::thread other;
-    std::atomic<bool> done{false};
-    int published = 0;
-    setPublishSpy([&](std::uint32_t address, std::uint32_t) {
-        if (address != 0x3A004 || other.joinable() || ++published < 2) {
-            return;
-        }
-        other = std::thread([&] {
-            board.setExposure(7000);
-            done = true;
-        });
-        for (int turn = 0; turn < 10'000 && !done; ++turn) { // it may have to wait for the first
-            std::this_thread::yield();
-        }
-    });
-    EXPECT_TRUE(tcClients::write(0x3A004, 5000));
-    ASSERT_TRUE(other.joinable());
-    other.join();
-    setPublishSpy({});
+    // Once by the call, and once more by the register file's word.
+    callBetween(
+        2, [] { EXPECT_TRUE(tcClients::write(0x3A004, 5000)); }, [&] { board.setExposure(7000); });
     std::cout.rdbuf(before);
-
     const tcTracedOutput quiet(std::cout);
     EXPECT_EQ(board.getExposure(), 7000);
     EXPECT_EQ(tcClients::read(0x3A004), 7000U);
+}
+
+TEST_F(Endurance, AnExposureIsPublishedBeforeAnIntervalCutsIt) {
+    const tcTracedOutput still(std::cerr);
+    sim::tcVirtualHead head = aQuietHead();
+    Varnox::tc3U5MGXSSensorBoard board("/dev/spidev1.0");
+    std::streambuf* const before = std::cout.rdbuf(nullptr);
+    ASSERT_EQ(board.initialize(), 0);
+    callBetween(
+        1, [&] { EXPECT_EQ(board.setExposure(80'000), 0); },
+        [&] { board.setFrameInterval(56'000); });
+    std::cout.rdbuf(before);
+    const tcTracedOutput quiet(std::cout);
+    EXPECT_EQ(board.getFrameInterval(), 55'800);
+    EXPECT_LT(board.getExposure(), 55'800);
+    EXPECT_EQ(tcClients::read(0x3A004), static_cast<std::uint32_t>(board.getExposure()));
 }
 
 } // namespace
