@@ -671,7 +671,10 @@ std::string clamps(const std::optional<std::string>& printed) {
         rows += clamp(line);
     }
     const std::string none =
-        printed ? "none that the program told" : "the program's output was not kept";
+        printed
+            ? "none that the program told"
+            : "the program's output was not kept, for there was no pseudo-terminal: put it into "
+              "a pipe, virtual-head --report FILE ... | cat";
     return "<h2>Clamps</h2>\n<p>What was asked for, and what the program says that it got.</p>\n" +
            (rows.empty() ? "<p id=\"clamps\">" + none + "</p>\n"
                          : table("clamps", {"Setting", "Asked", "Applied", "Limited by"}, rows));

@@ -21,7 +21,7 @@ namespace sim {
 /// \param pictures of the run, in order; empty where none were asked for
 /// \param printed  what the program printed; its lines "NAME: asked A, applied B, limited by C
 /// (...)"
-///                 are the page's clamps. Empty: nobody kept it
+///                 are the page's clamps. Empty: nobody kept it, and the page says how to
 /// \return HTML
 /// \throws std::runtime_error for a line that no head writes
 [[nodiscard]] std::string report(const std::vector<tsTraceLine>& trace,

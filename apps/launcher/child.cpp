@@ -143,7 +143,7 @@ int startProgram(const std::vector<std::string>& program, const fs::path& folder
     s_child = child;
     leaveSignalsToChild();
     if (output != nullptr) {
-        output->begin();
+        output->begin(child);
     }
     close(channel[1]);
     int error = 0;

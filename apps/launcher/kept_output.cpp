@@ -2,11 +2,14 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <stdexcept>
 #include <string_view>
+#include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -18,7 +21,12 @@ constexpr int kQuietMs = 100; // nothing more comes from a program that has ende
 bool writeAll(std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
+        // A program that does not wait for its keys makes its terminal's other ends not wait
+        // either.
+        if (written < 0 && errno == EAGAIN) {
+            pollfd room{STDOUT_FILENO, POLLOUT, 0};
+            poll(&room, 1, kQuietMs);
+        } else if (written < 0 && errno != EINTR) {
             return false;
         }
         text.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
@@ -26,12 +34,60 @@ bool writeAll(std::string_view text) {
     return true;
 }
 
+void copySize(int terminal) {
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+        ioctl(terminal, TIOCSWINSZ, &size);
+    }
+}
+
+volatile std::sig_atomic_t s_terminal = -1;
+volatile std::sig_atomic_t s_program = 0;
+
+// The real terminal has told the program as well, but perhaps before its own had the new size.
+void followSize(int number) {
+    const int error = errno;
+    copySize(s_terminal);
+    kill(static_cast<pid_t>(s_program), number);
+    errno = error;
+}
+
 } // namespace
 
-tcKeptOutput::tcKeptOutput() {
+tcKeptOutput::tcKeptOutput() : m_terminal(isatty(STDOUT_FILENO) == 1) {
+    if (m_terminal) {
+        openTerminal();
+    } else {
+        openPipe();
+    }
+}
+
+void tcKeptOutput::openPipe() {
     if (pipe2(m_ends.data(), O_CLOEXEC) != 0) {
         throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
     }
+}
+
+void tcKeptOutput::openTerminal() {
+    m_ends[kRead] = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    std::array<char, 64> name{};
+    if (m_ends[kRead] >= 0 && grantpt(m_ends[kRead]) == 0 && unlockpt(m_ends[kRead]) == 0 &&
+        ptsname_r(m_ends[kRead], name.data(), name.size()) == 0) {
+        m_ends[kWrite] = open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    }
+    if (m_ends[kWrite] < 0) {
+        const std::string why = std::strerror(errno);
+        closeEnd(kRead);
+        throw std::runtime_error("no pseudo-terminal: " + why);
+    }
+    // As the real one, but for what that does to the output itself.
+    termios modes{};
+    if (tcgetattr(STDOUT_FILENO, &modes) == 0) {
+        modes.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+        modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(m_ends[kWrite], TCSANOW, &modes);
+    }
+    copySize(m_ends[kRead]);
 }
 
 tcKeptOutput::~tcKeptOutput() {
@@ -52,10 +108,21 @@ void tcKeptOutput::closeEnd(std::size_t end) {
 
 void tcKeptOutput::take() const {
     dup2(m_ends[kWrite], STDOUT_FILENO);
+    if (m_terminal && isatty(STDERR_FILENO) == 1) {
+        dup2(m_ends[kWrite], STDERR_FILENO);
+    }
 }
 
-void tcKeptOutput::begin() {
+void tcKeptOutput::begin(pid_t program) {
     std::signal(SIGPIPE, SIG_IGN);
+    if (m_terminal) {
+        s_terminal = m_ends[kRead];
+        s_program = program;
+        struct sigaction action {};
+        action.sa_handler = followSize;
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGWINCH, &action, nullptr);
+    }
     closeEnd(kWrite);
     m_thread = std::thread([this] { passOn(); });
 }
@@ -87,10 +154,12 @@ void tcKeptOutput::passOn() {
             break;
         }
     }
+    std::signal(SIGWINCH, SIG_DFL);
     closeEnd(kRead); // whoever still writes learns that nobody reads
 }
 
 std::string tcKeptOutput::finish() {
+    std::signal(SIGWINCH, SIG_DFL); // the program's number may soon be somebody else's
     m_ended = true;
     if (m_thread.joinable()) {
         m_thread.join();

@@ -187,6 +187,15 @@ bool wantsTrace(const tsArguments& arguments) {
     return !arguments.vcd.empty() || !arguments.report.empty();
 }
 
+// A run is worth more than its page's clamps: without a pseudo-terminal the page says so.
+void keep(std::optional<tcKeptOutput>& output) {
+    try {
+        output.emplace();
+    } catch (const std::runtime_error&) {
+        output.reset();
+    }
+}
+
 int run(const tsArguments& arguments) {
     std::vector<sim::tsReplacedFile> replaced;
     if (!arguments.scenario.empty()) {
@@ -227,10 +236,9 @@ int run(const tsArguments& arguments) {
                           absolute(arguments.replay),
                           (temporary.path() / "played").string(),
                           arguments.hardware};
-    // A program at a terminal keeps it.
     std::optional<tcKeptOutput> output;
-    if (!arguments.report.empty() && isatty(STDOUT_FILENO) == 0) {
-        output.emplace();
+    if (!arguments.report.empty()) {
+        keep(output);
     }
     pid_t child = 0;
     const int error = startProgram(resolved(arguments.program), folder, orders,

@@ -168,6 +168,28 @@ TEST(ReportedStages, OfARunInWhichNothingHappenedAreNotDrawn) {
     EXPECT_THAT(sim::report({}), HasSubstr("<td>never</td><td>reset released</td><td></td>"));
 }
 
+TEST(ReportedClamps, AreThoseOfThePrintedLines) {
+    const std::string printed = "interval: asked 1000 us, applied 900 us, limited by the shortest "
+                                "interval of 27100 us (result 0: success)\n"
+                                "exposure: asked 20000 us, applied 20000 us (result 0: success)\n"
+                                "x: asked <1>, applied 2 & 3, limited by 4 (result 5";
+    EXPECT_THAT(
+        sim::report({}, {}, printed),
+        HasSubstr("<table id=\"clamps\">\n<tr><th>Setting</th><th>Asked</th><th>Applied</th>"
+                  "<th>Limited by</th></tr>\n<tr><td>interval</td><td>1000 us</td><td>900 "
+                  "us</td><td>the shortest interval of 27100 us</td></tr>\n<tr><td>x</td>"
+                  "<td>&lt;1&gt;</td><td>2 &amp; 3</td><td>4</td></tr>\n</table>"));
+}
+
+TEST(ReportedClamps, AreMissedWithTheReason) {
+    EXPECT_THAT(sim::report({}, {}, "all is well\n"),
+                HasSubstr("<p id=\"clamps\">none that the program told</p>"));
+    EXPECT_THAT(sim::report({}),
+                HasSubstr("<p id=\"clamps\">the program's output was not kept, for there was no "
+                          "pseudo-terminal: put it into a pipe, virtual-head --report FILE ... | "
+                          "cat</p>"));
+}
+
 sim::tsThumbnail aThumbnail(const std::string& bytes) {
     sim::tsThumbnail small;
     small.width = 2;
