@@ -14,13 +14,16 @@ namespace {
 constexpr unsigned kLanes = 12;
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 constexpr std::uint64_t kI2cBitNs = 10'000;
-constexpr std::uint64_t kI2cDataNs = 1'000;    // into the bit: data changes
-constexpr std::uint64_t kI2cClockNs = 3'000;   // the clock rises
-constexpr std::uint64_t kI2cFallNs = 6'000;    // and falls
-constexpr std::uint64_t kI2cPrepareNs = 7'000; // before a stop, data takes its level
-constexpr std::uint64_t kI2cIdleNs = 8'000;    // the clock goes high for good
-constexpr std::uint64_t kI2cStopNs = 9'000;    // data rises: the bus is free
-constexpr std::uint64_t kI2cStartNs = 500;     // after data, the clock falls: a start
+constexpr std::uint64_t kI2cUnits = 20;     // of a bit, in which its edges lie:
+constexpr std::uint64_t kI2cStart = 1;      // after data, the clock falls: a start
+constexpr std::uint64_t kI2cData = 2;       // data changes
+constexpr std::uint64_t kI2cClock = 6;      // the clock rises
+constexpr std::uint64_t kI2cFall = 12;      // and falls
+constexpr std::uint64_t kI2cPrepare = 14;   // before a stop, data takes its level
+constexpr std::uint64_t kI2cIdle = 16;      // the clock goes high for good
+constexpr std::uint64_t kI2cStop = 18;      // data rises: the bus is free
+constexpr std::uint64_t kShortestBitNs = 8; // its quarters and eighths are whole
+constexpr std::uint64_t kForEver = ~std::uint64_t{0};
 constexpr std::uint64_t kRampSteps = 20;
 constexpr std::uint64_t kFastestPulsesNs = 10'000;
 
@@ -60,6 +63,24 @@ tsTrain framesOf(const tsTraceLine& line) {
     return {numberFrom(line.words[2]), numberFrom(line.words[3]), numberFrom(line.words[4])};
 }
 
+// Bits in a row on a wire.
+struct tsBits {
+    std::uint64_t startNs = 0;
+    std::uint64_t spanNs = 0; // what all of them take
+    std::uint64_t count = 0;
+    [[nodiscard]] std::uint64_t timeNs(std::uint64_t unit, std::uint64_t unitsPerBit) const {
+        return startNs + unit * spanNs / (count * unitsPerBit);
+    }
+};
+
+// Bits that take their nominal time, or what is left of it until something else happens on the
+// wire; but no less than can be drawn.
+tsBits fitted(std::uint64_t startNs, std::uint64_t untilNs, std::uint64_t count,
+              std::uint64_t nominalNs, std::uint64_t shortestNs) {
+    const std::uint64_t leftNs = untilNs > startNs ? untilNs - startNs : 0;
+    return {startNs, std::max(std::min(leftNs, nominalNs), count * shortestNs), count};
+}
+
 class tcDump {
 public:
     tcDump();
@@ -80,10 +101,11 @@ private:
     void addTransfer(const tsTraceLine& line);
     void setWire(const tsTraceLine& line);
     void select(std::uint64_t timeNs, bool selected);
+    void drawTransfer(std::uint64_t untilNs);
     void clockOutBit(std::uint64_t startNs, std::uint64_t endNs, bool high);
     void addI2c(const tsTraceLine& line);
-    void i2cByte(std::uint64_t& bitNs, unsigned byte, bool acknowledged);
-    void i2cEnd(bool stop);
+    void drawI2c(std::uint64_t untilNs);
+    void i2cEnd(bool stop, std::uint64_t timeNs);
     void train(tsTrain& train, std::size_t wire, tsTrain next, std::uint64_t timeNs);
     void drawTrain(const tsTrain& train, std::size_t wire, std::uint64_t untilNs,
                    std::uint64_t lastNs);
@@ -98,8 +120,15 @@ private:
     unsigned m_bits = 8;
     std::uint64_t m_hertz = 1'000'000;
     std::uint64_t m_spiEndNs = 0; // of the last bit
-    // I2C
-    std::uint64_t m_i2cEndNs = 0; // of the last transfer; 0: none is open
+    std::uint64_t m_spiBitNs = 0; // how long it takes
+    // A transfer is drawn when it is known how long it may take: with the next event on its wires.
+    std::uint64_t m_spiFromNs = 0;
+    std::vector<bool> m_spiBits;
+    // I2C, in the same way: bytes with their acknowledgements
+    std::uint64_t m_i2cFromNs = 0;
+    std::vector<bool> m_i2cBits; // of the open transfer
+    tsBits m_i2cDrawn;
+    std::uint64_t m_i2cEndNs = 0;
     tsTrain m_pulses;
     tsTrain m_frames;
 };
@@ -210,7 +239,7 @@ void tcDump::addState(const tsTraceLine& line) {
         return; // no wire
     }
     if (name == "I2C-STOP") {
-        i2cEnd(true);
+        i2cEnd(true, line.timeNs);
     } else if (name == "I2C") {
         addI2c(line);
     } else if (!hasValue) {
@@ -273,6 +302,7 @@ void tcDump::setWire(const tsTraceLine& line) {
         throw std::runtime_error("\"" + line.text + "\": expected mode, bits and clock");
     }
     const std::uint64_t bits = numberFrom(line.words[3]);
+    drawTransfer(line.timeNs);
     m_mode = static_cast<unsigned>(numberFrom(line.words[2]) & 0xFF);
     m_hertz = numberFrom(line.words[4]);
     if (bits == 0 || bits > longestWord || m_hertz == 0) {
@@ -283,12 +313,13 @@ void tcDump::setWire(const tsTraceLine& line) {
 }
 
 void tcDump::select(std::uint64_t timeNs, bool selected) {
+    drawTransfer(timeNs);
     if ((m_mode & kModeNoSelect) != 0) {
         return;
     }
-    std::uint64_t at = timeNs;
-    if (!selected && m_spiEndNs == timeNs) {
-        at -= kNsPerSecond / m_hertz / 8;
+    std::uint64_t at = std::max(timeNs, m_spiEndNs);
+    if (!selected && m_spiEndNs == at) {
+        at -= m_spiBitNs / 8;
     }
     level(wire("SPI-CS"), at, selected == ((m_mode & kModeSelectHigh) != 0));
 }
@@ -306,33 +337,36 @@ void tcDump::clockOutBit(std::uint64_t startNs, std::uint64_t endNs, bool high) 
 // "SPI 0F B9 04 36": bytes in the order of the device's buffer. Words are numbers with the lowest
 // byte first, as both targets keep them.
 void tcDump::addTransfer(const tsTraceLine& line) {
+    drawTransfer(line.timeNs);
     const std::size_t wordBytes = m_bits <= 8 ? 1 : (m_bits <= 16 ? 2 : 4);
     const std::size_t words = (line.words.size() - 1) / wordBytes;
-    std::uint64_t bit = 0;
-    const auto timeOf = [&](std::uint64_t number) {
-        return line.timeNs + number * kNsPerSecond / m_hertz;
-    };
     for (std::size_t word = 0; word < words; ++word) {
         std::uint64_t value = 0;
         for (std::size_t byte = 0; byte < wordBytes; ++byte) {
             value |= numberFrom(line.words[1 + word * wordBytes + byte], 16) << (8 * byte);
         }
-        for (unsigned at = 0; at < m_bits; ++at, ++bit) {
+        for (unsigned at = 0; at < m_bits; ++at) {
             const unsigned place = (m_mode & kModeLsbFirst) != 0 ? at : m_bits - 1 - at;
-            clockOutBit(timeOf(bit), timeOf(bit + 1), (value >> place & 1) != 0);
+            m_spiBits.push_back((value >> place & 1) != 0);
         }
     }
-    m_spiEndNs = timeOf(bit);
+    m_spiFromNs = std::max(line.timeNs, m_spiEndNs);
 }
 
-void tcDump::i2cByte(std::uint64_t& bitNs, unsigned byte, bool acknowledged) {
-    constexpr int bits = 9; // and the acknowledgement
-    const unsigned wide = byte << 1 | (acknowledged ? 0U : 1U);
-    for (int at = bits - 1; at >= 0; --at, bitNs += kI2cBitNs) {
-        level(wire("I2C-SDA"), bitNs + kI2cDataNs, (wide >> at & 1) != 0);
-        level(wire("I2C-SCL"), bitNs + kI2cClockNs, true);
-        level(wire("I2C-SCL"), bitNs + kI2cFallNs, false);
+// The transfer that waits, if one does. \param untilNs when something else happens on the wires
+void tcDump::drawTransfer(std::uint64_t untilNs) {
+    if (m_spiBits.empty()) {
+        return;
     }
+    const std::uint64_t count = m_spiBits.size();
+    const tsBits bits = fitted(m_spiFromNs, untilNs, count, count * kNsPerSecond / m_hertz,
+                               std::min(kShortestBitNs, kNsPerSecond / m_hertz));
+    for (std::uint64_t bit = 0; bit < count; ++bit) {
+        clockOutBit(bits.timeNs(bit, 1), bits.timeNs(bit + 1, 1), m_spiBits[bit]);
+    }
+    m_spiEndNs = bits.timeNs(count, 1);
+    m_spiBitNs = bits.spanNs / count;
+    m_spiBits.clear();
 }
 
 // "STATE I2C 0x49 R ack 07 AE", "STATE I2C 0x49 W nack"
@@ -341,35 +375,50 @@ void tcDump::addI2c(const tsTraceLine& line) {
     if (line.words.size() < firstByte) {
         throw std::runtime_error("\"" + line.text + "\": expected address, direction and answer");
     }
-    if (m_i2cEndNs != 0) {
-        i2cEnd(false);
-    }
+    i2cEnd(false, line.timeNs);
+    const auto add = [this](std::uint64_t byte, bool acknowledged) {
+        for (int at = 7; at >= 0; --at) {
+            m_i2cBits.push_back((byte >> at & 1) != 0);
+        }
+        m_i2cBits.push_back(!acknowledged);
+    };
     const bool reads = line.words[3] == "R";
-    const bool answered = line.words[4] == "ack";
-    std::uint64_t bitNs = line.timeNs;
-    level(wire("I2C-SDA"), bitNs, false);
-    level(wire("I2C-SCL"), bitNs + kI2cStartNs, false);
-    const auto address = static_cast<unsigned>(numberFrom(line.words[2]) & 0x7F);
-    i2cByte(bitNs, address << 1 | (reads ? 1U : 0U), answered);
+    add((numberFrom(line.words[2]) & 0x7F) << 1 | (reads ? 1U : 0U), line.words[4] == "ack");
     for (std::size_t at = firstByte; at < line.words.size(); ++at) {
         // The reader does not acknowledge the last byte, so that the chip lets go of the bus.
         const bool last = at + 1 == line.words.size();
-        i2cByte(bitNs, static_cast<unsigned>(numberFrom(line.words[at], 16) & 0xFF),
-                !(reads && last));
+        add(numberFrom(line.words[at], 16), !(reads && last));
     }
-    m_i2cEndNs = bitNs;
+    m_i2cFromNs = std::max(line.timeNs, m_i2cEndNs);
+}
+
+void tcDump::drawI2c(std::uint64_t untilNs) {
+    const std::uint64_t count = m_i2cBits.size();
+    m_i2cDrawn = fitted(m_i2cFromNs, untilNs, count, count * kI2cBitNs, kI2cUnits);
+    const auto at = [this](std::uint64_t bit, std::uint64_t unit) {
+        return m_i2cDrawn.timeNs(bit * kI2cUnits + unit, kI2cUnits);
+    };
+    level(wire("I2C-SDA"), m_i2cFromNs, false);
+    level(wire("I2C-SCL"), at(0, kI2cStart), false);
+    for (std::uint64_t bit = 0; bit < count; ++bit) {
+        level(wire("I2C-SDA"), at(bit, kI2cData), m_i2cBits[bit]);
+        level(wire("I2C-SCL"), at(bit, kI2cClock), true);
+        level(wire("I2C-SCL"), at(bit, kI2cFall), false);
+    }
+    m_i2cEndNs = at(count, 0);
 }
 
 // The last bit's rest holds a stop, or makes way for another start.
-void tcDump::i2cEnd(bool stop) {
-    if (m_i2cEndNs == 0) {
+void tcDump::i2cEnd(bool stop, std::uint64_t timeNs) {
+    if (m_i2cBits.empty()) {
         return;
     }
-    const std::uint64_t lastNs = m_i2cEndNs - kI2cBitNs;
-    level(wire("I2C-SDA"), lastNs + kI2cPrepareNs, !stop);
-    level(wire("I2C-SCL"), lastNs + kI2cIdleNs, true);
-    level(wire("I2C-SDA"), lastNs + kI2cStopNs, true);
-    m_i2cEndNs = 0;
+    drawI2c(timeNs);
+    const std::uint64_t last = (m_i2cBits.size() - 1) * kI2cUnits;
+    level(wire("I2C-SDA"), m_i2cDrawn.timeNs(last + kI2cPrepare, kI2cUnits), !stop);
+    level(wire("I2C-SCL"), m_i2cDrawn.timeNs(last + kI2cIdle, kI2cUnits), true);
+    level(wire("I2C-SDA"), m_i2cDrawn.timeNs(last + kI2cStop, kI2cUnits), true);
+    m_i2cBits.clear();
 }
 
 // One train ends, and the next one begins. A pulse that is on its way when only period or length
@@ -421,6 +470,10 @@ std::string valueText(const tsWire& wire, std::size_t number, const std::string&
 }
 
 std::string tcDump::text(std::uint64_t endNs) {
+    drawTransfer(kForEver);
+    if (!m_i2cBits.empty()) {
+        drawI2c(kForEver); // nothing ended it
+    }
     train(m_pulses, wire("FRAME-START"), {0, 0, 0, m_pulses.low}, endNs);
     train(m_frames, wire("FRAME-VALID"), {}, endNs);
     std::string result = "$comment a run of the virtual camera head $end\n$timescale 1 ns $end\n"

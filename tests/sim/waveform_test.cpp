@@ -142,6 +142,56 @@ TEST(ValueChangeDump, ShowsClockPolarityPhaseAndBitOrder) {
                             "3750 1", "4250 0", "4750 1"));
 }
 
+// In real time a message may be over before its bits would be: 100 ns instead of 1 us are left.
+TEST(ValueChangeDump, DrawsATransferFasterThatIsOverEarly) {
+    const std::string dump = dumpOf(
+        {"[    0.000001000] STATE SPI-WIRE 0 8 1000000", "[    0.000001000] STATE SPI-SELECT 1",
+         "[    0.000001000] SPI A1", "[    0.000001800] STATE SPI-SELECT 0"});
+    EXPECT_THAT(changesOf(dump, "SPI-CS"), ElementsAre("0 1", "1000 0", "1788 1"));
+    EXPECT_THAT(changesOf(dump, "SPI-MOSI"),
+                ElementsAre("0 0", "1000 1", "1100 0", "1200 1", "1300 0", "1700 1"));
+    EXPECT_THAT(changesOf(dump, "SPI-CLK"),
+                ElementsAre("0 0", "1025 1", "1075 0", "1125 1", "1175 0", "1225 1", "1275 0",
+                            "1325 1", "1375 0", "1425 1", "1475 0", "1525 1", "1575 0", "1625 1",
+                            "1675 0", "1725 1", "1775 0"));
+}
+
+// Faster than 8 ns a bit cannot be drawn: what follows waits for the end.
+TEST(ValueChangeDump, LetsTheWireWaitForATransferThatTookNoTime) {
+    const std::string dump =
+        dumpOf({"[    0.000001000] STATE SPI-WIRE 0 4 1000000",
+                "[    0.000001000] STATE SPI-SELECT 1", "[    0.000001000] SPI 01",
+                "[    0.000001010] SPI 08", "[    0.000001010] STATE SPI-SELECT 0",
+                "[    0.000001020] STATE SPI-SELECT 1", "[    0.000005000] STATE SPI-SELECT 0"});
+    EXPECT_THAT(changesOf(dump, "SPI-CS"),
+                ElementsAre("0 1", "1000 0", "1063 1", "1064 0", "5000 1"));
+    EXPECT_THAT(changesOf(dump, "SPI-MOSI"), ElementsAre("0 0", "1024 1", "1040 0"));
+    EXPECT_THAT(changesOf(dump, "SPI-CLK"),
+                ElementsAre("0 0", "1002 1", "1006 0", "1010 1", "1014 0", "1018 1", "1022 0",
+                            "1026 1", "1030 0", "1034 1", "1038 0", "1042 1", "1046 0", "1050 1",
+                            "1054 0", "1058 1", "1062 0"));
+}
+
+// The same as the next, in a hundredth of its time.
+TEST(ValueChangeDump, DrawsAMonitorFasterThatIsDoneEarly) {
+    const std::string dump =
+        dumpOf({"[    0.000000000] STATE I2C 0x49 W nack", "[    0.000000900] STATE I2C-STOP"});
+    EXPECT_THAT(changesOf(dump, "I2C-SDA"),
+                ElementsAre("0 1", "1 0", "10 1", "110 0", "310 1", "410 0", "610 1", "710 0",
+                            "810 1", "870 0", "890 1"));
+}
+
+// Two addresses that are answered at once, and another start between them: 20 ns a bit.
+TEST(ValueChangeDump, LetsTheBusWaitForATransactionThatTookNoTime) {
+    const std::string dump =
+        dumpOf({"[    0.000001000] STATE I2C 0x00 W ack", "[    0.000001000] STATE I2C 0x00 W ack",
+                "[    0.000001000] STATE I2C-STOP"});
+    EXPECT_THAT(changesOf(dump, "I2C-SDA"),
+                ElementsAre("0 1", "1000 0", "1174 1", "1180 0", "1358 1"));
+    EXPECT_THAT(changesOf(dump, "I2C-SCL").front(), "0 1");
+    EXPECT_THAT(changesOf(dump, "I2C-SCL").back(), "1356 1");
+}
+
 TEST(ValueChangeDump, ShowsAMonitorThatDoesNotAnswer) {
     const std::string dump =
         dumpOf({"[    0.000000000] STATE I2C 0x49 W nack", "[    0.000090000] STATE I2C-STOP"});

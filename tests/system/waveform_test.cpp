@@ -91,8 +91,11 @@ protected:
     std::filesystem::path m_log = m_folder.path() / "log";
 };
 
-TEST_F(Waveform, AnAnalyzerReadsBackEveryByteOfAnInitialization) {
-    initialize();
+// In virtual time a message takes its time on the wire; in real time it is over when it is over.
+class WaveformInTime : public Waveform, public testing::WithParamInterface<const char*> {};
+
+TEST_P(WaveformInTime, AnAnalyzerReadsBackEveryByteOfAnInitialization) {
+    initialize(GetParam());
     const auto sent = transfersIn(contentOf(m_log));
     ASSERT_THAT(sent, SizeIs(testing::Gt(80U)));
     EXPECT_THAT(sent.front(), ElementsAre(0x00, 0x00, 0x00, 0x04));
@@ -101,15 +104,15 @@ TEST_F(Waveform, AnAnalyzerReadsBackEveryByteOfAnInitialization) {
     EXPECT_EQ(wordsAsBytes(annotations), sent);
 }
 
-TEST_F(Waveform, AnAnalyzerSeesOneChipSelectAMessage) {
-    initialize();
+TEST_P(WaveformInTime, AnAnalyzerSeesOneChipSelectAMessage) {
+    initialize(GetParam());
     const std::string transfers =
         decoded(m_dump, "spi:clk=SPI-CLK:mosi=SPI-MOSI:cs=SPI-CS:wordsize=32", "spi=mosi-transfer");
     EXPECT_EQ(linesOf(transfers).size(), transfersIn(contentOf(m_log)).size());
 }
 
-TEST_F(Waveform, AnAnalyzerReadsTheMonitorsConversions) {
-    initialize();
+TEST_P(WaveformInTime, AnAnalyzerReadsTheMonitorsConversions) {
+    initialize(GetParam());
     const std::string text = decoded(m_dump, "i2c:scl=I2C-SCL:sda=I2C-SDA",
                                      "i2c=address-read:address-write:data-read:data-write:start:"
                                      "repeat-start:stop:ack:nack");
@@ -120,6 +123,9 @@ TEST_F(Waveform, AnAnalyzerReadsTheMonitorsConversions) {
                                  conversion("8C", "07", "AE") + conversion("CC", "0A", "8F") +
                                  conversion("AC", "0A", "8F"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Virtual, WaveformInTime, testing::Values("--time virtual"));
+INSTANTIATE_TEST_SUITE_P(Real, WaveformInTime, testing::Values("--time real"));
 
 // Levels of a wire of one bit: "TIME LEVEL", in nanoseconds.
 std::vector<std::string> levelsOf(const std::string& dump, const std::string& wire) {
