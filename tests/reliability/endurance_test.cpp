@@ -209,6 +209,7 @@ private:
     int run(const std::vector<tcTurn>& turns) {
         std::barrier start(static_cast<std::ptrdiff_t>(turns.size()));
         std::vector<std::thread> threads;
+        threads.reserve(turns.size());
         for (const tcTurn turn : turns) {
             threads.emplace_back([this, turn, &start] {
                 start.arrive_and_wait();
