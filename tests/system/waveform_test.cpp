@@ -173,6 +173,47 @@ TEST_F(Waveform, IsDrawnAsAPicture) {
         << "docs/power-up.svg is out of date; make it anew as docs/waveforms.md says";
 }
 
+// Every scope and every wire, in their order.
+std::vector<std::string> wiresOf(const std::string& dump) {
+    std::vector<std::string> wires;
+    for (const std::string& line : linesOf(dump)) {
+        std::istringstream words(line);
+        std::string what;
+        std::string type;
+        std::string bits;
+        std::string code;
+        std::string name;
+        words >> what >> type >> bits;
+        if (what == "$scope") {
+            wires.push_back("scope " + bits);
+        } else if (what == "$var" && words >> code >> name) {
+            wires.push_back(type + " " + bits + " " + name);
+        }
+    }
+    return wires;
+}
+
+// GTKWave's own readers and writers: a dump that it opens is the same after the way there and back.
+TEST_F(Waveform, StaysWhatItIsInTheFormatOfGtkWave) {
+    initialize();
+    const std::filesystem::path fast = m_folder.path() / "run.fst";
+    const std::filesystem::path back = m_folder.path() / "back.vcd";
+    tsOutcome result = runCommand("vcd2fst " + m_dump.string() + " " + fast.string());
+    ASSERT_EQ(result.status, 0) << result.output;
+    result = runCommand("fst2vcd -o " + back.string() + " " + fast.string());
+    ASSERT_EQ(result.status, 0) << result.output;
+    const std::string before = contentOf(m_dump);
+    const std::string after = contentOf(back);
+    EXPECT_THAT(wiresOf(before), SizeIs(75 + 8)); // with the scopes
+    EXPECT_EQ(wiresOf(after), wiresOf(before));
+    EXPECT_THAT(levelsOf(after, "RESET_B"), ElementsAre("0 0", "301181000 1"));
+    EXPECT_THAT(levelsOf(after, "ALIGNED"), ElementsAre("0 0", "374272200 1", "389272200 0"));
+    EXPECT_EQ(levelsOf(after, "FRAME-START"), levelsOf(before, "FRAME-START"));
+    EXPECT_THAT(levelsOf(after, "SPI-CLK"), SizeIs(testing::Gt(5000U)));
+    EXPECT_EQ(levelsOf(after, "SPI-CLK"), levelsOf(before, "SPI-CLK"));
+    EXPECT_EQ(levelsOf(after, "I2C-SDA"), levelsOf(before, "I2C-SDA"));
+}
+
 TEST_F(Waveform, SaysWhatCannotBeWrittenOrDrawn) {
     tsOutcome result = runOnHead("--vcd /no/such/folder/run.vcd", "true");
     EXPECT_EQ(result.status, 2);
