@@ -239,6 +239,23 @@ TEST_F(Launcher, SaysWhenEachPictureWasTaken) {
     EXPECT_NEAR(pulses[4] - pulses[3], 0.1, 1e-9);
 }
 
+// The second program has files of its own. Only it captures.
+TEST_F(Launcher, WritesTheSecondProgramsWavesAndReportBesideTheFirstOnes) {
+    const tsResult result = launch("--vcd run.vcd --report run.html -- sh -c '" + kProgram +
+                                   " bring-up; " + kProgram + " capture'");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(pulsesIn(contentOf(m_folder / "work/run.vcd")), testing::SizeIs(1));
+    // One to train the link, and five for 458 ms of capture.
+    EXPECT_THAT(pulsesIn(contentOf(m_folder / "work/run.vcd.2")), testing::SizeIs(6));
+    EXPECT_THAT(contentOf(m_folder / "work/run.html"),
+                HasSubstr("<td>never</td><td>frames arrive</td>"));
+    const std::string second = contentOf(m_folder / "work/run.html.2");
+    EXPECT_THAT(second, HasSubstr("<td>frames arrive</td>"));
+    EXPECT_THAT(second, testing::Not(HasSubstr("<td>never</td>")));
+    EXPECT_FALSE(fs::exists(m_folder / "work/run.vcd.3"));
+    EXPECT_FALSE(fs::exists(m_folder / "work/run.html.3"));
+}
+
 TEST_F(Launcher, WritesNoMorePicturesThanAsked) {
     const tsResult result = launch("--frames . --max-frames 2 -- " + kProgram + " capture");
     EXPECT_THAT(result.err, HasSubstr("  pictures: 2 of 3 delivered\n"));
