@@ -59,7 +59,7 @@ std::string fpgaFields(std::uint32_t address, const tsRegisterChange& change) {
         if (word < block.elements) {
             return numbered(block.element, word, described(block.fields, 0, change));
         }
-        if (const std::string text = described(block.fields, word, change); !text.empty()) {
+        if (std::string text = described(block.fields, word, change); !text.empty()) {
             return text;
         }
     }

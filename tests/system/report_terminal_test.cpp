@@ -59,7 +59,7 @@ public:
             }
         }
         const std::size_t end = m_got.find(text) + text.size();
-        const std::string result = m_got.substr(0, end);
+        std::string result = m_got.substr(0, end);
         m_got.erase(0, end);
         return result;
     }

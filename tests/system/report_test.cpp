@@ -330,8 +330,8 @@ TEST_F(RunReport, ShowsAHealthyRunAsItsLogHasItAndNamesItsFields) {
              "FPGA|0xFF210000|enable 0 to 1, pairs_flip 1, hdr_update 0|0x00000002|0x80000002|",
              "FPGA|0xFF210020|resolution_h 2056, resolution_w 2592|0x08080A20|0x08080A20|",
              "FPGA|0xFF210018|roi_res_cnt_h 1028, roi_res_cnt_w 432|0x040401B0|0x040401B0|",
-             "FPGA|0xFF210028|dpa_reset 4095 to 0, dpa_fifo_reset 0 to "
-             "4095|0x00000FFF|0x00FFF000|",
+             ("FPGA|0xFF210028|dpa_reset 4095 to 0, dpa_fifo_reset 0 to "
+              "4095|0x00000FFF|0x00FFF000|"),
              "FPGA|0xFF21002C|dpa_hold 0 to 4095|0x00000000|0x00000FFF|",
              "FPGA|0xFF211000|enable 0 to 1, invert 1|0x00000001|0x80000001|",
              "FPGA|0xFF211004|period 1200000 to 3596400|0x00124F80|0x0036E070|",
@@ -340,8 +340,8 @@ TEST_F(RunReport, ShowsAHealthyRunAsItsLogHasItAndNamesItsFields) {
              "FPGA|0xFF213000|pixel 0: y 0 to 200, x 0 to 100|0x00000000|0x00C80064|",
              "FPGA|0xFF213008|pixel 2: y 0 to 2055, x 0 to 2591|0x00000000|0x08070A1F|",
              "FPGA|0xFF215000|reset 1 to 0, color 0, apply_map 0, run 0|0x80000000|0x00000000|",
-             "FPGA|0xFF21500C|roi_height 0 to 2056, roi_width 0 to "
-             "2592|0x00000000|0x08080A20|",
+             ("FPGA|0xFF21500C|roi_height 0 to 2056, roi_width 0 to "
+              "2592|0x00000000|0x08080A20|"),
              "FPGA|0xFF215010|entries 0 to 3|0x00000000|0x00000003|",
              "FPGA|0xFF215014|buffer 0 to 301989888|0x00000000|0x12000000|",
              "FPGA|0xFF217000|reset 1, left 0, amount 0|0x80000000|0x80000000|"}));
