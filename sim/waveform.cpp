@@ -355,10 +355,10 @@ void tcDump::addTransfer(const tsTraceLine& line) {
 
 // The transfer that waits, if one does. \param untilNs when something else happens on the wires
 void tcDump::drawTransfer(std::uint64_t untilNs) {
-    if (m_spiBits.empty()) {
+    const std::uint64_t count = m_spiBits.size();
+    if (count == 0) {
         return;
     }
-    const std::uint64_t count = m_spiBits.size();
     const tsBits bits = fitted(m_spiFromNs, untilNs, count, count * kNsPerSecond / m_hertz,
                                std::min(kShortestBitNs, kNsPerSecond / m_hertz));
     for (std::uint64_t bit = 0; bit < count; ++bit) {

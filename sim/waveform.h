@@ -16,11 +16,9 @@ namespace sim {
 ///   is its second and third quarter. Chip select ends an eighth of a bit before the last one does,
 ///   so that messages without a pause between them are told apart.
 /// - An I2C bit takes 10 us: data changes after one, the clock is high from 3 to 6 us. Start and
-/// stop
-///   lie in the rest.
+///   stop lie in the rest.
 /// - Where something else happens on the same bus before all bits are over, as it may in real time,
-/// they
-///   are drawn as much faster, but none shorter than 8 ns (SPI) or 20 ns (I2C).
+///   they are drawn as much faster, but none shorter than 8 ns (SPI) or 20 ns (I2C).
 /// - Changes of one wire in the same instant are drawn 1 ns apart, and what follows in that instant
 ///   does not come before them. The first change is 1 ns after the value at the beginning.
 /// - Supplies rise in steps of a twentieth.
