@@ -134,7 +134,8 @@ TEST_F(ReportAtATerminal, LeavesTheProgramATerminalOfItsSize) {
 TEST_F(ReportAtATerminal, TellsTheProgramOfANewSize) {
     tcTerminal terminal(
         launched("perl -e '$SIG{WINCH} = sub { system(\"stty size <&1\") }; $| = 1; "
-                 "print \"ready\\n\"; until (defined sysread(STDIN, $_, 9)) {} "
+                 "print \"ready\\n\"; vec($in, 0, 1) = 1; until (select($_ = $in, undef, undef, "
+                 "0.2) > 0) {} "
                  "print \"end\\n\"; exec \"true\"'"));
     terminal.until("ready\r\n");
     terminal.resize(50, 120);
@@ -151,8 +152,10 @@ TEST_F(ReportAtATerminal, LeavesTheKeyboardsSignalsToTheProgram) {
     ended.until("ready\r\n");
     ended.type("\x03"); // Ctrl-C
     EXPECT_EQ(ended.finish(), 128 + SIGINT);
-    tcTerminal caught(launched("bash -c 'trap \"echo caught\" INT; echo ready; read word; echo got "
-                               "$word'"));
+    tcTerminal caught(launched("perl -e '$SIG{INT} = sub { print \"caught\\n\" }; $| = 1; "
+                               "print \"ready\\n\"; vec($in, 0, 1) = 1; "
+                               "until (select($_ = $in, undef, undef, 0.2) > 0) {} "
+                               "sysread(STDIN, $_, 9); print \"got $_\"; exec \"true\"'"));
     caught.until("ready\r\n");
     caught.type("\x03");
     caught.until("caught\r\n");
