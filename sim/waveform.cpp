@@ -362,7 +362,8 @@ void tcDump::drawTransfer(std::uint64_t untilNs) {
     const tsBits bits = fitted(m_spiFromNs, untilNs, count, count * kNsPerSecond / m_hertz,
                                std::min(kShortestBitNs, kNsPerSecond / m_hertz));
     for (std::uint64_t bit = 0; bit < count; ++bit) {
-        clockOutBit(bits.timeNs(bit, 1), bits.timeNs(bit + 1, 1), m_spiBits[bit]);
+        clockOutBit(bits.timeNs(bit, 1), bits.timeNs(bit + 1, 1),
+                    m_spiBits[static_cast<std::size_t>(bit)]);
     }
     m_spiEndNs = bits.timeNs(count, 1);
     m_spiBitNs = bits.spanNs / count;
@@ -401,7 +402,7 @@ void tcDump::drawI2c(std::uint64_t untilNs) {
     level(wire("I2C-SDA"), m_i2cFromNs, false);
     level(wire("I2C-SCL"), at(0, kI2cStart), false);
     for (std::uint64_t bit = 0; bit < count; ++bit) {
-        level(wire("I2C-SDA"), at(bit, kI2cData), m_i2cBits[bit]);
+        level(wire("I2C-SDA"), at(bit, kI2cData), m_i2cBits[static_cast<std::size_t>(bit)]);
         level(wire("I2C-SCL"), at(bit, kI2cClock), true);
         level(wire("I2C-SCL"), at(bit, kI2cFall), false);
     }

@@ -48,7 +48,7 @@ std::string exposureBound(B& board, int asked, int applied) {
 
 std::string intervalBound(B& board, int asked, int applied) {
     const int shortest = board.getMinFrameIntervalMicroS();
-    if (asked < shortest)
+    if (asked < shortest && applied > asked)
         return limitedBy("the shortest interval", shortest);
     return isRounding(asked, applied) ? "" : "the sensor's range";
 }

@@ -169,14 +169,15 @@ TEST(ReportedStages, OfARunInWhichNothingHappenedAreNotDrawn) {
 }
 
 TEST(ReportedClamps, AreThoseOfThePrintedLines) {
-    const std::string printed = "interval: asked 1000 us, applied 900 us, limited by the shortest "
-                                "interval of 27100 us (result 0: success)\n"
-                                "exposure: asked 20000 us, applied 20000 us (result 0: success)\n"
-                                "x: asked <1>, applied 2 & 3, limited by 4 (result 5";
+    const std::string printed =
+        "interval: asked 20000 us, applied 27000 us, limited by the shortest "
+        "interval of 27100 us (result 0: success)\n"
+        "exposure: asked 20000 us, applied 20000 us (result 0: success)\n"
+        "x: asked <1>, applied 2 & 3, limited by 4 (result 5";
     EXPECT_THAT(
         sim::report({}, {}, printed),
         HasSubstr("<table id=\"clamps\">\n<tr><th>Setting</th><th>Asked</th><th>Applied</th>"
-                  "<th>Limited by</th></tr>\n<tr><td>interval</td><td>1000 us</td><td>900 "
+                  "<th>Limited by</th></tr>\n<tr><td>interval</td><td>20000 us</td><td>27000 "
                   "us</td><td>the shortest interval of 27100 us</td></tr>\n<tr><td>x</td>"
                   "<td>&lt;1&gt;</td><td>2 &amp; 3</td><td>4</td></tr>\n</table>"));
 }

@@ -116,7 +116,7 @@ TEST_F(ReportAtATerminal, TellsTheClampsOfAConversation) {
     EXPECT_THAT(contentOf(m_page),
                 HasSubstr("<tr><td>exposure</td><td>500000 us</td><td>99850 us</td><td>the frame "
                           "interval of 99900 us</td></tr>\n<tr><td>interval</td><td>1000 us</td>"
-                          "<td>900 us</td><td>the shortest interval of 27100 us</td></tr>\n"
+                          "<td>900 us</td><td>the sensor's range</td></tr>\n"
                           "</table>"));
 }
 

@@ -352,7 +352,7 @@ TEST_F(RunReport, NamesWhatWasAskedForAndNotGot) {
         make("", "-c init -c 'exposure 500000' -c 'exposure 20000' -c 'interval 1000'");
     EXPECT_THAT(rowsOf(page, "clamps"),
                 ElementsAre("exposure|500000 us|99850 us|the frame interval of 99900 us",
-                            "interval|1000 us|900 us|the shortest interval of 27100 us"));
+                            "interval|1000 us|900 us|the sensor's range"));
     EXPECT_THAT(make("", "-c init"), HasSubstr("<p id=\"clamps\">none that the program told</p>"));
 }
 
