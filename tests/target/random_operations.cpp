@@ -125,7 +125,7 @@ std::string anySettings(tcChance& chance) {
 
 std::string anyConfiguration(tcChance& chance) {
     std::string text = "[Settings]\n";
-    const auto key = [&](const char* name, int value) {
+    const auto key = [&](const char* name, std::int64_t value) {
         // Now and then beyond 32 bits, where the targets' `long` differ.
         const std::int64_t beyond = chance.oneIn(16) ? (chance.upTo(6) - 3) * 0x1'0000'0000LL : 0;
         if (chance.oneIn(2)) {
@@ -134,7 +134,7 @@ std::string anyConfiguration(tcChance& chance) {
     };
     key("RoiX", chance.upTo(50) * 24);
     key("RoiY", chance.upTo(500) * 2);
-    key("RoiWidth", chance.around(108) * 24 % 2600);
+    key("RoiWidth", std::int64_t{chance.around(108)} * 24 % 2600);
     key("RoiHeight", 2 + chance.upTo(1027) * 2);
     key("ExposureTime", chance.around(200'000));
     key("FrameInterval", chance.around(400'000));
