@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <sys/ioctl.h>
+#include <sys/signalfd.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -34,22 +35,15 @@ bool writeAll(std::string_view text) {
     return true;
 }
 
-void copySize(int terminal) {
+// The size of one's own terminal. \return whether it is another one now
+bool copySize(int terminal) {
+    winsize own{};
     winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
-        ioctl(terminal, TIOCSWINSZ, &size);
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &own) != 0 || ioctl(terminal, TIOCGWINSZ, &size) != 0) {
+        return false;
     }
-}
-
-volatile std::sig_atomic_t s_terminal = -1;
-volatile std::sig_atomic_t s_program = 0;
-
-// The real terminal has told the program as well, but perhaps before its own had the new size.
-void followSize(int number) {
-    const int error = errno;
-    copySize(s_terminal);
-    kill(static_cast<pid_t>(s_program), number);
-    errno = error;
+    ioctl(terminal, TIOCSWINSZ, &own);
+    return own.ws_row != size.ws_row || own.ws_col != size.ws_col;
 }
 
 } // namespace
@@ -97,6 +91,9 @@ tcKeptOutput::~tcKeptOutput() {
     }
     closeEnd(kRead);
     closeEnd(kWrite);
+    if (m_changes >= 0) {
+        close(m_changes);
+    }
 }
 
 void tcKeptOutput::closeEnd(std::size_t end) {
@@ -115,23 +112,31 @@ void tcKeptOutput::take() const {
 
 void tcKeptOutput::begin(pid_t program) {
     std::signal(SIGPIPE, SIG_IGN);
+    m_program = program;
     if (m_terminal) {
-        s_terminal = m_ends[kRead];
-        s_program = program;
-        struct sigaction action {};
-        action.sa_handler = followSize;
-        action.sa_flags = SA_RESTART;
-        sigaction(SIGWINCH, &action, nullptr);
+        sigset_t changes;
+        sigemptyset(&changes);
+        sigaddset(&changes, SIGWINCH);
+        pthread_sigmask(SIG_BLOCK, &changes, nullptr); // of every thread that comes
+        m_changes = signalfd(-1, &changes, SFD_CLOEXEC | SFD_NONBLOCK);
+        followSize(); // what changed before
     }
     closeEnd(kWrite);
     m_thread = std::thread([this] { passOn(); });
 }
 
+// The real terminal has told the program as well, but perhaps before its own had the new size.
+void tcKeptOutput::followSize() {
+    if (copySize(m_ends[kRead]) && !m_ended) {
+        kill(m_program, SIGWINCH);
+    }
+}
+
 void tcKeptOutput::passOn() {
     std::array<char, 4096> buffer{};
-    pollfd source{m_ends[kRead], POLLIN, 0};
+    std::array<pollfd, 2> sources{pollfd{m_ends[kRead], POLLIN, 0}, pollfd{m_changes, POLLIN, 0}};
     while (true) {
-        const int ready = poll(&source, 1, kQuietMs);
+        const int ready = poll(sources.data(), sources.size(), kQuietMs);
         if (ready < 0 && errno != EINTR) {
             break;
         }
@@ -139,6 +144,13 @@ void tcKeptOutput::passOn() {
             if (m_ended) {
                 break;
             }
+            continue;
+        }
+        signalfd_siginfo change{};
+        if (sources[1].revents != 0 && read(m_changes, &change, sizeof change) > 0) {
+            followSize();
+        }
+        if (sources[0].revents == 0) {
             continue;
         }
         const ssize_t count = read(m_ends[kRead], buffer.data(), buffer.size());
@@ -154,13 +166,11 @@ void tcKeptOutput::passOn() {
             break;
         }
     }
-    std::signal(SIGWINCH, SIG_DFL);
     closeEnd(kRead); // whoever still writes learns that nobody reads
 }
 
 std::string tcKeptOutput::finish() {
-    std::signal(SIGWINCH, SIG_DFL); // the program's number may soon be somebody else's
-    m_ended = true;
+    m_ended = true; // the program's number may soon be somebody else's
     if (m_thread.joinable()) {
         m_thread.join();
     }

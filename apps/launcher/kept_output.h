@@ -34,10 +34,13 @@ private:
     void openPipe();
     void openTerminal();
     void passOn();
+    void followSize();
     void closeEnd(std::size_t end);
 
     std::array<int, 2> m_ends{-1, -1};
     bool m_terminal;
+    int m_changes = -1; // of the terminal's size, one signal each
+    pid_t m_program = 0;
     std::thread m_thread;
     std::atomic<bool> m_ended{false};
     std::string m_text;
