@@ -13,9 +13,9 @@ class INIReader;
 unsigned int readUnsigned(const INIReader& ini, const std::string& section, const std::string& key,
                           unsigned int fallback);
 
-/// Reads a signed number, decimal, with 0x or, behind a leading zero, octal. Beyond 32 bits it is
-/// the largest or the lowest of them, on every target: the library's getter stops where `long`
-/// does. \return the number; `fallback` when the key is missing or no number starts its value
+/// Reads a signed number: decimal, with 0x, or octal behind a leading zero. Beyond 32 bits it is
+/// the largest or the lowest of them on every target, as where `long` has 32 bits.
+/// \return the number; `fallback` when the key is missing or no number starts its value
 std::int32_t readInteger(const INIReader& ini, const std::string& section, const std::string& key,
                          std::int32_t fallback);
 

@@ -31,9 +31,7 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
     return files;
 }
 
-/// \return whether the user may do as he likes with the head: root, who runs the program, or who
-/// became
-///         root to run it
+/// Root, who runs the program, and who became root to run it do as they like with the head.
 bool isOperator(uid_t user) {
     if (user == 0 || user == ::geteuid())
         return true;
@@ -100,7 +98,8 @@ std::vector<std::string> trustWarnings(const std::string& plugin, const std::str
     tcTrust trust;
     trust.check(plugin);
     trust.check(fs::path(plugin).parent_path()); // who can write it can put another one there
-    trust.check(script);
+    if (script != "-")
+        trust.check(script);
     std::error_code error;
     if (const fs::path folder = fs::current_path(error); !error) {
         trust.checkFolder(folder);

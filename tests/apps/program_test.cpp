@@ -296,6 +296,15 @@ TEST(Program, WarnsOfScriptAndVersionFilesAndOfThePluginsFolder) {
     EXPECT_EQ(run.err, expected);
 }
 
+TEST(Program, StandardInputIsNoFileToWarnOf) {
+    const tcFolder folder;
+    const std::string file = folder.file("-", "");
+    ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-"}), "exposure\n").err,
+              "camhost: warning: " + file + " can be written by everybody; chmod o-w " + file +
+                  "\n");
+}
+
 TEST(Program, WarnsOfAFileThatSomebodyElseOwns) {
     const tcFolder folder;
     const std::string planted = folder.file("planted.ini", "");

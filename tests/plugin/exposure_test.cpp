@@ -539,6 +539,17 @@ TEST_F(Exposure, SetExposureGoesOnWhenTheMutexsOwnerDied) {
     EXPECT_EQ(board.boardMutex().unlock(), 0);
 }
 
+TEST_F(Exposure, AClientsWordGoesOnWhenTheMutexsOwnerDied) {
+    tcOpenBoard board;
+    std::thread([&] { board.boardMutex().lock(); }).join();
+    Varnox::tsUpdate update{1, 0x3A004, 1000, false, 0};
+    board.update(update);
+    EXPECT_TRUE(update.handled);
+    EXPECT_EQ(update.status, 0);
+    EXPECT_EQ(board.boardMutex().lock(), 0);
+    EXPECT_EQ(board.boardMutex().unlock(), 0);
+}
+
 TEST_F(Exposure, SetFrameIntervalGoesOnWhenTheMutexsOwnerDied) {
     tcOpenBoard board;
     std::thread([&] { board.boardMutex().lock(); }).join();

@@ -36,19 +36,34 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format,
     return {text.get(), static_cast<std::size_t>(length)};
 }
 
-/// Holds the board mutex for a scope, also after an owner that died.
+/// Holds the board mutex for a scope, also after an owner that died. Boards guard their sections
+/// themselves, in a library of their own.
 class tcBoardSection {
 public:
     explicit tcBoardSection(tcMutex& mutex) : m_mutex(mutex) {
-        if (m_mutex.lock() == EOWNERDEAD)
-            m_mutex.consistent();
+        const int result = m_mutex.lock();
+        m_held = result == 0 || result == EOWNERDEAD;
+        if (result == EOWNERDEAD)
+            makeConsistent();
     }
-    ~tcBoardSection() { m_mutex.unlock(); }
+    ~tcBoardSection() {
+        if (m_held)
+            m_mutex.unlock();
+    }
     tcBoardSection(const tcBoardSection&) = delete;
     tcBoardSection& operator=(const tcBoardSection&) = delete;
 
 private:
+    /// As a board says it: once the mutex is held, no section within asks again.
+    void makeConsistent() {
+        if (const int result = m_mutex.consistent(); result != 0) {
+            errno = result; // where perror looks
+            std::perror("pthread_mutex_consistent failed");
+        }
+    }
+
     tcMutex& m_mutex;
+    bool m_held = false;
 };
 
 } // namespace
