@@ -147,7 +147,8 @@ tsMoment momentIn(const std::string& text) {
         all.push_back(word);
     std::size_t first = 0;
     if (all.size() > 1 && std::isdigit(static_cast<unsigned char>(all[0][0])) != 0) {
-        moment.nth = std::stoull(all[0], nullptr, all[0].starts_with("0x") ? 16 : 10);
+        const bool hexadecimal = all[0].starts_with("0x") || all[0].starts_with("0X");
+        moment.nth = std::stoull(all[0], nullptr, hexadecimal ? 16 : 10);
         first = 1;
     }
     for (std::size_t at = first; at < all.size(); ++at)
