@@ -93,8 +93,10 @@ private:
     sim::tcVirtualHead& m_head;
 };
 
-void writeFile(const char* name, const std::string& text) {
+/// Writes a file for the board, and what is in it.
+void writeFile(const char* name, const std::string& text, std::ostream& to) {
     std::ofstream(name, std::ios::binary) << text;
+    to << "FILE " << name << " " << oneLine(text) << "\n";
 }
 
 std::string hexadecimal(std::uint32_t value) {
@@ -143,8 +145,8 @@ std::string anyConfiguration(tcChance& chance) {
 }
 
 /// A head with nothing, one thing or two things wrong. Every block maps: access to one that does
-/// not is the end of the program.
-sim::tcVirtualHeadBuilder anyHead(tcChance& chance) {
+/// not is the end of the program. Writes what is wrong.
+sim::tcVirtualHeadBuilder anyHead(tcChance& chance, std::ostream& to) {
     constexpr std::array<std::string_view, 3> rails{"VDD1.2", "VDD3.3AVDDH", "VDD3.3SVDD"};
     constexpr std::array<std::string_view, 5> lines{"PS_1.2V_EN", "PS_3.3SVDD_EN", "PS_3.3AVDDH_EN",
                                                     "RESET_B", "EXT_TRIG_EN"};
@@ -159,41 +161,61 @@ sim::tcVirtualHeadBuilder anyHead(tcChance& chance) {
         const int second = chance.upTo(900'000);
         const std::uint32_t bits = chance.bits();
         switch (chance.upTo(9)) {
-        case 0:
-            builder.withRailOffset(rails[static_cast<std::size_t>(first % 3)],
-                                   (second % 601 - 300) / 1000.0);
+        case 0: {
+            const std::string_view rail = rails[static_cast<std::size_t>(first % 3)];
+            const int millivolts = second % 601 - 300;
+            to << "WRONG " << rail << " by " << millivolts << " mV\n";
+            builder.withRailOffset(rail, millivolts / 1000.0);
             break;
+        }
         case 1:
+            to << "WRONG no ADC\n";
             builder.withoutAdc();
             break;
-        case 2:
-            builder.withoutGpioLine(chance.of(lines));
+        case 2: {
+            const std::string_view line = chance.of(lines);
+            to << "WRONG no line " << line << "\n";
+            builder.withoutGpioLine(line);
             break;
-        case 3:
-            builder.withBusyGpioLine(chance.of(lines));
+        }
+        case 3: {
+            const std::string_view line = chance.of(lines);
+            to << "WRONG busy line " << line << "\n";
+            builder.withBusyGpioLine(line);
             break;
+        }
         case 4:
+            to << "WRONG SPI settings\n";
             builder.withSpiSettingsRefused();
             break;
-        case 5:
-            builder.withLaneAfter(
-                bits % 12, first % 2 == 0 ? sim::kNever : std::chrono::milliseconds(second % 201));
+        case 5: {
+            const auto after =
+                first % 2 == 0 ? sim::kNever : std::chrono::milliseconds(second % 201);
+            to << "WRONG lane " << bits % 12 << " after " << after.count() << " ns\n";
+            builder.withLaneAfter(bits % 12, after);
             break;
+        }
         case 6:
+            to << "WRONG lane polarity " << (bits & 0xFFF) << "\n";
             builder.withLanePolarity(bits & 0xFFF);
             break;
         case 7:
+            to << "WRONG PLL flag " << bits % 3 << " after " << first << " us\n";
             builder.withPllFlagAfter(static_cast<sim::tePllFlag>(bits % 3),
                                      std::chrono::microseconds(first));
             break;
         case 8:
+            to << "WRONG alignment after " << first << " us\n";
             builder.withAlignmentAfter(std::chrono::microseconds(first));
             break;
-        default:
-            builder.withFailingCall(sim::teCall::ioctl, devices[bits % 3],
-                                    static_cast<std::uint64_t>(1 + first % 121),
-                                    errors[static_cast<std::size_t>(second % 6)]);
+        default: {
+            const std::string_view device = devices[bits % 3];
+            const auto call = static_cast<std::uint64_t>(1 + first % 121);
+            const int error = errors[static_cast<std::size_t>(second % 6)];
+            to << "WRONG ioctl " << call << " of " << device << " fails with " << error << "\n";
+            builder.withFailingCall(sim::teCall::ioctl, device, call, error);
             break;
+        }
         }
     }
     return builder;
@@ -481,10 +503,10 @@ void print(sim::tcVirtualHead& head, std::ostream& to) {
 
 /// Standard output and error go into the head's log, in order with what the hardware saw.
 void liveOneBoard(tcChance& chance, int operations, std::ostream& to) {
-    writeFile("3U5MGXS_12bit.txt", anySettings(chance));
-    writeFile("3U5MGXS_10bit.txt", anySettings(chance));
-    writeFile("3u5mgxs_config.ini", anyConfiguration(chance));
-    sim::tcVirtualHead head = anyHead(chance).build();
+    writeFile("3U5MGXS_12bit.txt", anySettings(chance), to);
+    writeFile("3U5MGXS_10bit.txt", anySettings(chance), to);
+    writeFile("3u5mgxs_config.ini", anyConfiguration(chance), to);
+    sim::tcVirtualHead head = anyHead(chance, to).build();
     const tcTracedOutput out(std::cout,
                              [&](const std::string& piece) { head.note("OUT " + oneLine(piece)); });
     const tcTracedOutput err(std::cerr,
