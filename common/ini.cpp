@@ -1,7 +1,6 @@
 #include "common/ini.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <limits>
 
@@ -37,14 +36,4 @@ std::int32_t readInteger(const INIReader& ini, const std::string& section, const
     const std::int64_t number = ini.GetInteger(section, key, fallback);
     return static_cast<std::int32_t>(
         std::clamp<std::int64_t>(number, tcLimits::min(), tcLimits::max()));
-}
-
-float readFloat(const INIReader& ini, const std::string& section, const std::string& key,
-                float fallback) {
-    const double number = ini.GetReal(section, key, static_cast<double>(fallback));
-    if (std::abs(number) > static_cast<double>(std::numeric_limits<float>::max())) {
-        constexpr float kInfinity = std::numeric_limits<float>::infinity();
-        return number > 0 ? kInfinity : -kInfinity;
-    }
-    return static_cast<float>(number);
 }

@@ -18,9 +18,3 @@ unsigned int readUnsigned(const INIReader& ini, const std::string& section, cons
 /// \return the number; `fallback` when the key is missing or no number starts its value
 std::int32_t readInteger(const INIReader& ini, const std::string& section, const std::string& key,
                          std::int32_t fallback);
-
-/// Reads a voltage limit in single precision, so that a limit from a file and the built-in one
-/// compare alike.
-/// \return the number; `fallback` when the key is missing or no number starts its value
-float readFloat(const INIReader& ini, const std::string& section, const std::string& key,
-                float fallback);

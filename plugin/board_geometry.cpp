@@ -66,11 +66,9 @@ ROI tc3U5MGXSSensorBoard::getROI() {
     return m_roi;
 }
 
-/// Regions in use, never more than the sensor has areas and never beyond the table, whose length
-/// and number are the host's.
+/// Regions in use, never beyond the table: its length and the number are the host's.
 std::size_t tc3U5MGXSSensorBoard::activeRegions() const {
-    const std::size_t slots = std::min<std::size_t>(regions.size(), sensorArray::kAreas);
-    return std::min(slots, static_cast<std::size_t>(std::max(numberOfRegions, 0)));
+    return std::min(regions.size(), static_cast<std::size_t>(std::max(numberOfRegions, 0)));
 }
 
 ROI tc3U5MGXSSensorBoard::getImageROI() {
@@ -121,7 +119,8 @@ int tc3U5MGXSSensorBoard::programAreas() {
 }
 
 int tc3U5MGXSSensorBoard::programArea(std::size_t area, const ROI& roi) {
-    // In 16 bits throughout, as the sensor driver takes them.
+    // In 16 bits throughout, as the sensor driver takes them, and the index in 8. The driver leaves
+    // out what the sensor has no area for.
     const auto index = static_cast<unsigned char>(area);
     const std::int64_t lastRow = std::int64_t{roi.y} + roi.height - 1;
     const std::int64_t lastColumn = std::int64_t{roi.x} + roi.width - 1;

@@ -7,7 +7,6 @@
 
 #include <INIReader.h>
 
-#include "common/ini.h"
 #include "common/pause.h"
 #include "common/print.h"
 #include "common/unless_pipe.h"
@@ -45,12 +44,13 @@ constexpr std::array kSupplies{
     tsSupply{4, "VDD3.3SVDD_DIV2", 2.0F, 3.4F, 3.2F},
 };
 
-/// A reading that is not a number is within limits: both comparisons are strict.
-bool withinLimits(float volts, const tsSupply& supply, const INIReader& limits) {
-    if (volts > readFloat(limits, "Voltages_Max", supply.name, supply.maximum)) {
+/// A reading that is not a number is within limits: both comparisons are strict. A limit from the
+/// file is compared as it is written, with all its digits.
+bool withinLimits(double volts, const tsSupply& supply, const INIReader& limits) {
+    if (volts > limits.GetReal("Voltages_Max", supply.name, double{supply.maximum})) {
         return false;
     }
-    return !(volts < readFloat(limits, "Voltages_Min", supply.name, supply.minimum));
+    return !(volts < limits.GetReal("Voltages_Min", supply.name, double{supply.minimum}));
 }
 
 } // namespace

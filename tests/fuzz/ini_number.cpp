@@ -1,9 +1,7 @@
 #include "tests/fuzz/ini_number.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <limits>
 
 #include "tests/fuzz/digit.h"
 
@@ -63,14 +61,10 @@ std::int32_t signedNumber(const std::string& text, std::int32_t fallback) {
                                          : std::min<std::int64_t>(magnitude, 0x7FFFFFFF));
 }
 
-float voltage(const std::string& text, float fallback) {
+double voltage(const std::string& text, double fallback) {
     char* end = nullptr;
     const double number = std::strtod(text.c_str(), &end);
-    if (end == text.c_str())
-        return fallback;
-    if (std::fabs(number) > double{std::numeric_limits<float>::max()})
-        return number > 0 ? HUGE_VALF : -HUGE_VALF;
-    return static_cast<float>(number);
+    return end == text.c_str() ? fallback : number;
 }
 
 } // namespace fuzz

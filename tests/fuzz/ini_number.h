@@ -14,7 +14,7 @@ std::uint32_t unsignedNumber(const std::string& text, std::uint32_t fallback);
 /// A signed number in the same notation; beyond 32 bits, their ends.
 std::int32_t signedNumber(const std::string& text, std::int32_t fallback);
 
-/// A voltage: the nearest number of single precision; beyond them, infinity.
-float voltage(const std::string& text, float fallback);
+/// A voltage: the nearest number of double precision; beyond them, infinity.
+double voltage(const std::string& text, double fallback);
 
 } // namespace fuzz

@@ -57,10 +57,10 @@ int setting(const INIReader& ini, const char* key, int fallback) {
 /// \return how a supply of so many volts stands to its limits; nothing where the monitor's step
 ///         decides
 std::optional<bool> withinLimits(const INIReader& limits, const char* key, double volts,
-                                 float maximum, float minimum) {
+                                 double maximum, double minimum) {
     constexpr double kStep = 0.005; // V, more than one of the monitor's behind a divider by two
-    const double most = double{fuzz::voltage(limits.Get("Voltages_Max", key, ""), maximum)};
-    const double least = double{fuzz::voltage(limits.Get("Voltages_Min", key, ""), minimum)};
+    const double most = fuzz::voltage(limits.Get("Voltages_Max", key, ""), maximum);
+    const double least = fuzz::voltage(limits.Get("Voltages_Min", key, ""), minimum);
     // A limit that is not a number limits nothing.
     if (volts > most + kStep || volts < least - kStep)
         return false;
@@ -71,10 +71,9 @@ std::optional<bool> withinLimits(const INIReader& limits, const char* key, doubl
 
 /// \return whether the healthy head's supplies are within the file's limits
 std::optional<bool> powersUp(const INIReader& limits) {
-    const std::optional<bool> supplies[] = {
-        withinLimits(limits, "VDD1.2", 1.2, 1.3F, 1.1F),
-        withinLimits(limits, "VDD3.3AVDDH_DIV2", 3.3, 3.4F, 3.2F),
-        withinLimits(limits, "VDD3.3SVDD_DIV2", 3.3, 3.4F, 3.2F)};
+    const std::optional<bool> supplies[] = {withinLimits(limits, "VDD1.2", 1.2, 1.3, 1.1),
+                                            withinLimits(limits, "VDD3.3AVDDH_DIV2", 3.3, 3.4, 3.2),
+                                            withinLimits(limits, "VDD3.3SVDD_DIV2", 3.3, 3.4, 3.2)};
     bool certain = true;
     for (const std::optional<bool>& supply : supplies) {
         if (supply == false)

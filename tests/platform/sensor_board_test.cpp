@@ -11,6 +11,8 @@
 #include <varnox/pipeline.h>
 #include <varnox/register_file.h>
 
+#include "tests/support/consistency_spy.h"
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -38,6 +40,8 @@ public:
 class tcTimingBoard : public tcSensorBoard {
 public:
     tcTimingBoard() : tcSensorBoard(0, 0, 0, 0, nullptr) {}
+
+    using tcSensorBoard::boardMutex;
 
     int setExposure(int microseconds) override {
         calls.push_back("setExposure " + std::to_string(microseconds));
@@ -338,6 +342,49 @@ TEST(SensorBoardUpdate, RefusesWhatIsNoIntWithoutAskingTheBoard) {
     EXPECT_THAT(board.calls, IsEmpty());
     EXPECT_EQ(send(board, 0x3A000, 0x7FFFFFFF).status, 0x8FFF);
     EXPECT_THAT(board.calls, ElementsAre("setFrameInterval 2147483647"));
+}
+
+namespace {
+
+/// What a thread that died with the board mutex leaves to the next word.
+class SensorBoardUpdateAfterADeath : public testing::Test {
+protected:
+    SensorBoardUpdateAfterADeath() {
+        consistencySpy().before = [this] { ++m_madeConsistent; };
+        std::thread([&] { m_board.boardMutex().lock(); }).join();
+    }
+    ~SensorBoardUpdateAfterADeath() override { consistencySpy() = {}; }
+
+    /// \return what went to standard error, past the streams
+    std::string errorsOf(std::uint32_t exposure, std::uint32_t published) {
+        testing::internal::CaptureStderr();
+        const tsUpdate update = send(m_board, 0x3A004, exposure);
+        EXPECT_TRUE(update.handled);
+        EXPECT_EQ(update.status, 0);
+        EXPECT_EQ(::published(0x3A004), published);
+        return testing::internal::GetCapturedStderr();
+    }
+    [[nodiscard]] int madeConsistent() const { return m_madeConsistent; }
+
+private:
+    tcTimingBoard m_board;
+    int m_madeConsistent = 0;
+};
+
+} // namespace
+
+TEST_F(SensorBoardUpdateAfterADeath, MakesTheMutexConsistentOnce) {
+    EXPECT_EQ(errorsOf(25004, 25000), "");
+    EXPECT_EQ(errorsOf(26000, 26000), "");
+    EXPECT_EQ(madeConsistent(), 1);
+}
+
+TEST_F(SensorBoardUpdateAfterADeath, SaysThatTheMutexStaysInconsistentAndGoesOn) {
+    consistencySpy().result = EINVAL;
+    EXPECT_EQ(errorsOf(25004, 25000), "pthread_mutex_consistent failed: Invalid argument\n");
+    // Unlocked inconsistent, it is lost for good; words are set all the same.
+    EXPECT_EQ(errorsOf(26000, 26000), "");
+    EXPECT_EQ(madeConsistent(), 1);
 }
 
 TEST(SensorBoardUpdate, LeavesOtherWordsAndOtherKindsUnmarked) {

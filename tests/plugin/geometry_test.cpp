@@ -412,41 +412,74 @@ TEST_F(Geometry, AreasAreWorkedOutInSixteenBits) {
               }));
 }
 
-TEST_F(Geometry, MoreRegionsThanSlotsProgramTheSlots) {
-    makeReadyBoard();
-    for (std::size_t area = 0; area < 8; ++area) {
-        regions().regions[area] = {static_cast<std::int32_t>(area) * 10, 0, 24, 2};
-    }
-    const auto programmed = [&] {
-        std::vector<std::string> found;
-        for (const std::string& line :
-             trace([&] { EXPECT_EQ(board().programMultipleROI(), 0); }, sim::teEventKind::note)) {
-            if (line.find("setROIArea") != std::string::npos) {
-                found.push_back(line);
-            }
+/// A table of regions of two rows each, region i at row 10 i.
+class ManyRegions : public Geometry {
+protected:
+    void fill(std::size_t count) {
+        regions().regions.resize(count);
+        for (std::size_t area = 0; area < count; ++area) {
+            regions().regions[area] = {static_cast<std::int32_t>(area) * 10, 0, 24, 2};
         }
-        return found;
-    };
-    const tsTrace eight = {
-        printed("setROIArea Num: 0 RowS: 0 RowE: 1 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 1 RowS: 10 RowE: 11 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 2 RowS: 20 RowE: 21 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 3 RowS: 30 RowE: 31 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 4 RowS: 40 RowE: 41 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 5 RowS: 50 RowE: 51 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 6 RowS: 60 RowE: 61 ColS: 0 ColE: 23\n"),
-        printed("setROIArea Num: 7 RowS: 70 RowE: 71 ColS: 0 ColE: 23\n"),
-    };
-    for (const std::int32_t number : {8, 9, 300, kMax}) {
+    }
+
+    /// \return the areas that were programmed: the lines told and the frames sent
+    tsTrace programmed(std::int32_t number) {
         regions().numberOfRegions = number;
-        EXPECT_EQ(programmed(), eight) << number;
+        const tsTrace all =
+            trace([&] { EXPECT_EQ(board().programMultipleROI(), 0); }, kWithoutViolations);
+        const auto told = [](const std::string& line) {
+            return line.find("setROIArea") != std::string::npos;
+        };
+        const auto first = std::find_if(all.begin(), all.end(), told);
+        const auto timing = std::find_if(first, all.end(), [](const std::string& line) {
+            return line.find("getExposure") != std::string::npos;
+        });
+        return {first, timing};
+    }
+};
+
+TEST_F(ManyRegions, AreNeverReadBeyondTheTable) {
+    makeReadyBoard();
+    fill(8);
+    const tsTrace eight = programmed(8);
+    ASSERT_EQ(eight.size(), 24U);
+    EXPECT_EQ(shown(tsTrace(eight.end() - 3, eight.end())),
+              text({printed("setROIArea Num: 7 RowS: 70 RowE: 71 ColS: 0 ColE: 23\n"),
+                    spi(0xA2, 0x11823), spi(0xA3, 0x3000)}));
+    for (const std::int32_t number : {9, 300, kMax}) {
+        EXPECT_EQ(programmed(number), eight) << number;
         EXPECT_EQ(board().getImageROI(), (ROI{0, 0, 24, 16})) << number;
     }
-    // A host that lengthens the table gets no ninth area, and none twice.
-    regions().regions.resize(300, ROI{1000, 0, 24, 2});
-    regions().numberOfRegions = 300;
-    EXPECT_EQ(programmed(), eight);
-    EXPECT_EQ(board().getImageROI(), (ROI{0, 0, 24, 16}));
+}
+
+TEST_F(ManyRegions, OfALongerTableAreToldAndCountedThoughTheSensorHasEightAreas) {
+    makeReadyBoard();
+    fill(10);
+    const tsTrace ten = programmed(10);
+    ASSERT_EQ(ten.size(), 26U);
+    EXPECT_EQ(
+        shown(tsTrace(ten.end() - 3, ten.end())),
+        text({spi(0xA3, 0x3000), printed("setROIArea Num: 8 RowS: 80 RowE: 81 ColS: 0 ColE: 23\n"),
+              printed("setROIArea Num: 9 RowS: 90 RowE: 91 ColS: 0 ColE: 23\n")}));
+    EXPECT_EQ(board().getImageROI(), (ROI{0, 0, 24, 20}));
+    EXPECT_EQ(head().fpgaWord(0xFF210020), 0x00140018U);
+    regions().regions[9] = {-2, 0, 24, 2};
+    EXPECT_EQ(board().getImageROI(), (ROI{-2, 0, 24, 20}));
+}
+
+TEST_F(ManyRegions, HaveAnIndexOfEightBits) {
+    useHead(aQuickHead().withQuietViolations());
+    makeInitializedBoard();
+    fill(258);
+    const tsTrace all = programmed(258);
+    ASSERT_EQ(all.size(), 24U + 248U + 6U);
+    EXPECT_EQ(shown(tsTrace(all.end() - 7, all.end())),
+              text({printed("setROIArea Num: 255 RowS: 2550 RowE: 2551 ColS: 0 ColE: 23\n"),
+                    printed("setROIArea Num: 0 RowS: 2560 RowE: 2561 ColS: 0 ColE: 23\n"),
+                    spi(0x94, 0x280500), spi(0x95, 0x3000),
+                    printed("setROIArea Num: 1 RowS: 2570 RowE: 2571 ColS: 0 ColE: 23\n"),
+                    spi(0x96, 0x282D05), spi(0x97, 0x3000)}));
+    EXPECT_EQ(board().getImageROI(), (ROI{0, 0, 24, 516}));
 }
 
 TEST_F(Geometry, AShortenedTableIsNeverReadBeyondItsEnd) {

@@ -153,12 +153,12 @@ TEST_F(ShippedFiles, SpellOutTheDefaults) {
     EXPECT_EQ(config.GetInteger("Settings", "VerticalBin", -1), 1);
     const INIReader limits(std::string(HEAD_DATA_DIRECTORY) + "/3u5mgxs_sensor.ini");
     EXPECT_EQ(limits.ParseError(), 0);
-    EXPECT_EQ(readFloat(limits, "Voltages_Max", "VDD1.2", 0), 1.3F);
-    EXPECT_EQ(readFloat(limits, "Voltages_Max", "VDD3.3AVDDH_DIV2", 0), 3.4F);
-    EXPECT_EQ(readFloat(limits, "Voltages_Max", "VDD3.3SVDD_DIV2", 0), 3.4F);
-    EXPECT_EQ(readFloat(limits, "Voltages_Min", "VDD1.2", 0), 1.1F);
-    EXPECT_EQ(readFloat(limits, "Voltages_Min", "VDD3.3AVDDH_DIV2", 0), 3.2F);
-    EXPECT_EQ(readFloat(limits, "Voltages_Min", "VDD3.3SVDD_DIV2", 0), 3.2F);
+    EXPECT_EQ(limits.GetReal("Voltages_Max", "VDD1.2", 0), 1.3);
+    EXPECT_EQ(limits.GetReal("Voltages_Max", "VDD3.3AVDDH_DIV2", 0), 3.4);
+    EXPECT_EQ(limits.GetReal("Voltages_Max", "VDD3.3SVDD_DIV2", 0), 3.4);
+    EXPECT_EQ(limits.GetReal("Voltages_Min", "VDD1.2", 0), 1.1);
+    EXPECT_EQ(limits.GetReal("Voltages_Min", "VDD3.3AVDDH_DIV2", 0), 3.2);
+    EXPECT_EQ(limits.GetReal("Voltages_Min", "VDD3.3SVDD_DIV2", 0), 3.2);
 }
 
 } // namespace

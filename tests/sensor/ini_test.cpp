@@ -1,8 +1,5 @@
 #include "common/ini.h"
 
-#include <cmath>
-#include <limits>
-
 #include <INIReader.h>
 #include <gtest/gtest.h>
 
@@ -19,10 +16,6 @@ protected:
     std::int32_t integerOf(const std::string& value) {
         m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
         return readInteger(INIReader("test.ini"), "Settings", "Key", 77);
-    }
-    float floatOf(const std::string& value) {
-        m_directory.write("test.ini", "[Settings]\nKey = " + value + "\n");
-        return readFloat(INIReader("test.ini"), "Settings", "Key", 7.7F);
     }
 
 private:
@@ -102,28 +95,6 @@ TEST_F(Ini, WhatIsNoIntegerGivesTheDefault) {
     EXPECT_EQ(integerOf(""), 77);
     EXPECT_EQ(integerOf("left"), 77);
     EXPECT_EQ(readInteger(INIReader("missing.ini"), "Settings", "Key", -5), -5);
-}
-
-TEST_F(Ini, FloatsAreSinglePrecision) {
-    EXPECT_EQ(floatOf("3.4"), 3.4F);
-    EXPECT_EQ(floatOf("1.15"), 1.15F);
-    EXPECT_EQ(floatOf("-2"), -2.0F);
-    EXPECT_EQ(floatOf("0"), 0.0F);
-    EXPECT_EQ(floatOf("33e-1"), 3.3F);
-}
-
-TEST_F(Ini, FloatsBeyondSinglePrecisionAreEndless) {
-    EXPECT_EQ(floatOf("1e300"), std::numeric_limits<float>::infinity());
-    EXPECT_EQ(floatOf("-1e300"), -std::numeric_limits<float>::infinity());
-    EXPECT_EQ(floatOf("inf"), std::numeric_limits<float>::infinity());
-    EXPECT_EQ(floatOf("1e-300"), 0.0F);
-    EXPECT_TRUE(std::isnan(floatOf("nan")));
-}
-
-TEST_F(Ini, WhatIsNoFloatGivesTheDefault) {
-    EXPECT_EQ(floatOf(""), 7.7F);
-    EXPECT_EQ(floatOf("volts"), 7.7F);
-    EXPECT_EQ(readFloat(INIReader("missing.ini"), "Settings", "Key", 1.3F), 1.3F);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "tests/sensor/lock_spy.h"
 
 #include <dlfcn.h>
-#include <pthread.h>
 
 #include <varnox/mutex.h>
 #include <varnox/spi_device.h>
@@ -55,11 +54,4 @@ int tcSPIDevice::write(const void* bytes, std::size_t count) {
     static const auto real = next<int (*)(tcSPIDevice*, const void*, std::size_t)>(kName);
     call(lockSpy().beforeWrite);
     return real(this, bytes, count);
-}
-
-extern "C" __attribute__((visibility("default"))) int
-pthread_mutex_consistent(pthread_mutex_t* mutex) noexcept {
-    static const auto real = next<int (*)(pthread_mutex_t*)>("pthread_mutex_consistent");
-    call(lockSpy().onConsistent);
-    return lockSpy().consistentResult != 0 ? lockSpy().consistentResult : real(mutex);
 }

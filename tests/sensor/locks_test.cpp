@@ -8,6 +8,7 @@
 #include "common/mutex_guard.h"
 #include "tests/sensor/lock_spy.h"
 #include "tests/sensor/sensor_fixture.h"
+#include "tests/support/consistency_spy.h"
 
 using std::chrono::microseconds;
 using testing::Each;
@@ -23,9 +24,12 @@ protected:
         makeSensor();
         lockSpy().afterLock = [this] { head().note("LOCK"); };
         lockSpy().beforeUnlock = [this] { head().note("UNLOCK"); };
-        lockSpy().onConsistent = [this] { head().note("CONSISTENT"); };
+        consistencySpy().before = [this] { head().note("CONSISTENT"); };
     }
-    ~Locks() override { lockSpy() = {}; }
+    ~Locks() override {
+        lockSpy() = {};
+        consistencySpy() = {};
+    }
 
     /// A thread writes a register and dies holding the lock.
     void killOwner() {
@@ -226,7 +230,7 @@ TEST_F(Locks, AnOwnerThatDiedInASettingsFileLeavesWhatItWrote) {
 
 TEST_F(Locks, ALockThatStaysInconsistentIsReportedAndTheWriteGoesOn) {
     killOwner();
-    lockSpy().consistentResult = EINVAL;
+    consistencySpy().result = EINVAL;
     std::vector<std::string> lines;
     EXPECT_EQ(
         errorsOf([&] { lines = trace([&] { EXPECT_EQ(sensor().writeRegister(0x20, 7), 0); }); }),
@@ -239,7 +243,7 @@ TEST_F(Locks, ALockThatStaysInconsistentIsReportedAndTheWriteGoesOn) {
 TEST_F(Locks, ALockThatStaysInconsistentIsReportedAndTheSettingsFileGoesOn) {
     directory().write("settings.txt", "20 7\n");
     killOwner();
-    lockSpy().consistentResult = EINVAL;
+    consistencySpy().result = EINVAL;
     EXPECT_EQ(errorsOf([&] { EXPECT_EQ(sensor().writeRegistersFromFile("settings.txt"), 0); }),
               "pthread_mutex_consistent failed: Invalid argument\n");
     EXPECT_EQ(shadow(0x20), 7U);
@@ -247,7 +251,7 @@ TEST_F(Locks, ALockThatStaysInconsistentIsReportedAndTheSettingsFileGoesOn) {
 
 TEST_F(Locks, AnAreaHoldsAnInconsistentLockOnceMore) {
     killOwner();
-    lockSpy().consistentResult = EINVAL;
+    consistencySpy().result = EINVAL;
     EXPECT_EQ(errorsOf([&] { EXPECT_EQ(sensor().setROIArea(0, 0, 2, 0, 6), 0); }),
               "pthread_mutex_consistent failed: Invalid argument\n");
     EXPECT_EQ(shadow(0x94), 0x800U);
@@ -256,9 +260,9 @@ TEST_F(Locks, AnAreaHoldsAnInconsistentLockOnceMore) {
 
 TEST_F(Locks, ALostLockStopsNoWrite) {
     killOwner();
-    lockSpy().consistentResult = EINVAL;
+    consistencySpy().result = EINVAL;
     errorsOf([&] { sensor().writeRegister(0x20, 7); });
-    lockSpy().consistentResult = 0;
+    consistencySpy().result = 0;
     // Unlocked inconsistent, it is lost for good; frames go out all the same.
     EXPECT_EQ(sensor().writeRegister(0x20, 8), ENOTRECOVERABLE);
     EXPECT_EQ(shadow(0x20), 8U);

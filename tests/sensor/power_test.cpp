@@ -471,23 +471,38 @@ TEST_F(ExactReading, EndlessReadingsFail) {
 }
 
 TEST_F(ExactReading, AReadingEqualToALimitFromTheFilePasses) {
-    // As doubles, 3.4 lies below the single-precision 3.4 and 1.15 above the single-precision 1.15.
     directory().write("3u5mgxs_sensor.ini", "[Voltages_Max]\n"
-                                            "VDD1.2 = 1.4\n"
-                                            "VDD3.3AVDDH_DIV2 = 3.4\n"
+                                            "VDD1.2 = 1.375\n"
+                                            "VDD3.3AVDDH_DIV2 = 3.375\n"
                                             "VDD3.3SVDD_DIV2 = 3.5\n"
                                             "[Voltages_Min]\n"
-                                            "VDD1.2 = 1.15\n"
-                                            "VDD3.3AVDDH_DIV2 = 3.1\n"
-                                            "VDD3.3SVDD_DIV2 = 2.3\n");
-    EXPECT_EQ(powerUpWith(1.15F, 1.7F, 1.15F), 0);
-    EXPECT_EQ(powerUpWith(1.4F, 1.55F, 1.75F), 0);
-    EXPECT_EQ(powerUpWith(std::nextafter(1.15F, 0.0F), 1.7F, 1.15F), -4);
-    EXPECT_EQ(powerUpWith(1.15F, std::nextafter(1.7F, 2.0F), 1.15F), -4);
-    EXPECT_EQ(powerUpWith(1.15F, 1.7F, std::nextafter(1.15F, 0.0F)), -4);
-    EXPECT_EQ(powerUpWith(std::nextafter(1.4F, 2.0F), 1.55F, 1.75F), -4);
-    EXPECT_EQ(powerUpWith(1.4F, std::nextafter(1.55F, 0.0F), 1.75F), -4);
-    EXPECT_EQ(powerUpWith(1.4F, 1.55F, std::nextafter(1.75F, 2.0F)), -4);
+                                            "VDD1.2 = 1.125\n"
+                                            "VDD3.3AVDDH_DIV2 = 3.125\n"
+                                            "VDD3.3SVDD_DIV2 = 2.25\n");
+    EXPECT_EQ(powerUpWith(1.125F, 1.6875F, 1.125F), 0);
+    EXPECT_EQ(powerUpWith(1.375F, 1.5625F, 1.75F), 0);
+    EXPECT_EQ(powerUpWith(std::nextafter(1.125F, 0.0F), 1.6875F, 1.125F), -4);
+    EXPECT_EQ(powerUpWith(1.125F, std::nextafter(1.6875F, 2.0F), 1.125F), -4);
+    EXPECT_EQ(powerUpWith(1.125F, 1.6875F, std::nextafter(1.125F, 0.0F)), -4);
+    EXPECT_EQ(powerUpWith(std::nextafter(1.375F, 2.0F), 1.5625F, 1.75F), -4);
+    EXPECT_EQ(powerUpWith(1.375F, std::nextafter(1.5625F, 0.0F), 1.75F), -4);
+    EXPECT_EQ(powerUpWith(1.375F, 1.5625F, std::nextafter(1.75F, 2.0F)), -4);
+}
+
+// A reading of single precision: the 1.7 V at the divider are 3.400000095 V, the 1.15 V of the core
+// 1.149999976 V.
+TEST_F(ExactReading, ALimitFromTheFileCountsWithAllItsDigits) {
+    const auto powerUpWithLimits = [&](const char* most, const char* least) {
+        directory().write("3u5mgxs_sensor.ini",
+                          "[Voltages_Max]\nVDD3.3SVDD_DIV2 = " + std::string(most) +
+                              "\n[Voltages_Min]\nVDD1.2 = " + least + "\n");
+        return powerUpWith(1.15F, 1.65F, 1.7F);
+    };
+    EXPECT_EQ(powerUpWithLimits("3.4000001", "1.14999997"), 0);
+    EXPECT_EQ(powerUpWithLimits("3.4", "1.14999997"), -4);
+    EXPECT_EQ(powerUpWithLimits("3.4000001", "1.15"), -4);
+    EXPECT_EQ(powerUpWithLimits("1e999", "-1e999"), 0);
+    EXPECT_EQ(powerUpWithLimits("nan", "nan"), 0);
 }
 
 TEST_F(ExactReading, AKeyThatIsMissingHasItsDefault) {
