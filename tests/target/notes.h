@@ -1,0 +1,58 @@
+/// \file
+/// What random calls leave in the head's log, in order with what the hardware saw.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/virtual_head.h"
+#include "tests/target/chance.h"
+
+/// \return the text on one line: a line end as \n, other characters that are not ASCII as \xNN
+std::string oneLine(std::string_view text);
+
+std::string hexadecimal(std::uint32_t value);
+
+/// Makes calls with arguments by chance, one after the other, and notes each: its name, its
+/// arguments, its result. One choice a statement: the order within one is the compiler's affair.
+class tcRandomCalls {
+public:
+    tcRandomCalls(tcChance& chance, sim::tcVirtualHead& head) : m_chance(chance), m_head(head) {}
+    tcRandomCalls(const tcRandomCalls&) = delete;
+    tcRandomCalls& operator=(const tcRandomCalls&) = delete;
+
+    tcChance& chance() { return m_chance; }
+    sim::tcVirtualHead& head() { return m_head; }
+
+    /// Notes an argument. \return the argument
+    template<class Number>
+    Number told(Number value) {
+        tell(std::to_string(value));
+        return value;
+    }
+    void tell(std::string_view text) { m_arguments.append(" ").append(text); }
+    int upTo(int most) { return told(m_chance.upTo(most)); }
+    int around(int most) { return told(m_chance.around(most)); }
+    bool flag() { return upTo(1) != 0; }
+
+protected:
+    ~tcRandomCalls() = default;
+
+    /// \param operations each with a name, and a call on `self` that gives the text of its result
+    template<class Operations, class Self>
+    void makeOneOf(const Operations& operations, Self& self) {
+        const auto chosen =
+            static_cast<std::size_t>(m_chance.upTo(static_cast<int>(operations.size()) - 1));
+        const auto& operation = operations[chosen];
+        m_arguments.clear();
+        const std::string result = operation.call(self);
+        m_head.note(std::string(operation.name) + m_arguments + " -> " + result);
+    }
+
+private:
+    tcChance& m_chance;
+    sim::tcVirtualHead& m_head;
+    std::string m_arguments;
+};

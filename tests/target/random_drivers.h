@@ -1,0 +1,59 @@
+/// \file
+/// Calls of the sensor driver and of the FPGA access by themselves, by chance.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "fpga/canon_3u5mgxs_frame_ctrl.h"
+#include "fpga/fpga.h"
+#include "sensor/sensor.h"
+#include "tests/target/notes.h"
+
+/// A sensor driver without a board.
+class tcRandomSensor : public tcRandomCalls {
+public:
+    tcRandomSensor(tcChance& chance, sim::tcVirtualHead& head);
+
+    /// Makes one call.
+    void step();
+
+private:
+    struct tsOperation {
+        const char* name;
+        std::string (*call)(tcRandomSensor& self);
+    };
+    static const std::vector<tsOperation> kOperations;
+
+    unsigned short address();
+    unsigned char shift();
+    std::uint32_t bits();
+    unsigned short place();
+    std::chrono::microseconds time(int most);
+
+    tc3U5MGXS m_sensor;
+};
+
+/// The FPGA's cores without a board, and one more frame-control core on the same registers.
+class tcRandomFpga : public tcRandomCalls {
+public:
+    tcRandomFpga(tcChance& chance, sim::tcVirtualHead& head);
+
+    /// Makes one call.
+    void step();
+
+private:
+    struct tsOperation {
+        const char* name;
+        std::string (*call)(tcRandomFpga& self);
+    };
+    static const std::vector<tsOperation> kOperations;
+
+    std::uint32_t bits();
+    std::uint16_t half();
+
+    tc3U5MGXSFpga m_fpga;
+    tcCanon3U5MGXSFrameCtrl m_core;
+};
