@@ -69,8 +69,8 @@ unsigned short tcRandomSensor::place() {
 
 /// A time that is often at the edge of a number of lines where the exposure arithmetic turns.
 std::chrono::microseconds tcRandomSensor::time(int most) {
-    constexpr std::array edges{0,     1,     2,     3,     4,     16380, 16381, 16382,
-                               16383, 16384, 16385, 65535, 65536, 65537, 81919, 81920};
+    constexpr std::array edges{0,     1,     2,     3,     4,     16381, 16382, 16383,
+                               16384, 16384, 16385, 65535, 65536, 65537, 81919, 81920};
     constexpr std::array<std::int64_t, 4> wide{1, 4096, 0x100000000LL, -0x100000000LL};
     std::int64_t microseconds = 0;
     if (chance().oneIn(2)) {
@@ -146,6 +146,9 @@ const std::vector<tcRandomSensor::tsOperation> tcRandomSensor::kOperations = {
     {"setExposure",
      [](tcRandomSensor& s) { return text(s.m_sensor.setExposure(s.time(300'000))); }},
     {"setExposure", [](tcRandomSensor& s) { return text(s.m_sensor.setExposure(s.time(3'000))); }},
+    {"setExposure",
+     [](tcRandomSensor& s) { return text(s.m_sensor.setExposure(s.time(300'000))); }},
+    {"setExposure", [](tcRandomSensor& s) { return text(s.m_sensor.setExposure(s.time(3'000))); }},
     {"setExposureMode",
      [](tcRandomSensor& s) {
          const auto mode = static_cast<tc3U5MGXS::teExposureMode>(s.around(3));
@@ -158,7 +161,8 @@ const std::vector<tcRandomSensor::tsOperation> tcRandomSensor::kOperations = {
      }},
     {"setFrameControlMode",
      [](tcRandomSensor& s) {
-         const int mode = s.chance().oneIn(2) ? 0 : s.chance().around(4);
+         constexpr std::array usual{0, 0, 3, 3, 1};
+         const int mode = s.chance().oneIn(6) ? s.chance().around(4) : s.chance().of(usual);
          const auto asked = static_cast<tc3U5MGXS::teCtrlMode>(s.told(mode));
          return done([&] { s.m_sensor.setFrameControlMode(asked); });
      }},
