@@ -88,10 +88,10 @@ std::string anyConfiguration(tcChance& chance) {
             text += std::string(name) + " = " + std::to_string(value + beyond) + "\n";
         }
     };
-    key("RoiX", chance.upTo(50) * 24);
-    key("RoiY", chance.upTo(500) * 2);
+    key("RoiX", std::int64_t{chance.upTo(50)} * 24);
+    key("RoiY", std::int64_t{chance.upTo(500)} * 2);
     key("RoiWidth", std::int64_t{chance.around(108)} * 24 % 2600);
-    key("RoiHeight", 2 + chance.upTo(1027) * 2);
+    key("RoiHeight", 2 + std::int64_t{chance.upTo(1027)} * 2);
     key("ExposureTime", chance.around(200'000));
     key("FrameInterval", chance.around(400'000));
     key("VerticalBin", chance.around(2));
