@@ -1459,7 +1459,7 @@ OPERATIONS: dict[str, Operation] = {
     "command": _command,
     "update": _update,
     "GetCameraInfo": _camera_info,
-    "handlers": _plain(lambda b: 1),
+    "getCustomHandlers": _plain(lambda b: "CLKS EXPM GBPR GBPRM SBPR SBPRM"),
 }
 
 

@@ -55,14 +55,19 @@ tcRandomBoard::tcRandomBoard(tcChance& chance, sim::tcVirtualHead& head)
     });
     m_board.setPipeline(&m_pipeline);
     m_owned.emplace_back(m_board.getCustomHandlers(nullptr, &m_handlers));
-    for (const char* keyword : {"EXPM", "CLKS"}) {
-        m_owned.emplace_back(m_handlers.at(keyword));
-    }
+    own(m_handlers);
     head.note("initialize " + std::to_string(m_board.initialize()));
 }
 
 tcRandomBoard::~tcRandomBoard() {
     setPublishSpy({});
+}
+
+/// Every handler is the host's.
+void tcRandomBoard::own(const tcHandlers& handlers) {
+    for (const char* keyword : {"EXPM", "CLKS"}) {
+        m_owned.emplace_back(handlers.at(keyword));
+    }
 }
 
 void tcRandomBoard::step() {
@@ -143,6 +148,18 @@ std::string tcRandomBoard::command() {
     return oneLine(handler->execute(keyword, arguments));
 }
 
+/// One more chain, before that of the beginning; nobody executes it.
+std::string tcRandomBoard::moreHandlers() {
+    tcHandlers handlers;
+    m_owned.emplace_back(m_board.getCustomHandlers(m_owned.front().get(), &handlers));
+    own(handlers);
+    std::string keywords;
+    for (const auto& [keyword, handler] : handlers) {
+        keywords += (keywords.empty() ? "" : " ") + keyword;
+    }
+    return keywords;
+}
+
 /// A handler sees the write of a word.
 std::string tcRandomBoard::update() {
     constexpr std::array keywords{"EXPM", "SBPR", "GBPRM"};
@@ -191,7 +208,8 @@ std::string tcRandomBoard::pointed(Read read) {
 }
 
 const std::vector<tcRandomBoard::tsOperation> tcRandomBoard::kOperations = {
-    {"setExposure", [](tcRandomBoard& s) { return text(s.m_board.setExposure(s.around(200'000))); }},
+    {"setExposure",
+     [](tcRandomBoard& s) { return text(s.m_board.setExposure(s.around(200'000))); }},
     {"setExposure", [](tcRandomBoard& s) { return text(s.m_board.setExposure(s.around(2'000))); }},
     {"getExposure", [](tcRandomBoard& s) { return text(s.m_board.getExposure()); }},
     {"getMinFrameIntervalMicroS",
@@ -206,33 +224,30 @@ const std::vector<tcRandomBoard::tsOperation> tcRandomBoard::kOperations = {
     {"getROI", [](tcRandomBoard& s) { return s.m_board.getROI().toString(); }},
     {"getImageROI", [](tcRandomBoard& s) { return s.m_board.getImageROI().toString(); }},
     {"programMultipleROI", [](tcRandomBoard& s) { return s.regions(); }},
-    {"setVerticalBin", [](tcRandomBoard& s) { return text(s.m_board.setVerticalBin(s.around(2))); }},
+    {"setVerticalBin",
+     [](tcRandomBoard& s) { return text(s.m_board.setVerticalBin(s.around(2))); }},
     {"getVerticalBin", [](tcRandomBoard& s) { return text(s.m_board.getVerticalBin()); }},
     {"setHorizontalBin",
      [](tcRandomBoard& s) { return text(s.m_board.setHorizontalBin(s.around(2))); }},
     {"getHorizontalBin", [](tcRandomBoard& s) { return text(s.m_board.getHorizontalBin()); }},
     {"setShutterMode",
      [](tcRandomBoard& s) {
-         return text(s.m_board.setShutterMode(
-             static_cast<Varnox::teShutterMode>(s.around(3))));
+         return text(s.m_board.setShutterMode(static_cast<Varnox::teShutterMode>(s.around(3))));
      }},
     {"getShutterMode", [](tcRandomBoard& s) { return text(s.m_board.getShutterMode()); }},
     {"setBPP",
      [](tcRandomBoard& s) {
          return text(s.m_board.setBPP(static_cast<Varnox::teBPPMode>(s.around(4))));
      }},
-    {"setColor",
-     [](tcRandomBoard& s) { return text(s.m_board.setColor(s.flag())); }},
+    {"setColor", [](tcRandomBoard& s) { return text(s.m_board.setColor(s.flag())); }},
     {"setTestPattern",
      [](tcRandomBoard& s) {
-         return text(s.m_board.setTestPattern(
-             static_cast<Varnox::teTestPattern>(s.around(18))));
+         return text(s.m_board.setTestPattern(static_cast<Varnox::teTestPattern>(s.around(18))));
      }},
     {"getTestPattern", [](tcRandomBoard& s) { return text(s.m_board.getTestPattern()); }},
     {"setTrigger",
      [](tcRandomBoard& s) {
-         return text(
-             s.m_board.setTrigger(static_cast<Varnox::teTriggerMode>(s.around(3))));
+         return text(s.m_board.setTrigger(static_cast<Varnox::teTriggerMode>(s.around(3))));
      }},
     {"getTrigger", [](tcRandomBoard& s) { return text(s.m_board.getTrigger()); }},
     {"peek",
@@ -287,12 +302,11 @@ const std::vector<tcRandomBoard::tsOperation> tcRandomBoard::kOperations = {
          return text(result) + text(skip ? 1 : 0);
      }},
     {"setInternalExposureMode",
-     [](tcRandomBoard& s) {
-         return text(s.m_board.setInternalExposureMode(s.flag()));
-     }},
+     [](tcRandomBoard& s) { return text(s.m_board.setInternalExposureMode(s.flag())); }},
     {"getInternalExposureMode",
      [](tcRandomBoard& s) { return text(s.m_board.getInternalExposureMode() ? 1 : 0); }},
-    {"setClockSetting", [](tcRandomBoard& s) { return text(s.m_board.setClockSetting(s.around(2))); }},
+    {"setClockSetting",
+     [](tcRandomBoard& s) { return text(s.m_board.setClockSetting(s.around(2))); }},
     {"getClockSetting",
      [](tcRandomBoard& s) {
          return s.pointed([&](int* value) { return s.m_board.getClockSetting(*value); });
@@ -301,13 +315,12 @@ const std::vector<tcRandomBoard::tsOperation> tcRandomBoard::kOperations = {
     {"configureTriggers", [](tcRandomBoard& s) { return text(s.m_board.configureTriggers()); }},
     {"setExposureMode",
      [](tcRandomBoard& s) {
-         return text(s.m_board.setExposureMode(
-             static_cast<tc3U5MGXS::teExposureMode>(s.around(3))));
+         return text(
+             s.m_board.setExposureMode(static_cast<tc3U5MGXS::teExposureMode>(s.around(3))));
      }},
     {"setDGain",
      [](tcRandomBoard& s) {
-         return text(
-             s.m_board.setDGain(static_cast<tc3U5MGXS::teDGainCoarse>(s.around(7))));
+         return text(s.m_board.setDGain(static_cast<tc3U5MGXS::teDGainCoarse>(s.around(7))));
      }},
     {"getDGain", [](tcRandomBoard& s) { return text(static_cast<int>(s.m_board.getDGain())); }},
     {"initialize",
@@ -320,12 +333,7 @@ const std::vector<tcRandomBoard::tsOperation> tcRandomBoard::kOperations = {
     {"command", [](tcRandomBoard& s) { return s.command(); }},
     {"update", [](tcRandomBoard& s) { return s.update(); }},
     {"update", [](tcRandomBoard& s) { return s.update(); }},
-    {"handlers",
-     [](tcRandomBoard& s) {
-         const std::unique_ptr<Varnox::tcAbstractHandler> first(
-             s.m_board.getCustomHandlers(nullptr, nullptr));
-         return text(first ? 1 : 0);
-     }},
+    {"getCustomHandlers", [](tcRandomBoard& s) { return s.moreHandlers(); }},
     {"GetCameraInfo", [](tcRandomBoard& s) { return s.cameraInfo(); }},
     {"fault", [](tcRandomBoard& s) { return s.fault(); }},
 };

@@ -44,10 +44,14 @@ private:
     };
     static const std::vector<tsOperation> kOperations;
 
+    using tcHandlers = std::map<std::string, Varnox::tcAbstractHandler*>;
+    void own(const tcHandlers& handlers);
+
     Varnox::ROI anyRegion();
     std::string regions();
     std::string word();
     std::string command();
+    std::string moreHandlers();
     std::string update();
     std::string cameraInfo();
     std::string fault();
@@ -56,6 +60,6 @@ private:
 
     tcPipelineNote m_pipeline;
     Varnox::tc3U5MGXSSensorBoard m_board;
-    std::map<std::string, Varnox::tcAbstractHandler*> m_handlers;
+    tcHandlers m_handlers;
     std::vector<std::unique_ptr<Varnox::tcAbstractHandler>> m_owned;
 };
