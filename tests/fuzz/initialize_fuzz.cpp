@@ -134,6 +134,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static fuzz::tcErrorCollector errors;
     errors.clear();
     theHead().clearLog();
+    // The region is programmed with the binning factor in force, before the file's is set: that of
+    // the input before may turn this one's region upside down.
+    theBoard().setVerticalBin(1);
 
     const std::string text = fuzz::text({data, size});
     const std::size_t between = text.find(kBetween);
