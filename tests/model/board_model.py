@@ -1794,10 +1794,8 @@ def main(arguments: list[str]) -> int:
             live(trace, words)
         except (Difference, IndexError, KeyError, TypeError, ValueError) as difference:
             differences += 1
-            rest = Trace()
-            rest.lines, rest.at = trace.lines, trace.at
-            before = trace.made()
-            print(f"{label} life {number} of {trace.whose}, operation {before}: {rest.operation()[2]}")
+            place = f"{label} life {number} of {trace.whose}, operation {trace.made()}"
+            print(f"{place}: {trace.operation()[2]}")
             for wrong in trace.wrong:
                 print(f"    {wrong}")
             if isinstance(difference, Difference):

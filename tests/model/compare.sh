@@ -2,7 +2,7 @@
 # Lives lives by chance and lets the second model predict each. Arguments: the program, lives, operations
 # each. The program's emulator is in EMULATOR, the seed in HEAD_SEED.
 set -euo pipefail
-program=$1 lives=$2 operations=$3
+program=$(realpath "$1") lives=$2 operations=$3
 model=$(cd "$(dirname "$0")" && pwd)/board_model.py
 seed=${HEAD_SEED:-1}
 read -ra emulator <<<"${EMULATOR:-}"

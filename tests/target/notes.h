@@ -2,6 +2,7 @@
 /// What random calls leave in the head's log, in order with what the hardware saw.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -40,19 +41,38 @@ public:
 protected:
     ~tcRandomCalls() = default;
 
-    /// \param operations each with a name, and a call on `self` that gives the text of its result
-    template<class Operations, class Self>
-    void makeOneOf(const Operations& operations, Self& self) {
-        const auto chosen =
-            static_cast<std::size_t>(m_chance.upTo(static_cast<int>(operations.size()) - 1));
-        const auto& operation = operations[chosen];
+    /// Notes a call that was made, with the arguments told since the one before.
+    void note(std::string_view name, const std::string& result) {
+        m_head.note(std::string(name) + m_arguments + " -> " + result);
         m_arguments.clear();
-        const std::string result = operation.call(self);
-        m_head.note(std::string(operation.name) + m_arguments + " -> " + result);
     }
 
 private:
     tcChance& m_chance;
     sim::tcVirtualHead& m_head;
     std::string m_arguments;
+};
+
+/// Calls of one kind of object: `Self` has a table `kOperations` of them.
+template<class Self>
+class tcRandomLife : public tcRandomCalls {
+public:
+    using tcRandomCalls::tcRandomCalls;
+
+    /// Makes one call.
+    void step() {
+        const auto last = static_cast<int>(Self::kOperations.size()) - 1;
+        const tsOperation& chosen =
+            Self::kOperations[static_cast<std::size_t>(chance().upTo(last))];
+        note(chosen.name, chosen.call(static_cast<Self&>(*this)));
+    }
+
+protected:
+    ~tcRandomLife() = default;
+
+    struct tsOperation {
+        const char* name;
+        std::string (*call)(Self& self); ///< \return the text of its result
+    };
+    using tcOperations = std::vector<tsOperation>;
 };

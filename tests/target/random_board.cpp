@@ -46,7 +46,7 @@ int tcPipelineNote::setPixelPacking(int packing) {
 }
 
 tcRandomBoard::tcRandomBoard(tcChance& chance, sim::tcVirtualHead& head)
-    : tcRandomCalls(chance, head), m_pipeline(head), m_board("/dev/spidev1.0") {
+    : tcRandomLife(chance, head), m_pipeline(head), m_board("/dev/spidev1.0") {
     setPublishSpy([&head](std::uint32_t address, std::uint32_t value) {
         head.note("WORD " + hexadecimal(address) + " = " + std::to_string(value));
     });
@@ -68,10 +68,6 @@ void tcRandomBoard::own(const tcHandlers& handlers) {
     for (const char* keyword : {"EXPM", "CLKS"}) {
         m_owned.emplace_back(handlers.at(keyword));
     }
-}
-
-void tcRandomBoard::step() {
-    makeOneOf(kOperations, *this);
 }
 
 void tcRandomBoard::finish() {
@@ -207,7 +203,7 @@ std::string tcRandomBoard::pointed(Read read) {
     return std::to_string(result) + " " + std::to_string(value);
 }
 
-const std::vector<tcRandomBoard::tsOperation> tcRandomBoard::kOperations = {
+const tcRandomBoard::tcOperations tcRandomBoard::kOperations = {
     {"setExposure",
      [](tcRandomBoard& s) { return text(s.m_board.setExposure(s.around(200'000))); }},
     {"setExposure", [](tcRandomBoard& s) { return text(s.m_board.setExposure(s.around(2'000))); }},

@@ -25,24 +25,18 @@ private:
 };
 
 /// One board on a head. What it reports and publishes is noted as well.
-class tcRandomBoard : public tcRandomCalls {
+class tcRandomBoard : public tcRandomLife<tcRandomBoard> {
 public:
     /// Initializes the board.
     tcRandomBoard(tcChance& chance, sim::tcVirtualHead& head);
     ~tcRandomBoard();
 
-    /// Makes one call.
-    void step();
-
     /// Notes what the shadow map, the sensor and the register file hold.
     void finish();
 
 private:
-    struct tsOperation {
-        const char* name;
-        std::string (*call)(tcRandomBoard& self);
-    };
-    static const std::vector<tsOperation> kOperations;
+    friend tcRandomLife;
+    static const tcOperations kOperations;
 
     using tcHandlers = std::map<std::string, Varnox::tcAbstractHandler*>;
     void own(const tcHandlers& handlers);

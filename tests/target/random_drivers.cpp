@@ -37,11 +37,7 @@ std::string done(Call call) {
 // ---- Sensor
 
 tcRandomSensor::tcRandomSensor(tcChance& chance, sim::tcVirtualHead& head)
-    : tcRandomCalls(chance, head), m_sensor("/dev/spidev1.0") {}
-
-void tcRandomSensor::step() {
-    makeOneOf(kOperations, *this);
-}
+    : tcRandomLife(chance, head), m_sensor("/dev/spidev1.0") {}
 
 /// Mostly registers that the driver gives a meaning.
 unsigned short tcRandomSensor::address() {
@@ -92,7 +88,7 @@ std::chrono::microseconds tcRandomSensor::time(int most) {
     return std::chrono::microseconds(told(microseconds));
 }
 
-const std::vector<tcRandomSensor::tsOperation> tcRandomSensor::kOperations = {
+const tcRandomSensor::tcOperations tcRandomSensor::kOperations = {
     {"writeRegister",
      [](tcRandomSensor& s) {
          const unsigned short address = s.address();
@@ -224,23 +220,26 @@ const std::vector<tcRandomSensor::tsOperation> tcRandomSensor::kOperations = {
 // ---- FPGA
 
 tcRandomFpga::tcRandomFpga(tcChance& chance, sim::tcVirtualHead& head)
-    : tcRandomCalls(chance, head), m_fpga(""), m_core(0xFF210000) {}
-
-void tcRandomFpga::step() {
-    makeOneOf(kOperations, *this);
-}
+    : tcRandomLife(chance, head), m_fpga(""), m_core(0xFF210000) {}
 
 std::uint32_t tcRandomFpga::bits() {
     const bool few = chance().oneIn(3);
     return told(few ? static_cast<std::uint32_t>(chance().upTo(0xFFF)) : chance().bits());
 }
 
-std::uint16_t tcRandomFpga::half() {
-    const int most = chance().oneIn(2) ? 65535 : 2600;
-    return static_cast<std::uint16_t>(upTo(most));
+/// \return a record of two halves of a register
+template<class Pair>
+Pair tcRandomFpga::pair() {
+    const auto half = [this] {
+        const int most = chance().oneIn(2) ? 65535 : 2600;
+        return static_cast<std::uint16_t>(upTo(most));
+    };
+    const std::uint16_t first = half();
+    const std::uint16_t second = half();
+    return {first, second};
 }
 
-const std::vector<tcRandomFpga::tsOperation> tcRandomFpga::kOperations = {
+const tcRandomFpga::tcOperations tcRandomFpga::kOperations = {
     {"initialize", [](tcRandomFpga& s) { return text(s.m_fpga.initialize()); }},
     {"resetPipeline",
      [](tcRandomFpga& s) { return text(s.m_fpga.resetPipeline(s.flag()) ? 1 : 0); }},
@@ -284,9 +283,7 @@ const std::vector<tcRandomFpga::tsOperation> tcRandomFpga::kOperations = {
      }},
     {"setRoiResCntConfig",
      [](tcRandomFpga& s) {
-         const std::uint16_t height = s.half();
-         const std::uint16_t width = s.half();
-         return done([&] { s.m_core.setRoiResCntConfig({height, width}); });
+         return done([&] { s.m_core.setRoiResCntConfig(s.pair<tcCore::tsResolutionConfig>()); });
      }},
     {"readResolutionConfig",
      [](tcRandomFpga& s) {
@@ -295,9 +292,7 @@ const std::vector<tcRandomFpga::tsOperation> tcRandomFpga::kOperations = {
      }},
     {"setResolutionConfig",
      [](tcRandomFpga& s) {
-         const std::uint16_t height = s.half();
-         const std::uint16_t width = s.half();
-         return done([&] { s.m_core.setResolutionConfig({height, width}); });
+         return done([&] { s.m_core.setResolutionConfig(s.pair<tcCore::tsResolutionConfig>()); });
      }},
     {"readRoiConfig",
      [](tcRandomFpga& s) {
@@ -306,9 +301,7 @@ const std::vector<tcRandomFpga::tsOperation> tcRandomFpga::kOperations = {
      }},
     {"setRoiConfig",
      [](tcRandomFpga& s) {
-         const std::uint16_t y = s.half();
-         const std::uint16_t x = s.half();
-         return done([&] { s.m_core.setRoiConfig({y, x}); });
+         return done([&] { s.m_core.setRoiConfig(s.pair<tcCore::tsRoiConfig>()); });
      }},
     {"readBackPorchConfig",
      [](tcRandomFpga& s) {
@@ -317,9 +310,7 @@ const std::vector<tcRandomFpga::tsOperation> tcRandomFpga::kOperations = {
      }},
     {"setBackPorchConfig",
      [](tcRandomFpga& s) {
-         const std::uint16_t y = s.half();
-         const std::uint16_t x = s.half();
-         return done([&] { s.m_core.setBackPorchConfig({y, x}); });
+         return done([&] { s.m_core.setBackPorchConfig(s.pair<tcCore::tsBackPorchConfig>()); });
      }},
     {"readDPAReset", [](tcRandomFpga& s) { return text(s.m_core.readDPAReset()); }},
     {"readDPAFifoReset", [](tcRandomFpga& s) { return text(s.m_core.readDPAFifoReset()); }},

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "fpga/canon_3u5mgxs_frame_ctrl.h"
 #include "fpga/fpga.h"
@@ -13,19 +12,13 @@
 #include "tests/target/notes.h"
 
 /// A sensor driver without a board.
-class tcRandomSensor : public tcRandomCalls {
+class tcRandomSensor : public tcRandomLife<tcRandomSensor> {
 public:
     tcRandomSensor(tcChance& chance, sim::tcVirtualHead& head);
 
-    /// Makes one call.
-    void step();
-
 private:
-    struct tsOperation {
-        const char* name;
-        std::string (*call)(tcRandomSensor& self);
-    };
-    static const std::vector<tsOperation> kOperations;
+    friend tcRandomLife;
+    static const tcOperations kOperations;
 
     unsigned short address();
     unsigned char shift();
@@ -37,22 +30,17 @@ private:
 };
 
 /// The FPGA's cores without a board, and one more frame-control core on the same registers.
-class tcRandomFpga : public tcRandomCalls {
+class tcRandomFpga : public tcRandomLife<tcRandomFpga> {
 public:
     tcRandomFpga(tcChance& chance, sim::tcVirtualHead& head);
 
-    /// Makes one call.
-    void step();
-
 private:
-    struct tsOperation {
-        const char* name;
-        std::string (*call)(tcRandomFpga& self);
-    };
-    static const std::vector<tsOperation> kOperations;
+    friend tcRandomLife;
+    static const tcOperations kOperations;
 
     std::uint32_t bits();
-    std::uint16_t half();
+    template<class Pair>
+    Pair pair();
 
     tc3U5MGXSFpga m_fpga;
     tcCanon3U5MGXSFrameCtrl m_core;
