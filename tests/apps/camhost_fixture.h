@@ -2,15 +2,19 @@
 /// An executor on a board without hardware.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "apps/camhost/executor.h"
 #include "tests/apps/fake_board.h"
+#include "tests/support/patience.h"
 
 /// Carries out lines on a fake board. What board and log print goes nowhere.
 class CamhostTest : public testing::Test {
@@ -43,14 +47,27 @@ protected:
 
     camhost::tsReply run(const std::string& line) {
         camhost::tsCaller caller;
-        caller.line = [this](const std::string& text) { lines.push_back(text); };
+        caller.line = [this](const std::string& text) {
+            lines.push_back(text);
+            ++shown;
+        };
         caller.progress = [](const std::string&) {};
         return executor->execute(line, caller);
+    }
+
+    /// Waits, on another thread than the one that runs a command, for what the command does.
+    template<class Condition>
+    static void waitUntil(Condition condition) {
+        const auto end = std::chrono::steady_clock::now() + kPatience;
+        while (!condition() && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_TRUE(condition());
     }
 
     camhost::tcOutput output;
     camhost::tcCommandTable table = camhost::makeCommandTable();
     std::unique_ptr<camhost::tcHead> head;
     std::unique_ptr<camhost::tcExecutor> executor;
-    std::vector<std::string> lines; ///< that came before a reply
+    std::vector<std::string> lines;    ///< that came before a reply
+    std::atomic<std::size_t> shown{0}; ///< how many, for other threads
 };

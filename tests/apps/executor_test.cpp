@@ -15,7 +15,12 @@ using testing::IsEmpty;
 
 namespace {
 
-class ExecutorTest : public CamhostTest {};
+class ExecutorTest : public CamhostTest {
+protected:
+    void waitForCapture() {
+        waitUntil([this] { return executor->isCapturing(); });
+    }
+};
 
 class StubbornBoardTest : public CamhostTest {
 protected:
@@ -105,20 +110,21 @@ TEST_F(ExecutorTest, CompletesArguments) {
 }
 
 TEST_F(ExecutorTest, ServesOthersWhileACommandWaits) {
-    std::thread waiting([&] { EXPECT_EQ(reply("wait 300"), "wait: 300 ms"); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    const auto begin = std::chrono::steady_clock::now();
+    std::thread waiting([&] { EXPECT_EQ(run("capture 3600000").status, teExit::eInterrupted); });
+    waitForCapture();
     EXPECT_EQ(executor->execute("exposure").text, "exposure 30000 us");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(150));
+    EXPECT_TRUE(executor->isCapturing());
+    camhost::tcInterrupt::request();
     waiting.join();
+    camhost::tcInterrupt::clear();
 }
 
 TEST_F(ExecutorTest, StopsTheCaptureThatIsInterrupted) {
-    std::thread interrupting([] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::thread interrupting([this] {
+        waitForCapture();
         camhost::tcInterrupt::request();
     });
-    const tsReply got = run("capture 10000");
+    const tsReply got = run("capture 3600000");
     interrupting.join();
     EXPECT_EQ(got.status, teExit::eInterrupted);
     EXPECT_EQ(got.text, "capture (stopped, result 0: success) was interrupted");
@@ -130,11 +136,11 @@ TEST_F(ExecutorTest, StopsTheCaptureThatIsInterrupted) {
 
 TEST_F(ExecutorTest, SaysThatSomebodyElseEndedTheCapture) {
     std::thread ending([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        waitForCapture();
         executor->execute("stop");
     });
-    EXPECT_EQ(reply("capture 200"), "capture: 200 ms, ended early by somebody else, result 0: "
-                                    "success");
+    EXPECT_EQ(reply("capture 2000"), "capture: 2000 ms, ended early by somebody else, result 0: "
+                                     "success");
     ending.join();
 }
 

@@ -12,10 +12,9 @@
 #include <gtest/gtest.h>
 
 #include "tests/apps/process.h"
+#include "tests/support/patience.h"
 
 namespace {
-
-constexpr int kSoon = 20000; // ms, for a busy machine
 
 /// \return the text without the sequences that move the cursor
 std::string withoutControls(const std::string& text) {
@@ -66,7 +65,7 @@ void tcTerminal::type(const std::string& keys) {
 
 bool tcTerminal::fetch() {
     pollfd source{m_terminal, POLLIN, 0};
-    if (::poll(&source, 1, kSoon) <= 0)
+    if (::poll(&source, 1, kPatienceMs) <= 0)
         return false;
     char buffer[4096];
     const ssize_t count = ::read(m_terminal, buffer, sizeof buffer);
@@ -77,7 +76,7 @@ bool tcTerminal::fetch() {
 }
 
 std::string tcTerminal::until(const std::string& text) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kSoon);
+    const auto end = std::chrono::steady_clock::now() + kPatience;
     while (true) {
         const std::string plain = withoutControls(m_got);
         const auto at = plain.find(text);

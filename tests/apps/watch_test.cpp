@@ -27,35 +27,38 @@ TEST_F(WatchTest, ShowsWhatHoldsAtFirst) {
 TEST_F(WatchTest, ShowsChangesAsTheyCome) {
     file.update_word(0x60010, 5);
     std::thread publishing([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(80));
+        waitUntil([this] { return shown == 2; });
         file.update_word(0x60010, 6);
         file.update_word(0x60018, 1); // nobody watches it
-        std::this_thread::sleep_for(std::chrono::milliseconds(80));
+        waitUntil([this] { return shown == 3; });
         file.update_word(0x60014, 7);
     });
-    EXPECT_EQ(reply("watch 400 0x60010 0x60014"), "watch: 2 changes in 400 ms");
+    EXPECT_EQ(reply("watch 3000 0x60010 0x60014"), "watch: 2 changes in 3000 ms");
     publishing.join();
     ASSERT_EQ(lines.size(), 4U);
-    EXPECT_THAT(lines[2], MatchesRegex("\\[    0\\.[0-9]+ s\\] 0x60010: 5 -> 6"));
-    EXPECT_THAT(lines[3], MatchesRegex("\\[    0\\.[0-9]+ s\\] 0x60014: nothing -> 7"));
+    EXPECT_THAT(lines[2], MatchesRegex("\\[    [0-2]\\.[0-9]+ s\\] 0x60010: 5 -> 6"));
+    EXPECT_THAT(lines[3], MatchesRegex("\\[    [0-2]\\.[0-9]+ s\\] 0x60014: nothing -> 7"));
 }
 
 TEST_F(WatchTest, LetsOthersWorkMeanwhile) {
     std::thread setting([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+        waitUntil([this] { return shown == 1; });
         EXPECT_TRUE(executor->execute("exposure 4440").ok());
+        waitUntil([this] { return shown == 2; });
+        camhost::tcInterrupt::request();
     });
-    reply("watch 300 exposure");
+    EXPECT_EQ(run("watch 3600000 exposure").status, camhost::teExit::eInterrupted);
     setting.join();
+    camhost::tcInterrupt::clear();
     EXPECT_THAT(lines.back(), HasSubstr("-> 4440"));
 }
 
 TEST_F(WatchTest, IsStoppedByARequest) {
-    std::thread interrupting([] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    std::thread interrupting([this] {
+        waitUntil([this] { return shown == 1; });
         camhost::tcInterrupt::request();
     });
-    const camhost::tsReply got = run("watch 60000 exposure");
+    const camhost::tsReply got = run("watch 3600000 exposure");
     interrupting.join();
     camhost::tcInterrupt::clear();
     EXPECT_EQ(got.status, camhost::teExit::eInterrupted);

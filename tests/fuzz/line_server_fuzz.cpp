@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t kLineBytes = 64;
 constexpr std::size_t kPiece = 16; // of what is sent: also after the server's last reply
-constexpr int kSoon = 10'000;      // ms
+constexpr int kSoon = 300'000;     // ms: a hang, also on a busy machine
 constexpr std::array<std::string_view, 3> kWaiting{"wait", "watch", "capture"};
 
 /// A host that listens.

@@ -36,13 +36,40 @@ constexpr const char* kGpio = "/dev/gpiochip0";
 constexpr const char* kI2c = "/dev/i2c-1";
 constexpr const char* kMem = "/dev/mem";
 
-// A sanitizer makes a life ten times as long: every third fault then, another third of the errnos
-// each time.
+// Every call fails at least once in every build. A sanitizer makes a life ten times as long: a
+// third of a call's errnos then, another third at the next call. What the target adds is its own
+// structures and offsets at each call, not other errnos: a seventh there, as its emulator is ten
+// times as slow.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::size_t kStride = 3;
+#elif defined(__arm__)
+constexpr std::size_t kStride = 7;
 #else
 constexpr std::size_t kStride = 1;
 #endif
+
+/// Whether two faults are of the same call, or of the same kind at the same file.
+bool isSameCall(const tsFault& one, const tsFault& other) {
+    return one.call == other.call && one.device == other.device && one.nth == other.nth &&
+           one.isOfAccess() == other.isOfAccess() &&
+           (one.file == tsFault::teFile::none) == (other.file == tsFault::teFile::none);
+}
+
+/// \return of each call at least one fault, and every `kStride`th
+std::vector<tsFault> chosenOf(const std::vector<tsFault>& faults) {
+    std::vector<tsFault> chosen;
+    std::size_t turn = 0;
+    for (auto begin = faults.begin(); begin != faults.end();) {
+        const auto end = std::find_if(
+            begin, faults.end(), [&](const tsFault& fault) { return !isSameCall(*begin, fault); });
+        const auto count = static_cast<std::size_t>(end - begin);
+        for (std::size_t at = turn++ % std::min(kStride, count); at < count; at += kStride) {
+            chosen.push_back(begin[static_cast<std::ptrdiff_t>(at)]);
+        }
+        begin = end;
+    }
+    return chosen;
+}
 
 /// Everything but frames takes well under a second; the three bring-ups of a dead link take 100 ms
 /// each. A life that takes longer waits for something that does not come.
@@ -505,14 +532,15 @@ TEST_F(FaultSweep, ALifeWithoutAFaultIsQuiet) {
 }
 
 TEST_F(FaultSweep, EachFailureIsReportedAndLeavesTheHeadToTheNextBoard) {
-    std::vector<tsFault> faults = calls();
-    faults.insert(faults.end(), files().begin(), files().end());
-    const std::size_t count = (faults.size() + kStride - 1) / kStride;
+    std::vector<tsFault> all = calls();
+    all.insert(all.end(), files().begin(), files().end());
+    const std::vector<tsFault> faults = chosenOf(all);
+    const std::size_t count = faults.size();
 
     const tsWorkResult result = workInChildren(
         count,
         [&](std::size_t number) {
-            const tsFault& fault = faults[number * kStride];
+            const tsFault& fault = faults[number];
             return judgeWithMemory([&] {
                 const tsLife life = liveAndTryAgain(fault);
                 std::vector<std::string> wrong = judge(life, rulesBrokenAgain(fault));
@@ -531,7 +559,7 @@ TEST_F(FaultSweep, EachFailureIsReportedAndLeavesTheHeadToTheNextBoard) {
 
     std::size_t fatal = 0;
     for (std::size_t number = 0; number < count; ++number) {
-        const tsFault& fault = faults[number * kStride];
+        const tsFault& fault = faults[number];
         const auto death = result.deaths.find(number);
         const auto wrong = result.complaints.find(number);
         EXPECT_EQ(death == result.deaths.end() ? "lived" : death->second,
@@ -543,7 +571,7 @@ TEST_F(FaultSweep, EachFailureIsReportedAndLeavesTheHeadToTheNextBoard) {
     }
     EXPECT_EQ(result.ends, std::vector<std::string>{});
     EXPECT_EQ(result.done + fatal, count);
-    std::cout << count << " faults, " << fatal << " of them fatal\n";
+    std::cout << count << " of " << all.size() << " faults, " << fatal << " of them fatal\n";
 }
 
 TEST_F(FaultSweep, TwoFailuresAtATimeDoNoMoreHarm) {

@@ -10,9 +10,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/patience.h"
+
 namespace {
 
-constexpr unsigned int kPatience = 30; // s: real time of one piece
+/// Real time of one piece; only one that hangs reaches it.
+constexpr auto kPieceSeconds = static_cast<unsigned int>(std::chrono::seconds(kPatience).count());
 
 /// What a child tells, one line each: 's' number, 'c' number text, 'd' number, 'e' text.
 void tell(int pipe, char what, std::size_t number, const std::string& text) {
@@ -35,7 +38,7 @@ void tell(int pipe, char what, std::size_t number, const std::string& text) {
                           const std::function<std::vector<std::string>()>& end) {
     for (std::size_t number = first; number < count; ++number) {
         tell(pipe, 's', number, "");
-        alarm(kPatience);
+        alarm(kPieceSeconds);
         for (const std::string& complaint : piece(number)) {
             tell(pipe, 'c', number, complaint);
         }

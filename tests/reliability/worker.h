@@ -17,7 +17,7 @@ struct tsWorkResult {
 };
 
 /// Runs pieces 0 to `count` - 1 one after the other in a child process, and goes on behind a piece
-/// that killed it in another. A piece that takes longer than 30 s of real time is killed.
+/// that killed it in another. A piece that hangs (10 minutes of real time) is killed.
 /// \param piece returns what is wrong, nothing when all is well
 /// \param end   called in each child that lives to its end; returns what is wrong
 tsWorkResult workInChildren(std::size_t count,

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/patience.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/system/command.h"
 
@@ -83,10 +84,9 @@ public:
 
 private:
     bool fetch() {
-        constexpr int patience = 20'000; // ms
         pollfd source{m_terminal, POLLIN, 0};
         std::array<char, 4096> buffer{};
-        m_silent = poll(&source, 1, patience) <= 0;
+        m_silent = poll(&source, 1, kPatienceMs) <= 0;
         const ssize_t count = m_silent ? 0 : read(m_terminal, buffer.data(), buffer.size());
         m_got.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         return count > 0;

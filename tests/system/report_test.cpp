@@ -10,6 +10,7 @@
 #include <png.h>
 #include <regex>
 
+#include "tests/support/patience.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/system/command.h"
 
@@ -369,7 +370,7 @@ TEST_F(RunReport, DoesNotWaitForWhatTheProgramLeavesBehind) {
     const auto start = std::chrono::steady_clock::now();
     const tsOutcome left = runOnHead("--summary /dev/null --report " + m_page.string(),
                                      "sh -c 'tail -f /dev/null 2>/dev/null & echo $!'");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kPatience);
     runCommand("kill " + linesOf(left.output).back());
 }
 
