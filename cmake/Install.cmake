@@ -4,11 +4,18 @@
 #   sdk      headers, CMake packages and pkg-config files of the platform libraries
 #   tools    camhost and virtual-head with manual pages, completion and example data
 
+# Where a target looks for its libraries: first where they lie in the build folder, then where they are installed,
+# the same bytes in both. CMake would exchange one path for the other and fill the shorter one up with ":"; but an
+# empty element is the working directory, where a host keeps its settings.
+function(head_run_path target)
+  set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${ARGN}")
+endfunction()
+
 set(HEAD_PLUGIN_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/varnox)
 install(TARGETS sensor_board_3u5mgxs LIBRARY DESTINATION ${HEAD_PLUGIN_DIRECTORY}
                                              COMPONENT plugin)
 # A tree that is installed anywhere finds its own libraries.
-set_target_properties(sensor_board_3u5mgxs PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+head_run_path(sensor_board_3u5mgxs "$ORIGIN" "$ORIGIN/..")
 
 if(NOT USE_BUNDLED_PLATFORM)
   return()
@@ -50,15 +57,16 @@ foreach(library varnox pellum)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT sdk)
 endforeach()
-set_target_properties(varnox pellum PROPERTIES INSTALL_RPATH "$ORIGIN")
+head_run_path(varnox "$ORIGIN")
+head_run_path(pellum "$ORIGIN")
 
 install(TARGETS camhost virtual-head RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 # Nobody links the virtual head's library but its launcher: it lies where no other program looks.
 set(HEAD_LIBRARY_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/virtual-head)
 install(TARGETS virtual_head LIBRARY DESTINATION ${HEAD_LIBRARY_DIRECTORY} COMPONENT tools
                                      NAMELINK_SKIP)
-set_target_properties(camhost PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-set_target_properties(virtual-head PROPERTIES INSTALL_RPATH "$ORIGIN/../${HEAD_LIBRARY_DIRECTORY}")
+head_run_path(camhost "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+head_run_path(virtual-head "$ORIGIN/../lib" "$ORIGIN/../${HEAD_LIBRARY_DIRECTORY}")
 install(
   FILES apps/camhost/camhost.1 apps/virtual-head.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1

@@ -54,6 +54,9 @@ for library in varnox pellum; do
     [ "$headers" = "$installed" ] || fail "headers of $library: $installed"
 done
 
+step "nothing looks for its libraries in the working directory"
+scripts/check-run-paths.sh "$root" >"$folder/run-paths" || fail "$(cat "$folder/run-paths")"
+
 step "the main job runs from the installed files"
 output=$(main_job "$root/$library_folder/varnox/sensor_board_3u5mgxs.so") || fail "main job: $output"
 expect_lines "main job" "$output" "serves sensor type 7" "init: result 0: success" "[1] Ending capture..." \
