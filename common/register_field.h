@@ -11,4 +11,13 @@ struct tsRegisterField {
     std::uint32_t mask;    ///< as many ones as the field has bits
     const char* name;      ///< as the trace decoder and the register reference show it
     const char* meaning;   ///< what it does, with its unit in brackets
+
+    /// \return the value in its place, what is too large for it cut off
+    [[nodiscard]] constexpr std::uint32_t placed(std::uint32_t value) const {
+        return (value & mask) << shift;
+    }
+    /// \return the field of a register
+    [[nodiscard]] constexpr std::uint32_t of(std::uint32_t word) const {
+        return (word >> shift) & mask;
+    }
 };

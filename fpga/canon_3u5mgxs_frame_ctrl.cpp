@@ -21,27 +21,16 @@ constexpr unsigned kTries = 10;
 constexpr std::uint32_t kRowsPerUnit = 2;    // of the scaled registers
 constexpr std::uint32_t kColumnsPerUnit = 6; // of the scaled registers
 
-/// Two 16-bit numbers as most of the core's registers hold them.
-constexpr std::uint32_t packed(std::uint16_t upper, std::uint16_t lower) {
-    return (std::uint32_t{upper} << 16) | lower;
+/// Two numbers in the fields that one register has for them.
+constexpr std::uint32_t packed(const tsRegisterField& first, std::uint32_t one,
+                               const tsRegisterField& second, std::uint32_t other) {
+    return first.placed(one) | second.placed(other);
 }
 
-/// Two 16-bit numbers, the upper in units of two, the lower in units of six.
-constexpr std::uint32_t scaled(std::uint16_t upper, std::uint16_t lower) {
-    return (((upper / kRowsPerUnit) & 0x7FFFU) << 16) | (lower / kColumnsPerUnit);
-}
-
-constexpr std::uint16_t upperHalf(std::uint32_t word) {
-    return static_cast<std::uint16_t>(word >> 16);
-}
-constexpr std::uint16_t lowerHalf(std::uint32_t word) {
-    return static_cast<std::uint16_t>(word);
-}
-constexpr std::uint16_t unscaledUpper(std::uint32_t word) {
-    return static_cast<std::uint16_t>((word >> 15) & 0xFFFEU);
-}
-constexpr std::uint16_t unscaledLower(std::uint32_t word) {
-    return static_cast<std::uint16_t>(lowerHalf(word) * kColumnsPerUnit);
+/// A field in units, multiplied out: what 16 bits do not hold is lost.
+constexpr std::uint16_t unscaled(const tsRegisterField& field, std::uint32_t word,
+                                 std::uint32_t unit = 1) {
+    return static_cast<std::uint16_t>(field.of(word) * unit);
 }
 
 void printStatus(const tcCanon3U5MGXSFrameCtrl::tsCoreStatus& status) {
@@ -96,7 +85,7 @@ unsigned int tcCanon3U5MGXSFrameCtrl::readLaneInversion() const {
 }
 
 void tcCanon3U5MGXSFrameCtrl::setLaneInversion(unsigned int lanes) {
-    m_block.write(kLaneInversion.address, lanes & kLaneInversion.mask);
+    m_block.write(kLaneInversion.address, kLaneInversion.placed(lanes));
 }
 
 unsigned int tcCanon3U5MGXSFrameCtrl::readIrqFlags() const {
@@ -119,38 +108,42 @@ void tcCanon3U5MGXSFrameCtrl::setIrqMask(unsigned int mask) {
 
 tcCanon3U5MGXSFrameCtrl::tsResolutionConfig tcCanon3U5MGXSFrameCtrl::readRoiResCntConfig() const {
     const std::uint32_t word = m_block.read(kRoiResCntH.address);
-    return {unscaledUpper(word), unscaledLower(word)};
+    return {unscaled(kRoiResCntH, word, kRowsPerUnit),
+            unscaled(kRoiResCntW, word, kColumnsPerUnit)};
 }
 
 void tcCanon3U5MGXSFrameCtrl::setRoiResCntConfig(tsResolutionConfig config) {
-    m_block.write(kRoiResCntH.address, scaled(config.H, config.W));
+    m_block.write(kRoiResCntH.address, packed(kRoiResCntH, config.H / kRowsPerUnit, kRoiResCntW,
+                                              config.W / kColumnsPerUnit));
 }
 
 tcCanon3U5MGXSFrameCtrl::tsResolutionConfig tcCanon3U5MGXSFrameCtrl::readResolutionConfig() const {
     const std::uint32_t word = m_block.read(kResolutionH.address);
-    return {upperHalf(word), lowerHalf(word)};
+    return {unscaled(kResolutionH, word), unscaled(kResolutionW, word)};
 }
 
 void tcCanon3U5MGXSFrameCtrl::setResolutionConfig(tsResolutionConfig config) {
-    m_block.write(kResolutionH.address, packed(config.H, config.W));
+    m_block.write(kResolutionH.address, packed(kResolutionH, config.H, kResolutionW, config.W));
 }
 
 tcCanon3U5MGXSFrameCtrl::tsRoiConfig tcCanon3U5MGXSFrameCtrl::readRoiConfig() const {
     const std::uint32_t word = m_block.read(kRoiY.address);
-    return {upperHalf(word), lowerHalf(word)};
+    return {unscaled(kRoiY, word), unscaled(kRoiX, word)};
 }
 
 void tcCanon3U5MGXSFrameCtrl::setRoiConfig(tsRoiConfig config) {
-    m_block.write(kRoiY.address, packed(config.y, config.x));
+    m_block.write(kRoiY.address, packed(kRoiY, config.y, kRoiX, config.x));
 }
 
 tcCanon3U5MGXSFrameCtrl::tsBackPorchConfig tcCanon3U5MGXSFrameCtrl::readBackPorchConfig() const {
     const std::uint32_t word = m_block.read(kBackPorchY.address);
-    return {unscaledUpper(word), unscaledLower(word)};
+    return {unscaled(kBackPorchY, word, kRowsPerUnit),
+            unscaled(kBackPorchX, word, kColumnsPerUnit)};
 }
 
 void tcCanon3U5MGXSFrameCtrl::setBackPorchConfig(tsBackPorchConfig config) {
-    m_block.write(kBackPorchY.address, scaled(config.y, config.x));
+    m_block.write(kBackPorchY.address, packed(kBackPorchY, config.y / kRowsPerUnit, kBackPorchX,
+                                              config.x / kColumnsPerUnit));
 }
 
 // ---- DPA
@@ -160,7 +153,7 @@ unsigned int tcCanon3U5MGXSFrameCtrl::readDPAReset() const {
 }
 
 void tcCanon3U5MGXSFrameCtrl::setDPAReset(unsigned int lanes) {
-    m_block.write(kDpaReset.address, lanes & kDpaReset.mask);
+    m_block.write(kDpaReset.address, kDpaReset.placed(lanes));
 }
 
 unsigned int tcCanon3U5MGXSFrameCtrl::readDPAFifoReset() const {
@@ -168,7 +161,7 @@ unsigned int tcCanon3U5MGXSFrameCtrl::readDPAFifoReset() const {
 }
 
 void tcCanon3U5MGXSFrameCtrl::setDPAFifoReset(unsigned int lanes) {
-    m_block.write(kDpaFifoReset.address, (lanes & kDpaFifoReset.mask) << kDpaFifoReset.shift);
+    m_block.write(kDpaFifoReset.address, kDpaFifoReset.placed(lanes));
 }
 
 unsigned int tcCanon3U5MGXSFrameCtrl::readDPAHold() const {
@@ -176,7 +169,7 @@ unsigned int tcCanon3U5MGXSFrameCtrl::readDPAHold() const {
 }
 
 void tcCanon3U5MGXSFrameCtrl::setDPAHold(unsigned int lanes) {
-    m_block.write(kDpaHold.address, lanes & kDpaHold.mask);
+    m_block.write(kDpaHold.address, kDpaHold.placed(lanes));
 }
 
 unsigned int tcCanon3U5MGXSFrameCtrl::readDPALock() const {
@@ -257,6 +250,7 @@ bool tcCanon3U5MGXSFrameCtrl::lockDpa() {
         locked = readDPALock();
     }
     printFlushed(std::cout, "DPA Lock: ", tsHex{locked}, "\n");
+    leaveInDecimal(std::cout);
     return locked == kAllLanes;
 }
 
@@ -297,4 +291,5 @@ void tcCanon3U5MGXSFrameCtrl::dumpRegisters() const {
     line("DPA Fifo Reset:\t0x", tsHex{readDPAFifoReset()});
     line("DPA Hold:\t0x", tsHex{readDPAHold()});
     line("DPA Lock:\t0x", tsHex{readDPALock()});
+    leaveInDecimal(std::cout);
 }

@@ -63,6 +63,5 @@ void tsMappedBlock::map() {
 
 void tsMappedBlock::modify(const tsRegisterField& field, std::uint32_t value) {
     const std::uint32_t old = read(field.address);
-    write(field.address,
-          (old & ~(field.mask << field.shift)) | ((value & field.mask) << field.shift));
+    write(field.address, (old & ~field.placed(field.mask)) | field.placed(value));
 }

@@ -34,7 +34,7 @@ struct tsMappedBlock {
 
     /// One load of the field's register. \return the field, shifted down
     [[nodiscard]] std::uint32_t read(const tsRegisterField& field) const {
-        return (read(field.address) >> field.shift) & field.mask;
+        return field.of(read(field.address));
     }
 
     /// One load and one store: only the field changes.

@@ -25,12 +25,13 @@ constexpr std::array<tsAnalogueStages, 6> kAnalogueSteps{
     tsAnalogueStages{0, 0}, {1, 0}, {2, 0}, {2, 1}, {2, 2}, {2, 3}};
 
 constexpr std::uint32_t areaRows(unsigned short start, unsigned short end) {
-    return ((end & 0xFFEU) << 10) | ((start & 0xFFFU) >> 1);
+    return kAreaRowEnd.placed(end / sensorArray::kRowsPerUnit) |
+           kAreaRowStart.placed(start / sensorArray::kRowsPerUnit);
 }
 
 constexpr std::uint32_t areaColumns(unsigned short start, unsigned short end) {
-    return (((end / sensorArray::kColumnsPerUnit) & kAreaColumnEnd.mask) << kAreaColumnEnd.shift) |
-           ((start / sensorArray::kColumnsPerUnit) & kAreaColumnStart.mask);
+    return kAreaColumnEnd.placed(end / sensorArray::kColumnsPerUnit) |
+           kAreaColumnStart.placed(start / sensorArray::kColumnsPerUnit);
 }
 
 constexpr std::uint16_t areaRegister(std::uint16_t first, unsigned int area) {
