@@ -1,5 +1,7 @@
 #include <varnox/abstract_handler.h>
 
+#include <array>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,20 @@ public:
 };
 
 } // namespace
+
+// Plug-ins are built against it: the next handler and the board lie at its end.
+TEST(AbstractHandler, HoldsTheNextHandlerBeforeTheBoard) {
+    tcLast last;
+    int place = 0; // of no board: it is not looked into
+    auto* const board = static_cast<Varnox::tcSensorBoard*>(static_cast<void*>(&place));
+    const tcReplies handler(board, &last);
+    std::array<const void*, sizeof handler / sizeof(void*)> words{};
+    std::memcpy(words.data(), static_cast<const void*>(&handler), sizeof words);
+    EXPECT_EQ(words[words.size() - 2], static_cast<const void*>(&last));
+    EXPECT_EQ(words[words.size() - 1], static_cast<const void*>(board));
+    EXPECT_EQ(handler.next(), &last);
+    EXPECT_EQ(handler.board(), board);
+}
 
 TEST(AbstractHandler, AcknowledgesWithAndWithoutPayload) {
     EXPECT_EQ(tcReplies::ack(nullptr), "<ack>");

@@ -10,7 +10,7 @@ constexpr int kUnknownCommand = 1;
 } // namespace
 
 tcAbstractHandler::tcAbstractHandler(tcSensorBoard* board, tcAbstractHandler* next)
-    : m_board(board), m_next(next) {}
+    : m_next(next), m_board(board) {}
 
 tcAbstractHandler::~tcAbstractHandler() = default;
 

@@ -46,8 +46,9 @@ protected:
     [[nodiscard]] tcAbstractHandler* next() const { return m_next; }
 
 private:
-    tcSensorBoard* m_board;
+    // In this order since plug-ins are built against it.
     tcAbstractHandler* m_next;
+    tcSensorBoard* m_board;
 };
 
 } // namespace Varnox
