@@ -16,7 +16,8 @@ struct tsHex {
 };
 
 /// Gathers a text and writes it unformatted: whatever base, width or precision a stream was left
-/// with has no effect, and nothing of it is changed. Allocates nothing.
+/// with has no effect, and nothing of it is changed. Who must leave a stream in decimal says so
+/// (`leaveInDecimal`). Allocates nothing.
 class tcPrinter {
 public:
     explicit tcPrinter(std::ostream& stream) : m_stream(stream) {}
@@ -67,4 +68,9 @@ template<class... Pieces>
 void printFlushed(std::ostream& stream, const Pieces&... pieces) {
     print(stream, pieces...);
     stream.flush();
+}
+
+/// Puts a stream's base to decimal. Every other flag stays as it is.
+inline void leaveInDecimal(std::ostream& stream) {
+    stream.setf(std::ios_base::dec, std::ios_base::basefield);
 }

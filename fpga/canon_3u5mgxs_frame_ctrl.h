@@ -51,7 +51,8 @@ public:
 
     /// Brings the serial link from reset to aligned frames, or switches the core off. The sensor
     /// must be sending and the master clock set. Blocks for up to 600 ms. On failure the core stays
-    /// enabled and the DPA registers keep what was written; a later call starts over.
+    /// enabled and the DPA registers keep what was written; a later call starts over. Standard
+    /// output is in decimal once the lanes were tried.
     /// \return 0 on success, -1 when the receiver PLL does not lock or the frame does not align,
     ///         -2 when not all twelve lanes reach DPA lock
     int enableCore(bool enable);
@@ -112,7 +113,7 @@ public:
     [[nodiscard]] unsigned int readCoreRev() const;
     [[nodiscard]] unsigned int readCoreCaps() const;
 
-    /// Prints every register to standard output, line by line, flushed.
+    /// Prints every register to standard output, line by line, flushed, and leaves it in decimal.
     void dumpRegisters() const;
 
 private:

@@ -94,6 +94,7 @@ void tc3U5MGXSFpga::dumpRegisters() const {
     printFlushed(std::cout, "Fpga sys id: ", getSysId(), "\n");
     printFlushed(std::cout, "Pll 0xC0 = 0x", tsHex{m_pll->read(pllRegisters::kCounter.address)},
                  "\n");
+    leaveInDecimal(std::cout); // the host's cores, which print next, rely on it
     frameCtrl.dumpRegisters();
     pwm.dumpRegisters();
     badPixelReplacement.dumpRegisters();

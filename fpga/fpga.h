@@ -55,8 +55,8 @@ public:
     /// \return both words of the system id in hexadecimal, joined by a full stop
     [[nodiscard]] std::string getSysId() const;
 
-    /// Prints system id, clock and the cores' registers to standard output. The pixel-shift core
-    /// has no part in it.
+    /// Prints system id, clock and the cores' registers to standard output, and leaves it in
+    /// decimal. The pixel-shift core has no part in it.
     void dumpRegisters() const;
 
 private:

@@ -3,10 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include <cxxabi.h>
 
 #include <varnox/abstract_handler.h>
 #include <varnox/codes.h>
@@ -81,7 +82,9 @@ public:
         try {
             callCore(op, value);
             return eSuccess;
-        } catch (const std::exception&) {
+        } catch (const abi::__forced_unwind&) {
+            throw; // no failure: the host ends this thread, and that cannot be stopped
+        } catch (...) {
             return eLinkFailure;
         }
     }

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <memory>
 
+#include <cxxabi.h>
+
 #include <varnox/clock_handler.h>
 #include <varnox/register_file.h>
 
@@ -23,6 +25,43 @@ constexpr int kEventLines = 4;
 int eventCount = 0;
 
 constexpr int kOutput = 1;
+
+using tcKeywordTable = std::map<std::string, tcAbstractHandler*>;
+
+/// Gives a host's keyword table back as it was, unless all went well: handlers enter themselves
+/// while they are built, and one that cannot be built takes the others with it.
+class tcTableBackup {
+public:
+    /// \param table may be null
+    explicit tcTableBackup(tcKeywordTable* table) : m_table(table) {
+        if (m_table != nullptr) {
+            m_before = *m_table;
+        }
+    }
+    ~tcTableBackup() {
+        if (m_table == nullptr) {
+            return;
+        }
+        // In place: the host may hold iterators of its entries.
+        for (auto entry = m_table->begin(); entry != m_table->end();) {
+            const auto before = m_before.find(entry->first);
+            if (before == m_before.end()) {
+                entry = m_table->erase(entry);
+            } else {
+                entry->second = before->second;
+                ++entry;
+            }
+        }
+    }
+    tcTableBackup(const tcTableBackup&) = delete;
+    tcTableBackup& operator=(const tcTableBackup&) = delete;
+
+    void keepChanges() { m_table = nullptr; }
+
+private:
+    tcKeywordTable* m_table;
+    tcKeywordTable m_before;
+};
 
 static_assert(kFullFrame.width == sensorArray::kColumns && kFullFrame.height == sensorArray::kRows);
 
@@ -48,15 +87,20 @@ tc3U5MGXSSensorBoard::~tc3U5MGXSSensorBoard() = default;
 tcAbstractHandler*
 tc3U5MGXSSensorBoard::getCustomHandlers(tcAbstractHandler* next,
                                         std::map<std::string, tcAbstractHandler*>* handlers) {
-    auto clock = std::make_unique<tcClockHandler>(this, next, handlers);
-    auto exposureMode = std::make_unique<tcExposureModeHandler>(this, clock.get(), handlers);
-    auto badPixel = std::make_unique<tcBadPixelHandler<tcBadPixelReplacement>>(
+    std::unique_ptr<tcClockHandler> clock;
+    std::unique_ptr<tcExposureModeHandler> exposureMode;
+    std::unique_ptr<tcBadPixelHandler<tcBadPixelReplacement>> badPixel;
+    tcTableBackup table(handlers); // goes before the handlers do
+    clock = std::make_unique<tcClockHandler>(this, next, handlers);
+    exposureMode = std::make_unique<tcExposureModeHandler>(this, clock.get(), handlers);
+    badPixel = std::make_unique<tcBadPixelHandler<tcBadPixelReplacement>>(
         nullptr, exposureMode.get(), m_fpga.badPixelReplacement);
     if (handlers != nullptr) {
         for (const char* keyword : {"SBPR", "GBPR", "SBPRM", "GBPRM"}) {
             (*handlers)[keyword] = badPixel.get();
         }
     }
+    table.keepChanges();
     // The host owns all three from here on.
     static_cast<void>(clock.release());
     static_cast<void>(exposureMode.release());
@@ -72,9 +116,22 @@ bool tc3U5MGXSSensorBoard::guarded(const std::function<void()>& calls) {
     try {
         calls();
         return true;
+    } catch (const abi::__forced_unwind&) {
+        throw; // no failure: the host ends this thread, and that cannot be stopped
     } catch (const std::exception& exception) {
-        updateStatusFMT(eStatusError, "%s", exception.what());
-        return false;
+        reportFailure(exception.what());
+    } catch (...) {
+        reportFailure("unknown exception");
+    }
+    return false;
+}
+
+/// For failures of any origin: when it was the host's listener that threw, nobody is left to tell.
+void tc3U5MGXSSensorBoard::reportFailure(const char* text) noexcept {
+    try {
+        updateStatusFMT(eStatusError, "%s", text);
+    } catch (...) {
+        return;
     }
 }
 

@@ -63,7 +63,12 @@ public:
 
     // Every override stands for its slot of the host interface; the order below is the host's.
 
-    /// Contributes the clock, exposure-mode and bad-pixel handlers.
+    /// Contributes the clock, exposure-mode and bad-pixel handlers. The host owns them.
+    /// \param handlers keyword table of the host; may be null. After a failure it holds what it
+    /// held
+    ///                 before.
+    /// \return the head of the chain, which ends in `next`
+    /// \throws std::bad_alloc when a handler or an entry cannot be had; no handler is left then
     tcAbstractHandler*
     getCustomHandlers(tcAbstractHandler* next,
                       std::map<std::string, tcAbstractHandler*>* handlers) override;
@@ -192,7 +197,8 @@ public:
 private:
     static void publish(std::uint32_t address, std::int64_t value);
 
-    /// Runs calls of the FPGA cores; what they throw becomes a status line.
+    /// Runs calls; what they throw becomes a status line of level 4 with its text, or "unknown
+    /// exception". What ends a thread (`pthread_cancel`) passes.
     /// \return whether they went through
     bool guarded(const std::function<void()>& calls);
     bool enablePulses(bool enable);

@@ -1,10 +1,7 @@
 // Bringing the head up, starting and stopping, and the master clock.
 
 #include <chrono>
-#include <exception>
 #include <iostream>
-
-#include <cxxabi.h>
 
 #include <INIReader.h>
 #include <varnox/register_file.h>
@@ -12,7 +9,6 @@
 #include "common/ini.h"
 #include "common/pause.h"
 #include "common/print.h"
-#include "common/unless_pipe.h"
 #include "plugin/board.h"
 #include "plugin/register_words.h"
 
@@ -45,30 +41,14 @@ int readSetting(const INIReader& settings, const char* key, int fallback) {
 // ---- initialize
 
 int tc3U5MGXSSensorBoard::initialize() {
-    try {
-        return bringUp();
-    } catch (const abi::__forced_unwind&) {
-        throw; // no failure: the host ends this thread, and that cannot be stopped
-    } catch (const std::exception& exception) {
-        reportFailure(exception.what());
-    } catch (...) {
-        reportFailure("unknown exception");
-    }
-    return eLinkFailure;
-}
-
-/// For failures of any origin: when it was the host's listener that threw, nobody is left to tell.
-void tc3U5MGXSSensorBoard::reportFailure(const char* text) noexcept {
-    try {
-        updateStatusFMT(eStatusError, "%s", text);
-    } catch (...) {
-        return;
-    }
+    int result = eLinkFailure;
+    guarded([this, &result] { result = bringUp(); });
+    return result;
 }
 
 int tc3U5MGXSSensorBoard::bringUp() {
     tcRegisterFile::getInstance(nullptr, true)->observable().registerObserver(m_regFileObs);
-    const INIReader settings(unlessPipe("3u5mgxs_config.ini"));
+    const INIReader settings("3u5mgxs_config.ini");
     if (const int result = powerSensorUp(); result != 0) {
         return result;
     }
@@ -118,7 +98,9 @@ int tc3U5MGXSSensorBoard::initializeFpga(const INIReader& settings) {
     return 0;
 }
 
-/// Refusals do not end the initialization; each setter reports its own.
+/// Refusals do not end the initialization; each setter reports its own. A trigger mode that was set
+/// before stays in force, on its line too, although the settings file has put the sensor back into
+/// frame-control mode 0: meant, hosts choose the trigger after they initialize.
 ROI tc3U5MGXSSensorBoard::restoreSettings(const INIReader& settings) {
     ROI roi;
     roi.x = readSetting(settings, "RoiX", kFullFrame.x);
@@ -140,10 +122,13 @@ ROI tc3U5MGXSSensorBoard::restoreSettings(const INIReader& settings) {
 
 /// Trains the link while the sensor drives its lanes and frame starts come in. Callers switch off
 /// again, each in its own order.
+/// \return the link's code; 6 when the training threw, for example out of standard output
 int tc3U5MGXSSensorBoard::trainLink() {
     m_sensor.setFrameState(tc3U5MGXS::eFrameLanesOn);
     enablePulses(true);
-    return m_fpga.frameCtrl.enableCore(true);
+    int result = eLinkFailure;
+    guarded([this, &result] { result = m_fpga.frameCtrl.enableCore(true); });
+    return result;
 }
 
 void tc3U5MGXSSensorBoard::loadBadPixelMap(const ROI& roi) {
@@ -237,10 +222,12 @@ int tc3U5MGXSSensorBoard::setClockSetting(int index) {
     const float clockMhz = m_fpga.getClockMhz();
     m_sensor.setMClockMhz(clockMhz);
     updateStatusFMT(eStatusProgress, "clock: %f", static_cast<double>(clockMhz));
-    const int exposure = getExposure();
-    const int interval = getFrameInterval();
-    setExposure(exposure);
-    setFrameInterval(interval);
+    guarded([this] {
+        const int exposure = getExposure();
+        const int interval = getFrameInterval();
+        setExposure(exposure);
+        setFrameInterval(interval);
+    });
     return eSuccess;
 }
 

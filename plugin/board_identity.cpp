@@ -7,7 +7,6 @@
 #include <string>
 
 #include "common/mutex_guard.h"
-#include "common/unless_pipe.h"
 #include "plugin/board.h"
 
 namespace Varnox {
@@ -24,17 +23,11 @@ constexpr std::array kVersionFiles{
     "version/io_board_rev.txt",  "version/kernel_version.txt",
 };
 
-/// Longest line taken from a version file: a damaged file must not fill the memory.
-constexpr std::size_t kLongestVersion = 1'048'576; // bytes
-
 /// \return the file's first line as it stands; "???" when it cannot be read
 std::string firstLine(const char* fileName) {
-    std::ifstream file(unlessPipe(fileName));
+    std::ifstream file(fileName);
     std::string line;
-    char character = 0;
-    while (line.size() < kLongestVersion && file.get(character) && character != '\n') {
-        line += character;
-    }
+    std::getline(file, line);
     // An empty file has ended, which is no failure.
     const bool readable = file.good() || file.eof();
     return readable ? line : "???";

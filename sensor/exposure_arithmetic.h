@@ -14,7 +14,7 @@
 
 namespace exposureArithmetic {
 
-/// Lines that the longest trigger-driven exposure may have, less one.
+/// Longest trigger-driven exposure [lines]: what the 14 bits of its register hold.
 inline constexpr std::uint32_t kMaxTriggeredLines = 16383;
 /// Largest frame length [lines]: what the 14 bits of hd_max hold.
 inline constexpr std::uint16_t kMaxFrameLength = 16383;

@@ -9,7 +9,6 @@
 
 #include "common/pause.h"
 #include "common/print.h"
-#include "common/unless_pipe.h"
 #include "sensor/registers.h"
 #include "sensor/sensor.h"
 
@@ -72,7 +71,7 @@ int tc3U5MGXS::powerUp() {
     if (!configurePort()) {
         return 1;
     }
-    const INIReader limits(unlessPipe("3u5mgxs_sensor.ini"));
+    const INIReader limits("3u5mgxs_sensor.ini");
     switchSuppliesOn();
     if (!suppliesWithinLimits(limits)) {
         return -4;

@@ -8,7 +8,6 @@
 
 #include "common/mutex_guard.h"
 #include "common/print.h"
-#include "common/unless_pipe.h"
 #include "sensor/registers.h"
 
 namespace {
@@ -57,7 +56,7 @@ tc3U5MGXS::tc3U5MGXS(std::string spiDevicePath)
     : m_adc(kAdcBus, kAdcAddress, kAdcReference), m_spi(std::move(spiDevicePath)) {
     print(std::cout, "tc3U5MGXS::tc3U5MGXS: Constructing tc3U5MGXS\n");
     // Opened and not consulted: powerUp reads the limits when it needs them.
-    const INIReader unread(unlessPipe("3u5mgxs_sensor.ini"));
+    const INIReader unread("3u5mgxs_sensor.ini");
 
     print(std::cout, "tc3U5MGXS::tc3U5MGXS: Exporting/configuring 3U5MGXS control GPIOs\n");
     requestControlLines();

@@ -10,7 +10,6 @@
 #include "common/mutex_guard.h"
 #include "common/pause.h"
 #include "common/print.h"
-#include "common/unless_pipe.h"
 #include "sensor/sensor.h"
 
 namespace {
@@ -31,7 +30,7 @@ constexpr unsigned short kPauseAddress = 0x400;
 
 int tc3U5MGXS::writeRegistersFromFile(const std::string& fileName) {
     const tcMutexGuard guard(m_registerLock);
-    std::ifstream file(unlessPipe(fileName));
+    std::ifstream file(fileName);
 
     // Not reset line by line: a line without numbers repeats the one before it.
     unsigned short address = 0;

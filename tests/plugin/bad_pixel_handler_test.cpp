@@ -306,4 +306,6 @@ TEST_F(BadPixelCommands, ACoreThatThrowsAnswersNack) {
     EXPECT_EQ(execute("GBPRM"), "<nack 6>");
     EXPECT_EQ(execute("SBPR", "1"), "<nack 6>");
     EXPECT_EQ(execute("GBPR"), "<ack ^1>");
+    failCoreStrangely("tcBadPixelReplacement::setData");
+    EXPECT_EQ(execute("SBPR", "1"), "<nack 6>");
 }

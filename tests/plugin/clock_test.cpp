@@ -1,6 +1,11 @@
 // The sensor's master clock.
 
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+
 #include "tests/plugin/plugin_test.h"
+#include "tests/support/failing_output.h"
 
 namespace {
 
@@ -103,6 +108,45 @@ TEST_F(Clock, UnknownIndexIsRefusedAfterTheLinkIsBackAtTheOldClock) {
         EXPECT_EQ(board().getClockSetting(current), 0);
         EXPECT_EQ(current, 1);
     }
+}
+
+TEST_F(Clock, ATrainingThatThrowsEndsAsALinkThatDoesNotComeBack) {
+    makeReadyBoard();
+    tsTrace off = switchedOff(0x80000002);
+    const auto endsWith = [&](const std::function<void()>& fail, const std::string& told) {
+        const tcFailingOutput output(std::cout, "Status: ", fail);
+        int result = -1;
+        EXPECT_EQ(seen([&] { result = board().setClockSetting(0); }),
+                  text({
+                      off,
+                      store(0xFF204300, 0x1617),
+                      store(0xFF204000, 1),
+                      pulsesOn(),
+                      load(0xFF210000, 0x00000002),
+                      store(0xFF210000, 0x80000002),
+                      tsTrace(4, load(0xFF210004, 0x00000007)),
+                      status(4, told),
+                      sensorThenPulsesOff(),
+                      status(4, "PLL/DPA lock failed. rv=6"),
+                  }));
+        EXPECT_EQ(result, 6);
+        off[3] = load(0xFF215000, 0x80000001); // the pipeline is held already
+    };
+    endsWith([] { throw std::runtime_error("no room"); }, "no room");
+    endsWith([] { throw 42; }, "unknown exception");
+    EXPECT_EQ(board().setClockSetting(0), 0);
+}
+
+TEST_F(Clock, TimingThatCannotBePrintedIsReportedAndLeavesTheNewClock) {
+    makeReadyBoard();
+    const tcFailingOutput output(std::cout, "getExposure",
+                                 [] { throw std::runtime_error("full"); });
+    int result = -1;
+    tsTrace lines = trace([&] { result = board().setClockSetting(0); });
+    EXPECT_EQ(result, 0);
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(lines[lines.size() - 2], status(6, "clock: 24.000000"));
+    EXPECT_EQ(lines.back(), status(4, "full"));
 }
 
 TEST_F(Clock, WhileCapturingNothingIsTouched) {

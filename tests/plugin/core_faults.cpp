@@ -1,10 +1,11 @@
 #include "tests/plugin/core_faults.h"
 
+#include <functional>
 #include <map>
-#include <optional>
 #include <stdexcept>
 
 #include <dlfcn.h>
+#include <pthread.h>
 
 #include <varnox/bad_pixel_replacement.h>
 #include <varnox/pixel_shift.h>
@@ -12,20 +13,16 @@
 
 namespace {
 
-std::map<std::string, std::optional<std::string>>& faults() {
-    static std::map<std::string, std::optional<std::string>> theFaults;
+std::map<std::string, std::function<void()>>& faults() {
+    static std::map<std::string, std::function<void()>> theFaults;
     return theFaults;
 }
 
 void throwWhereWanted(const char* operation) {
     const auto fault = faults().find(operation);
-    if (fault == faults().end()) {
-        return;
+    if (fault != faults().end()) {
+        fault->second();
     }
-    if (fault->second) {
-        throw std::runtime_error(*fault->second);
-    }
-    throw 42;
 }
 
 /// \return the host library's own operation, which the definitions below stand before
@@ -37,11 +34,15 @@ Function* realOne(const char* symbol) {
 } // namespace
 
 void failCore(const std::string& operation, const std::string& text) {
-    faults()[operation] = text;
+    faults()[operation] = [text] { throw std::runtime_error(text); };
 }
 
 void failCoreStrangely(const std::string& operation) {
-    faults()[operation] = std::nullopt;
+    faults()[operation] = [] { throw 42; };
+}
+
+void endThreadInCore(const std::string& operation) {
+    faults()[operation] = [] { pthread_exit(nullptr); };
 }
 
 void healCores() {

@@ -11,5 +11,9 @@ void failCore(const std::string& operation, const std::string& text);
 /// As `failCore`, with something that is no `std::exception`.
 void failCoreStrangely(const std::string& operation);
 
+/// As `failCore`; the operation ends its thread instead of throwing, as a host that cancels it
+/// does.
+void endThreadInCore(const std::string& operation);
+
 /// No operation throws any more.
 void healCores();

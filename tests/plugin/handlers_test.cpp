@@ -3,6 +3,7 @@
 #include <csignal>
 #include <map>
 #include <memory>
+#include <new>
 
 #include <sys/wait.h>
 
@@ -12,6 +13,7 @@
 #include "plugin/exposure_mode_handler.h"
 #include "tests/plugin/handler_test.h"
 #include "tests/plugin/plugin_test.h"
+#include "tests/support/failing_allocation.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -313,6 +315,36 @@ TEST_F(Handlers, EveryCallMakesNewHandlers) {
     own(second, m_handlers);
     EXPECT_NE(first, second);
     EXPECT_EQ(m_handlers.at("SBPR"), second);
+}
+
+// Handlers enter themselves into the host's table while they are built.
+TEST_F(Handlers, AFailureLeavesTheHostsTableAsItWas) {
+    makeBoard();
+    tcLast other;
+    const std::map<std::string, tcAbstractHandler*> before{
+        {"AAAA", &other}, {"EXPM", &other}, {"SBPR", nullptr}, {"ZZZZ", &other}};
+    for (const auto& table : {std::map<std::string, tcAbstractHandler*>(), before}) {
+        int failures = 0;
+        tcAbstractHandler* first = nullptr;
+        while (first == nullptr && failures < 100) {
+            m_handlers = table;
+            const auto entry = m_handlers.find("SBPR");
+            allocationsUntilFailure = failures + 1;
+            try {
+                first = board().getCustomHandlers(&m_last, &m_handlers);
+                allocationsUntilFailure = 0;
+            } catch (const std::bad_alloc&) {
+                ++failures;
+                EXPECT_EQ(m_handlers, table) << failures;
+                EXPECT_TRUE(entry == m_handlers.find("SBPR")); // the host may keep what it found
+            }
+        }
+        // Each handler, each new entry, and what the table holds, kept to give it back.
+        EXPECT_GE(failures, 3 + 6 - static_cast<int>(table.size() / 2));
+        ASSERT_NE(first, nullptr);
+        EXPECT_EQ(m_handlers.at("GBPRM"), first);
+        own(first, m_handlers);
+    }
 }
 
 TEST_F(Handlers, HandlersMayOutliveTheBoard) {

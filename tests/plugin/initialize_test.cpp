@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
-
-#include <sys/stat.h>
+#include <thread>
 
 #include "tests/plugin/core_faults.h"
 #include "tests/plugin/plugin_test.h"
+#include "tests/support/failing_output.h"
+#include "tests/support/fed_pipe.h"
 
 using Varnox::ROI;
 using Varnox::tc3U5MGXSSensorBoard;
@@ -430,15 +432,15 @@ TEST_F(Initialize, GoesBackToOneRegion) {
     EXPECT_EQ(board().numberOfRegions, 1);
 }
 
-TEST_F(Initialize, StandardOutputIsLeftAsItWasFound) {
+TEST_F(Initialize, StandardOutputIsLeftInDecimalAndOtherwiseAsItWasFound) {
     useHead(aQuickHead());
     useShippedFiles();
     makeBoard();
-    std::cout << std::hex << std::showbase;
+    std::cout.flags(std::ios::hex | std::ios::showbase | std::ios::left | std::ios::scientific);
     std::cout.precision(3);
     EXPECT_EQ(board().initialize(), 0);
-    EXPECT_TRUE(std::cout.flags() & std::ios::hex);
-    EXPECT_TRUE(std::cout.flags() & std::ios::showbase);
+    EXPECT_EQ(std::cout.flags(),
+              std::ios::dec | std::ios::showbase | std::ios::left | std::ios::scientific);
     EXPECT_EQ(std::cout.precision(6), 3);
     std::cout.flags(std::ios::dec | std::ios::skipws);
     EXPECT_THAT(out().text(), testing::HasSubstr("VDD1.2: 1.19995\n"));
@@ -556,17 +558,12 @@ TEST_F(Initialize, WhatIsNoNumberCountsAsMissing) {
     EXPECT_EQ(board().getFrameInterval(), 99900);
 }
 
-TEST_F(Initialize, PipesInPlaceOfItsFilesCountAsMissing) {
-    useHead(aQuickHead().withQuietViolations());
-    useShippedFiles();
-    for (const char* name : {"3u5mgxs_config.ini", "3u5mgxs_sensor.ini"}) {
-        std::filesystem::remove(name);
-        ASSERT_EQ(::mkfifo(name, 0600), 0);
-    }
-    makeBoard();
+TEST_F(Initialize, APipeInPlaceOfItsFileIsReadLikeIt) {
+    makeBoardWith("");
+    std::filesystem::remove("3u5mgxs_config.ini");
+    const tcFedPipe pipe("3u5mgxs_config.ini", "[Settings]\nFrameInterval = 45000\n");
     EXPECT_EQ(board().initialize(), 0);
-    EXPECT_EQ(board().getROI(), (ROI{0, 0, 2592, 2056}));
-    EXPECT_EQ(board().getFrameInterval(), 99900);
+    EXPECT_EQ(board().getFrameInterval(), 45000);
 }
 
 // As the target's INI library has it, on every machine.
@@ -774,6 +771,37 @@ TEST_F(Initialize, PulsesThatCannotBeSwitchedAreReportedAndDoNotEndIt) {
                      })));
 }
 
+// ---- Link training throws
+
+TEST_F(Initialize, ATrainingThatThrowsEndsAsALinkThatDidNotComeUp) {
+    const auto endsWith = [&](const std::function<void()>& fail, const std::string& told) {
+        destroyBoard();
+        makeBoardOn(aQuickHead());
+        std::string all;
+        {
+            const tcFailingOutput output(std::cout, "DPA Lock", fail);
+            all = initialized(6);
+        }
+        EXPECT_THAT(all, testing::HasSubstr(text({
+                             store(0xFF210028, 0x00000000), // the lanes are being trained
+                             load(0xFF210030, 0x00000FFF),
+                             status(4, told),
+                             pulsesThenLanesOff(),
+                             depthSet(),
+                             statePublished(),
+                         })));
+        EXPECT_THAT(all, testing::EndsWith(shown(statePublished())));
+        // The dump stays away, as the stream stays broken.
+        EXPECT_EQ(head().lines(sim::teEventKind::note).back(),
+                  status(4, "basic_ios::clear: iostream error"));
+        EXPECT_EQ(head().fpgaWord(0xFF211000) >> 31, 0U);
+        EXPECT_EQ(head().sensorRegisters().at(0x10) & 7U, 0U);
+        EXPECT_EQ(board().initialize(), 0);
+    };
+    endsWith([] { throw std::runtime_error("no room"); }, "no room");
+    endsWith([] { throw 42; }, "unknown exception");
+}
+
 // ---- Other cores of another host library throw
 
 TEST_F(Initialize, ABadPixelCoreThatThrowsIsReportedAndDoesNotEndIt) {
@@ -819,6 +847,33 @@ TEST_F(Initialize, WhateverIsThrownNothingLeaves) {
     EXPECT_EQ(board().initialize(), 6);
     board().setStatusListener({});
     EXPECT_EQ(board().initialize(), 0);
+}
+
+TEST_F(Initialize, AForeignExceptionOfACoreIsReportedAndDoesNotEndIt) {
+    makeBoardOn(aQuickHead());
+    failCoreStrangely("tcBadPixelReplacement::setData");
+    failCoreStrangely("tcPwm::dumpRegisters");
+    const std::string all = initialized(0);
+    EXPECT_THAT(all, testing::HasSubstr(text({
+                         pulsesThenLanesOff(),
+                         status(4, "unknown exception"),
+                         depthSet(),
+                         statePublished(),
+                     })));
+    EXPECT_EQ(head().lines(sim::teEventKind::note).back(), status(4, "unknown exception"));
+}
+
+TEST_F(Initialize, AHostThatEndsItsThreadInsideACoreIsNotHeldUp) {
+    makeBoardOn(aQuickHead());
+    endThreadInCore("tcBadPixelReplacement::setData");
+    std::thread host([this] {
+        board().initialize();
+        ADD_FAILURE() << "the thread went on";
+    });
+    host.join();
+    EXPECT_EQ(head().lines(sim::teEventKind::spi).back(), spi(0x10, 0)); // the link is up
+    EXPECT_THAT(head().lines(sim::teEventKind::note),
+                testing::Not(testing::Contains(testing::StartsWith("NOTE STATUS 4"))));
 }
 
 TEST_F(Initialize, CoresThatThrowNeverReachTheHost) {

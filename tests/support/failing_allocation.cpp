@@ -1,4 +1,4 @@
-#include "tests/fpga/failing_allocation.h"
+#include "tests/support/failing_allocation.h"
 
 #include <cstddef>
 #include <cstdlib>
