@@ -72,7 +72,7 @@ def quotient(dividend: int, divisor: int) -> int:
 # ---------------------------------------------------------------------------------------------
 # The trace
 
-OPERATION = re.compile(r"NOTE (?!OUT |ERR |STATUS |WORD |PIPELINE |shadow|sensor|words)")
+OPERATION = re.compile(r"NOTE (?!OUT |ERR |STATUS |WORD |PIPELINE |BASE |shadow|sensor|words)")
 ERRNO = {
     "EPERM": (1, "Operation not permitted"),
     "EIO": (5, "Input/output error"),
@@ -118,6 +118,10 @@ class Trace:
         self.lines: list[str] = []
         self.lost: set[int] = set()  # lines of SPI words that the sensor did not get as sent
         self.at = 0
+        # Standard output's base: what it is, where it was set, and where it was looked at.
+        self.base = "dec"
+        self.base_set: dict[int, str] = {}
+        self.base_seen: dict[int, str] = {}
 
     def setting(self, file: str, section: str, key: str) -> Optional[str]:
         """A value of an INI file, if it is there. What comes first in a file counts."""
@@ -140,7 +144,12 @@ class Trace:
             if line.startswith(("VIOLATION sensor-asleep", "VIOLATION spi-word")):
                 self.lost.add(len(self.lines) - 1)
             return
-        self.lines.append(line)
+        if line.startswith("NOTE BASE set "):
+            self.base_set[len(self.lines)] = line[14:]
+        elif line.startswith("NOTE BASE now "):
+            self.base_seen[len(self.lines)] = line[14:]
+        else:
+            self.lines.append(line)
 
     def expect(self, line: str) -> None:
         """The next line is exactly this."""
@@ -179,7 +188,11 @@ class Trace:
     def operations(self) -> Iterator[tuple[str, list[str], str]]:
         """Each operation that was asked for, once those before it are dealt with."""
         while (operation := self.operation())[0]:
+            self.base = self.base_set.get(self.at, "dec")
             yield operation
+            seen = self.base_seen.get(self.at, "dec" if self.base == "dec" else "not told")
+            if seen != self.base:
+                raise Difference(f"base {self.base}", f"base {seen}", self.at)
 
     def made(self) -> int:
         """How many operations lie before where the model is."""
@@ -448,6 +461,7 @@ class Fpga:
             tries += 1
             lock = self.read(self.DPA_LOCK) & 0xFFF
         expect(f"NOTE OUT DPA Lock: {lock:x}\\n")
+        self.trace.base = "dec"
         if lock != 0xFFF:
             expect("NOTE ERR DPA failed to lock\\n")
             return -2
@@ -467,6 +481,7 @@ class Fpga:
     def dump(self) -> None:
         self.out(f"Fpga sys id: {self.system_id()}")
         self.out(f"Pll 0xC0 = 0x{self.read(self.PLL + 0x300):x}")
+        self.trace.base = "dec"
         self.dump_core()
         values = [self.read(self.PWM + offset) for offset in (0x204, 0, 4, 8)]
         self.out(
@@ -514,6 +529,7 @@ class Fpga:
         out(f"DPA Fifo Reset:\\x090x{self.read(self.DPA_RESET) >> 12 & 0xFFF:x}")
         out(f"DPA Hold:\\x090x{self.read(self.DPA_HOLD):x}")
         out(f"DPA Lock:\\x090x{self.read(self.DPA_LOCK) & 0xFFF:x}")
+        self.trace.base = "dec"
 
 
 class RegisterFile:

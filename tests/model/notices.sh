@@ -42,5 +42,6 @@ change "a longer pause" '\] SLEEP ' 's/ ns/0 ns/'
 change "another word" '\] NOTE WORD ' 's/$/1/'
 change "another status line" '\] NOTE STATUS ' 's/STATUS /STATUS 1/'
 change "another line of output" '\] NOTE OUT ' 's/OUT /OUT  /'
+change "another base of standard output" '\] NOTE BASE now ' 's/now (hex|oct|dec)/now bin/'
 change "another result" '\] NOTE [a-zA-Z]+.* -> ' 's/ -> /&1/'
 echo "$tried changes noticed"

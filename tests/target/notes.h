@@ -53,17 +53,33 @@ private:
     std::string m_arguments;
 };
 
+/// Standard output in another base for as long as it lives. Notes which, and in the end in which
+/// base and with which other flags it was found.
+class tcOtherBase {
+public:
+    /// \param number 0 hexadecimal, 1 octal, else nothing is changed
+    tcOtherBase(int number, sim::tcVirtualHead& head);
+    ~tcOtherBase();
+    tcOtherBase(const tcOtherBase&) = delete;
+    tcOtherBase& operator=(const tcOtherBase&) = delete;
+
+private:
+    sim::tcVirtualHead& m_head;
+    bool m_other;
+};
+
 /// Calls of one kind of object: `Self` has a table `kOperations` of them.
 template<class Self>
 class tcRandomLife : public tcRandomCalls {
 public:
     using tcRandomCalls::tcRandomCalls;
 
-    /// Makes one call.
+    /// Makes one call, on a standard output that somebody left in another base by chance.
     void step() {
         const auto last = static_cast<int>(Self::kOperations.size()) - 1;
         const tsOperation& chosen =
             Self::kOperations[static_cast<std::size_t>(chance().upTo(last))];
+        const tcOtherBase base(chance().upTo(7), head());
         note(chosen.name, chosen.call(static_cast<Self&>(*this)));
     }
 
