@@ -18,6 +18,8 @@ install(TARGETS sensor_board_3u5mgxs LIBRARY DESTINATION ${HEAD_PLUGIN_DIRECTORY
 head_run_path(sensor_board_3u5mgxs "$ORIGIN" "$ORIGIN/..")
 
 if(NOT USE_BUNDLED_PLATFORM)
+  # The stack's libraries stay where they are.
+  set_target_properties(sensor_board_3u5mgxs PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
   return()
 endif()
 

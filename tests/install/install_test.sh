@@ -109,3 +109,4 @@ expect_lines "plug-in alone" "$output" "serves sensor type 7" "violations: none"
 cmake --install "$folder/plug-in" --prefix "$folder/alone" >/dev/null
 [ "$(cd "$folder/alone" && find . -type f)" = "./$library_folder/varnox/sensor_board_3u5mgxs.so" ] ||
     fail "installed beside the plug-in: $(find "$folder/alone" -type f)"
+scripts/check-run-paths.sh "$folder/plug-in/lib" "$folder/alone" >"$folder/run-paths" || fail "$(cat "$folder/run-paths")"
