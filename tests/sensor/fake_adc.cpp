@@ -7,10 +7,10 @@
 #include <pellum/ads7828.h>
 
 namespace {
-std::function<float(int channel, bool singleEnded)> fakeVolts;
+tcFakeAdc::tcVolts fakeVolts;
 }
 
-tcFakeAdc::tcFakeAdc(std::function<float(int channel, bool singleEnded)> volts) {
+tcFakeAdc::tcFakeAdc(tcVolts volts) {
     fakeVolts = std::move(volts);
 }
 
@@ -21,8 +21,9 @@ tcFakeAdc::~tcFakeAdc() {
 // Stands before the board-support library's own operation of this name.
 bool Pellum::tcADS7828::Volts(int channel, float& reading, bool singleEnded) {
     if (fakeVolts) {
-        reading = fakeVolts(channel, singleEnded);
-        return true;
+        const std::optional<float> volts = fakeVolts(channel, singleEnded);
+        reading = volts.value_or(reading);
+        return volts.has_value();
     }
     using tcReal = bool (*)(tcADS7828*, int, float&, bool);
     static const auto real =

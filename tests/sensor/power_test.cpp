@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <typeinfo>
 
@@ -461,6 +462,18 @@ TEST_F(ExactReading, AReadingThatIsNotANumberPasses) {
     EXPECT_THAT(out().text(), testing::HasSubstr("VDD1.2: nan\n"
                                                  "VDD3.3AVDDH_DIV2: nan\n"
                                                  "VDD3.3SVDD_DIV2: nan\n"));
+}
+
+// Another board-support library may leave the reading alone.
+TEST_F(ExactReading, AConversionThatFailsWithoutAReadingCountsAs0Volts) {
+    const tcFakeAdc adc([](int channel, bool) {
+        return channel == 1 ? std::nullopt : std::optional(channel == 0 ? 1.2F : 1.65F);
+    });
+    makeSensor();
+    EXPECT_EQ(sensor().powerUp(), -4);
+    EXPECT_THAT(out().text(), testing::HasSubstr("VDD1.2: 1.2\n"
+                                                 "VDD3.3AVDDH_DIV2: 0\n"
+                                                 "VDD3.3SVDD_DIV2: 3.3\n"));
 }
 
 TEST_F(ExactReading, EndlessReadingsFail) {
