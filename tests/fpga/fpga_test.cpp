@@ -7,6 +7,7 @@
 
 #include "tests/fpga/failing_allocation.h"
 #include "tests/fpga/fpga_fixture.h"
+#include "tests/fpga/page_size.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -63,6 +64,24 @@ TEST_F(Fpga, ReleasesInReverseOrderTheBlocksByTheirWordCount) {
     EXPECT_EQ(unmapped[5], "UNMAP 0xFF210000 4096");
     EXPECT_EQ(unmapped[6], "UNMAP 0xFF204000 4096");
     EXPECT_EQ(unmapped[7], "UNMAP 0xFF200000 4096");
+}
+
+// Its own blocks follow the page size: 8192 words, of which as many bytes are unmapped. The host
+// library's cores see to their pages themselves.
+TEST_F(Fpga, MapsItsOwnBlocksByThePagesOfTheMachine) {
+    const tcPageSize pages(8192);
+    EXPECT_THAT(
+        trace([] { const tc3U5MGXSFpga fpga(kNoFile); }, sim::teEventKind::device),
+        ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 32768", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF204000 32768", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF210000 32768", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF211000 4096", "CLOSE /dev/mem", "OPEN /dev/mem", "MAP 0xFF217000 4096",
+                    "CLOSE /dev/mem", "OPEN /dev/mem", "MAP 0xFF215000 4096", "CLOSE /dev/mem",
+                    "OPEN /dev/mem", "MAP 0xFF213000 4096", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF212000 4096", "CLOSE /dev/mem", "UNMAP 0xFF212000 4096",
+                    "UNMAP 0xFF213000 4096", "UNMAP 0xFF215000 4096", "UNMAP 0xFF217000 4096",
+                    "UNMAP 0xFF211000 4096", "UNMAP 0xFF210000 8192", "UNMAP 0xFF204000 8192",
+                    "UNMAP 0xFF200000 8192"));
 }
 
 TEST_F(Fpga, StartsAt36MHz) {

@@ -5,6 +5,7 @@
 
 #include "fpga/canon_3u5mgxs_frame_ctrl.h"
 #include "tests/fpga/fpga_fixture.h"
+#include "tests/fpga/page_size.h"
 
 using testing::ElementsAre;
 
@@ -32,6 +33,13 @@ TEST_F(FrameCtrl, UnmapsAsManyBytesAsItHasWords) {
     EXPECT_THAT(trace([] { const tcCanon3U5MGXSFrameCtrl other(kBase); }),
                 ElementsAre("OPEN /dev/mem", "MAP 0xFF210000 16384", "CLOSE /dev/mem",
                             "UNMAP 0xFF210000 4096"));
+}
+
+TEST_F(FrameCtrl, MapsItsBlockByThePagesOfTheMachine) {
+    const tcPageSize pages(8192);
+    EXPECT_THAT(trace([] { const tcCanon3U5MGXSFrameCtrl other(kBase); }),
+                ElementsAre("OPEN /dev/mem", "MAP 0xFF210000 32768", "CLOSE /dev/mem",
+                            "UNMAP 0xFF210000 8192"));
 }
 
 TEST_F(FrameCtrl, IsNotInitializedWhenTheDeviceIsMissing) {
