@@ -14,13 +14,12 @@
 #include <dlfcn.h>
 #include <elf.h>
 #include <link.h>
-#include <sys/inotify.h>
-#include <unistd.h>
 
 #include <varnox/abstract_handler.h>
 
 #include "plugin/entry.h"
 #include "tests/plugin/plugin_test.h"
+#include "tests/support/file_watch.h"
 
 using testing::ElementsAre;
 using Varnox::tcSensorBoard;
@@ -94,37 +93,18 @@ std::set<std::string> exportedSymbols(const std::string& path) {
 
 class Entry : public tcPluginTest {};
 
-/// Files of the working directory that are opened while it lives.
-class tcOpenedFiles {
-public:
-    tcOpenedFiles() : m_descriptor(inotify_init1(IN_NONBLOCK)) {
-        inotify_add_watch(m_descriptor, ".", IN_OPEN);
-    }
-    tcOpenedFiles(const tcOpenedFiles&) = delete;
-    tcOpenedFiles& operator=(const tcOpenedFiles&) = delete;
-    ~tcOpenedFiles() { close(m_descriptor); }
-
-    /// \return each name once, in the order of the first opening
-    [[nodiscard]] std::vector<std::string> names() const {
-        std::vector<std::string> result;
-        alignas(inotify_event) std::array<char, 65536> buffer{};
-        const ssize_t length = read(m_descriptor, buffer.data(), buffer.size());
-        for (ssize_t at = 0; at < length;) {
-            inotify_event event{};
-            std::memcpy(&event, buffer.data() + at, sizeof event);
-            const std::string name =
-                event.len > 0 ? buffer.data() + at + sizeof event : std::string();
-            if (!name.empty() && std::find(result.begin(), result.end(), name) == result.end()) {
-                result.push_back(name);
-            }
-            at += static_cast<ssize_t>(sizeof event + event.len);
+/// \return each file that was opened, once, in the order of the first opening
+std::vector<std::string> openedFiles(tcFileWatch& files) {
+    const std::string opened = "OPENED ";
+    std::vector<std::string> result;
+    for (const std::string& event : files.take()) {
+        if (event.starts_with(opened) &&
+            std::find(result.begin(), result.end(), event.substr(opened.size())) == result.end()) {
+            result.push_back(event.substr(opened.size()));
         }
-        return result;
     }
-
-private:
-    int m_descriptor;
-};
+    return result;
+}
 
 /// Standard output that takes nothing from some text on, and says so by an exception.
 class tcFailingOutput {
@@ -277,9 +257,9 @@ TEST_F(Entry, ConstructionOpensTheSensorsLimitsAndNoOtherFile) {
     useHead(aQuickHead());
     useShippedFiles();
     directory().write("fpga_addresses.ini", "[Addresses]\nBase = 0\n");
-    const tcOpenedFiles opened;
+    tcFileWatch files;
     makeBoard();
-    EXPECT_THAT(opened.names(), ElementsAre("3u5mgxs_sensor.ini"));
+    EXPECT_THAT(openedFiles(files), ElementsAre("3u5mgxs_sensor.ini"));
 }
 
 TEST_F(Entry, InitializationReadsItsFilesInOrderAndNeverTheFpgaAddresses) {
@@ -287,10 +267,10 @@ TEST_F(Entry, InitializationReadsItsFilesInOrderAndNeverTheFpgaAddresses) {
     useShippedFiles();
     directory().write("fpga_addresses.ini", "[Addresses]\nBase = 0\n");
     makeBoard();
-    const tcOpenedFiles opened;
+    tcFileWatch files;
     EXPECT_EQ(board().initialize(), 0);
-    EXPECT_THAT(opened.names(), ElementsAre("3u5mgxs_config.ini", "3u5mgxs_sensor.ini",
-                                            "3U5MGXS_12bit.txt", "bad_pixel_map.txt"));
+    EXPECT_THAT(openedFiles(files), ElementsAre("3u5mgxs_config.ini", "3u5mgxs_sensor.ini",
+                                                "3U5MGXS_12bit.txt", "bad_pixel_map.txt"));
 }
 
 TEST_F(Entry, ConstructionWithoutTheTriggerLineSaysSoAndGoesOn) {

@@ -122,6 +122,36 @@ TEST_F(Locks, TheSettingsFileIsOpenedUnderTheLock) {
         ElementsAre("SPI 02 00 00 08"));
 }
 
+TEST_F(Locks, ASettingsFileIsOpenedAfterTheLockIsTakenAndClosedBeforeItIsReleased) {
+    directory().write("settings.txt", "20 1\n21 1\n");
+    directory().write("malformed.txt", "20 1\noops\n");
+    tcFileWatch files;
+    const auto noteFiles = [&] { noteEvents(files); };
+    lockSpy().afterLock = [&](const tcMutex&) {
+        noteFiles();
+        head().note("LOCK");
+    };
+    lockSpy().beforeWrite = noteFiles;
+    lockSpy().beforeUnlock = [&](const tcMutex&) {
+        noteFiles();
+        head().note("UNLOCK");
+    };
+    EXPECT_THAT(trace([&] {
+                    sensor().writeRegistersFromFile("settings.txt");
+                    noteFiles();
+                }),
+                ElementsAre("NOTE LOCK", "NOTE OPENED settings.txt", "SPI 01 00 00 08",
+                            "SPI 01 00 40 08", "NOTE CLOSED settings.txt", "NOTE UNLOCK"));
+    EXPECT_THAT(trace([&] {
+                    EXPECT_THROW(sensor().writeRegistersFromFile("malformed.txt"), std::exception);
+                    noteFiles();
+                }),
+                ElementsAre("NOTE LOCK", "NOTE OPENED malformed.txt", "SPI 01 00 00 08",
+                            "NOTE ERR \\nError writing registers: malformed.txt 2: oops\\n",
+                            "NOTE ERR eof: 0 good: 0 fail: 1 bad: 0\\n",
+                            "NOTE CLOSED malformed.txt", "NOTE UNLOCK"));
+}
+
 TEST_F(Locks, AMalformedSettingsFileIsReportedUnderTheLockThatIsReleasedThen) {
     directory().write("settings.txt", "20 1\noops\n");
     EXPECT_THAT(trace([&] {

@@ -114,6 +114,28 @@ TEST_F(Power, UpWithoutSettingsFilesIsSilentAboutThem) {
 }
 
 TEST_F(Power, UpFlushesWhatItLeavesUnfinished) {
+TEST_F(Power, TheLimitsAreReadOnceThePortIsSetAndBeforeAnySupplyIsSwitched) {
+    directory().write("3u5mgxs_sensor.ini", "");
+    makeSensor();
+    tcFileWatch files;
+    const auto noteFiles = [&] { noteEvents(files); };
+    const auto lines = trace([&] {
+        const tcTracedOutput out(std::cout, [&](const std::string& text) {
+            noteFiles();
+            note("OUT ", text);
+        });
+        EXPECT_EQ(sensor().powerUp(), 0);
+        noteFiles();
+    });
+    EXPECT_THAT(lines,
+                ElementsAreArray(
+                    kPort +
+                    tcLines{"NOTE OPENED 3u5mgxs_sensor.ini", "NOTE CLOSED 3u5mgxs_sensor.ini"} +
+                    kSupplies + kVoltages +
+                    tcLines{"NOTE OUT tc3U5MGXS::powerUp: Configuring initial settings 12-bit...",
+                            "NOTE OUT tc3U5MGXS::powerUp: Done!\\n", "SPI 00 00 00 04"}));
+}
+
     makeSensor();
     sensor().powerUp();
     EXPECT_EQ(out().textWithFlushes(),
