@@ -9,6 +9,7 @@
 
 #include <sys/stat.h>
 
+#include "tests/sensor/binning_state.h"
 #include "tests/sensor/fake_adc.h"
 #include "tests/sensor/sensor_fixture.h"
 
@@ -113,7 +114,6 @@ TEST_F(Power, UpWithoutSettingsFilesIsSilentAboutThem) {
     EXPECT_EQ(err().text(), "");
 }
 
-TEST_F(Power, UpFlushesWhatItLeavesUnfinished) {
 TEST_F(Power, TheLimitsAreReadOnceThePortIsSetAndBeforeAnySupplyIsSwitched) {
     directory().write("3u5mgxs_sensor.ini", "");
     makeSensor();
@@ -136,6 +136,7 @@ TEST_F(Power, TheLimitsAreReadOnceThePortIsSetAndBeforeAnySupplyIsSwitched) {
                             "NOTE OUT tc3U5MGXS::powerUp: Done!\\n", "SPI 00 00 00 04"}));
 }
 
+TEST_F(Power, UpFlushesWhatItLeavesUnfinished) {
     makeSensor();
     sensor().powerUp();
     EXPECT_EQ(out().textWithFlushes(),
@@ -214,6 +215,33 @@ TEST_F(Power, UpSetsAPortRightThatSomebodyElseLeftWrong) {
     ASSERT_EQ(sensor().powerUp(), 0);
     EXPECT_THAT(trace([&] { EXPECT_EQ(sensor().powerUp(), 0); }, sim::teEventKind::spiSetting),
                 ElementsAre("SPI-MODE 0", "SPI-LSB 0", "SPI-BITS 32", "SPI-HZ 10000000"));
+}
+
+// ---- Binning
+
+TEST_F(Power, UpForgetsTheBinningAtItsEnd) {
+    makeSensor();
+    sensor().setBin(2);
+    {
+        const tcTracedOutput out(std::cout, [&](const std::string& text) {
+            EXPECT_EQ(binningState(sensor()), 1) << text;
+        });
+        EXPECT_EQ(sensor().powerUp(), 0);
+        EXPECT_THAT(out.text(), testing::EndsWith("tc3U5MGXS::powerUp: Done!\n"));
+    }
+    EXPECT_EQ(binningState(sensor()), 0);
+}
+
+TEST_F(Power, UpThatFailsKeepsTheBinning) {
+    directory().write("3u5mgxs_sensor.ini", "[Voltages_Max]\nVDD1.2 = 1\n");
+    makeSensor();
+    sensor().setBin(2);
+    EXPECT_EQ(sensor().powerUp(), -4);
+    EXPECT_EQ(binningState(sensor()), 1);
+    directory().write("3u5mgxs_sensor.ini", "");
+    directory().write("3U5MGXS_12bit.txt", "nonsense\n");
+    EXPECT_THROW(sensor().powerUp(), std::exception);
+    EXPECT_EQ(binningState(sensor()), 1);
 }
 
 // ---- Depth
