@@ -20,6 +20,7 @@
 #include "plugin/entry.h"
 #include "tests/plugin/plugin_test.h"
 #include "tests/support/file_watch.h"
+#include "tests/support/gpio_spy.h"
 
 using testing::ElementsAre;
 using Varnox::tcSensorBoard;
@@ -91,7 +92,10 @@ std::set<std::string> exportedSymbols(const std::string& path) {
     return names;
 }
 
-class Entry : public tcPluginTest {};
+class Entry : public tcPluginTest {
+protected:
+    ~Entry() override { gpioSpy() = {}; }
+};
 
 /// \return each file that was opened, once, in the order of the first opening
 std::vector<std::string> openedFiles(tcFileWatch& files) {
@@ -279,6 +283,38 @@ TEST_F(Entry, ConstructionWithoutTheTriggerLineSaysSoAndGoesOn) {
     EXPECT_THAT(err().text(), testing::StartsWith("ERROR: GPIO EXT_TRIG_EN not found in DT\n"));
     EXPECT_THAT(out().text(), testing::EndsWith("Constructing tc3U5MGXSSensorBoard\n"));
     EXPECT_EQ(board().setTrigger(Varnox::eTriggerExternal), 0);
+}
+
+TEST_F(Entry, AMissingTriggerLineIsUsedWithItsNegativeNumberAndReported) {
+    useHead(aQuickHead());
+    gpioSpy().seen = [&](const std::string& what) { head().note(what); };
+    gpioSpy().pins = {{"EXT_TRIG_EN", -7}};
+    const auto supplyLine = [](const std::string& name, int pin) {
+        return tsTrace{printed("GPIO " + name + "\t\t" + std::to_string(pin) + "\n"),
+                       "NOTE LINE " + std::to_string(pin), "NOTE DIRECTION 1 0",
+                       "GPIO " + name + " out 0"};
+    };
+    EXPECT_EQ(seen([&] { makeBoard(); }, sim::teEventKind::gpio | sim::teEventKind::note),
+              text({
+                  "NOTE LINE 0",
+                  "NOTE LINE 0",
+                  "NOTE LINE 0",
+                  "NOTE LINE 0",
+                  printed("tc3U5MGXS::tc3U5MGXS: Constructing tc3U5MGXS\n"),
+                  printed("tc3U5MGXS::tc3U5MGXS: Exporting/configuring 3U5MGXS control GPIOs\n"),
+                  supplyLine("PS_1.2V_EN", 5),
+                  supplyLine("PS_3.3SVDD_EN", 6),
+                  supplyLine("PS_3.3AVDDH_EN", 7),
+                  supplyLine("RESET_B", 11),
+                  printed("tc3U5MGXS::tc3U5MGXS: Configuring voltage check ADC...\n"),
+                  printed("tc3U5MGXS::tc3U5MGXS: Done!\n"),
+                  "NOTE LINE 0",
+                  printed("Constructing tc3U5MGXSSensorBoard\n"),
+                  complained("ERROR: GPIO EXT_TRIG_EN not found in DT\n"),
+                  "NOTE LINE 4294967289",
+                  "NOTE DIRECTION 1 0",
+                  complained("tcGpioSingle: pin -7: SetDirection: No such device (errno 19)\n"),
+              }));
 }
 
 TEST_F(Entry, ConstructionOnAHeadWithoutAnyDeviceGoesOn) {
