@@ -18,6 +18,7 @@
 #include <varnox/abstract_handler.h>
 
 #include "plugin/entry.h"
+#include "tests/plugin/base_spy.h"
 #include "tests/plugin/plugin_test.h"
 #include "tests/support/file_watch.h"
 #include "tests/support/gpio_spy.h"
@@ -352,6 +353,32 @@ TEST_F(Entry, VerticalBinIsOneAfterConstruction) {
     EXPECT_THAT(
         trace([&] { board().programMultipleROI(); }, sim::teEventKind::note),
         testing::Contains(printed("setROIArea Num: 0 RowS: 0 RowE: 2055 ColS: 0 ColE: 2591\n")));
+}
+
+TEST_F(Entry, TheHostsBaseHearsOfTheRegionAndOfACountInThePlugIn) {
+    useHead(aQuickHead());
+    const tcPlugin plugin;
+    const std::unique_ptr<tcSensorBoard> one(plugin.makeSensor("/dev/spidev1.0"));
+    const tsBaseArguments heard = lastBaseArguments();
+    EXPECT_EQ(heard.boardType, 4);
+    EXPECT_EQ(heard.regionBase, 0xFF200000U);
+    EXPECT_EQ(heard.regionLength, 0x18000U);
+    EXPECT_EQ(heard.eventLines, 4);
+    ASSERT_NE(heard.eventCount, nullptr);
+    EXPECT_EQ(*heard.eventCount, 0);
+    Dl_info place{};
+    ASSERT_NE(dladdr(heard.eventCount, &place), 0);
+    EXPECT_STREQ(place.dli_fname, HEAD_PLUGIN);
+
+    // Every board of the plug-in counts there: the events of four lines.
+    const std::unique_ptr<tcSensorBoard> other(plugin.makeSensor("/dev/spidev1.0"));
+    EXPECT_EQ(lastBaseArguments().eventCount, heard.eventCount);
+    for (const unsigned int source : {0U, 1U, 2U, 3U, 4U, 0xFFFFFFFFU}) {
+        one->Handler(source, 0);
+        other->Handler(source, 0);
+    }
+    EXPECT_EQ(*heard.eventCount, 8);
+    *heard.eventCount = 0; // the library may stay loaded
 }
 
 TEST_F(Entry, EventsOfTheFpgaAreTheHostsToCount) {
