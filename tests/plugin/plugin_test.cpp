@@ -4,6 +4,12 @@
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
+#include <thread>
+#include <type_traits>
+
+#include <pthread.h>
+
+#include "tests/support/lock_spy.h"
 
 using namespace std::chrono_literals;
 
@@ -66,6 +72,14 @@ std::string complained(const std::string& text) {
 
 std::string packing(int code) {
     return "NOTE PIPELINE " + std::to_string(code);
+}
+
+std::string locked() {
+    return "NOTE LOCK";
+}
+
+std::string unlocked() {
+    return "NOTE UNLOCK";
 }
 
 tsTrace exposure(const tsExposureNumbers& numbers) {
@@ -171,5 +185,42 @@ sim::tcVirtualHeadBuilder aQuickHead() {
 
 Varnox::tc3U5MGXSSensorBoard& tcPluginTest::makeReadyBoard() {
     useHead(aQuickHead());
+tcMutex& boardMutexOf(Varnox::tc3U5MGXSSensorBoard& board) {
+    class tcOpenBoard : public Varnox::tc3U5MGXSSensorBoard {
+    public:
+        using tc3U5MGXSSensorBoard::boardMutex;
+    };
+    return (board.*(&tcOpenBoard::boardMutex))();
+}
+
+bool isTaken(tcMutex& mutex) {
+    static_assert(std::is_standard_layout_v<tcMutex>); // the address of its only member is its own
+    auto* const native = reinterpret_cast<pthread_mutex_t*>(&mutex);
+    bool taken = true;
+    std::thread([&] {
+        if (pthread_mutex_trylock(native) == 0) {
+            taken = false;
+            pthread_mutex_unlock(native);
+        }
+    }).join();
+    return taken;
+}
+
+tcPluginTest::~tcPluginTest() {
+    lockSpy() = {};
+}
+
+void tcPluginTest::noteBoardLocks() {
+    const auto noting = [this](const std::string& text) {
+        return [this, text, &boards = boardMutexOf(board())](const tcMutex& mutex) {
+            if (&mutex == &boards) {
+                head().note(text);
+            }
+        };
+    };
+    lockSpy().afterLock = noting("LOCK");
+    lockSpy().beforeUnlock = noting("UNLOCK");
+}
+
     return makeInitializedBoard();
 }

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include <varnox/mutex.h>
+
 #include "tests/support/board_fixture.h"
 
 using tsTrace = std::vector<std::string>;
@@ -28,6 +30,8 @@ std::string word(std::uint32_t address, std::uint32_t value); ///< published
 std::string printed(const std::string& text);                 ///< standard output
 std::string complained(const std::string& text);              ///< standard error
 std::string packing(int code);                                ///< given to the pipeline
+std::string locked();   ///< the board mutex, see `noteBoardLocks`
+std::string unlocked(); ///< the board mutex, see `noteBoardLocks`
 /// @}
 
 /// \name Pieces of a trace, every number given by the test
@@ -80,8 +84,19 @@ std::string text(std::initializer_list<tcPiece> pieces);
 sim::tcVirtualHeadBuilder aQuickHead();
 
 class tcPluginTest : public tcBoardFixture {
+/// \return the board's mutex, which the host keeps for boards
+tcMutex& boardMutexOf(Varnox::tc3U5MGXSSensorBoard& board);
+
+/// \return whether another thread would wait for the mutex now
+bool isTaken(tcMutex& mutex);
+
 protected:
     /// Runs the operation. \return its trace, as `text` builds the expected one
+    ~tcPluginTest() override;
+
+    /// From here on, the trace holds each lock and unlock of the board mutex.
+    void noteBoardLocks();
+
     template<class Operation>
     std::string seen(Operation operation, sim::tcKinds kinds = sim::tcKinds::all()) {
         return shown(trace(std::move(operation), kinds));
