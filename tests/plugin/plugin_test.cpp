@@ -132,15 +132,17 @@ tsTrace areasReset() {
     };
 }
 
-tsTrace quickLink(std::uint32_t control) {
+tsTrace quickLink(std::uint32_t control, bool aligned) {
+    const std::uint32_t status = aligned ? 0xF : 0x7;
     return {
         load(0xFF210000, control),
         store(0xFF210000, control | 0x80000000),
-        load(0xFF210004, 0x7),
-        load(0xFF210004, 0x7),
-        load(0xFF210004, 0x7),
-        load(0xFF210004, 0x7),
-        printed("Status: Aligned 0 Locked 1 rgLocked 1 gbLocked 1\n"),
+        load(0xFF210004, status),
+        load(0xFF210004, status),
+        load(0xFF210004, status),
+        load(0xFF210004, status),
+        printed("Status: Aligned " + std::to_string(aligned ? 1 : 0) +
+                " Locked 1 rgLocked 1 gbLocked 1\n"),
         store(0xFF21002C, 0),
         store(0xFF210028, 0xFFF),
         store(0xFF210028, 0xFFF000),
@@ -183,8 +185,6 @@ sim::tcVirtualHeadBuilder aQuickHead() {
     return builder;
 }
 
-Varnox::tc3U5MGXSSensorBoard& tcPluginTest::makeReadyBoard() {
-    useHead(aQuickHead());
 tcMutex& boardMutexOf(Varnox::tc3U5MGXSSensorBoard& board) {
     class tcOpenBoard : public Varnox::tc3U5MGXSSensorBoard {
     public:
@@ -222,5 +222,7 @@ void tcPluginTest::noteBoardLocks() {
     lockSpy().beforeUnlock = noting("UNLOCK");
 }
 
+Varnox::tc3U5MGXSSensorBoard& tcPluginTest::makeReadyBoard() {
+    useHead(aQuickHead());
     return makeInitializedBoard();
 }

@@ -57,7 +57,8 @@ tsTrace frameLength(int interval, std::uint32_t hdMax);
 tsTrace areasReset();
 
 /// A link that comes up at once. \param control word 0 of the frame-control core, before
-tsTrace quickLink(std::uint32_t control);
+/// \param aligned at the first look: the core still holds the lanes' phases of an earlier bring-up
+tsTrace quickLink(std::uint32_t control, bool aligned = false);
 /// @}
 
 /// One line of a trace, or several.
@@ -83,20 +84,20 @@ std::string text(std::initializer_list<tcPiece> pieces);
 /// A head whose link comes up at once, so that traces hold no waiting.
 sim::tcVirtualHeadBuilder aQuickHead();
 
-class tcPluginTest : public tcBoardFixture {
 /// \return the board's mutex, which the host keeps for boards
 tcMutex& boardMutexOf(Varnox::tc3U5MGXSSensorBoard& board);
 
 /// \return whether another thread would wait for the mutex now
 bool isTaken(tcMutex& mutex);
 
+class tcPluginTest : public tcBoardFixture {
 protected:
-    /// Runs the operation. \return its trace, as `text` builds the expected one
     ~tcPluginTest() override;
 
     /// From here on, the trace holds each lock and unlock of the board mutex.
     void noteBoardLocks();
 
+    /// Runs the operation. \return its trace, as `text` builds the expected one
     template<class Operation>
     std::string seen(Operation operation, sim::tcKinds kinds = sim::tcKinds::all()) {
         return shown(trace(std::move(operation), kinds));
