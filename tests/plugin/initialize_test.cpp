@@ -695,6 +695,48 @@ TEST_F(Initialize, ARefusedIntervalDoesNotEndIt) {
     EXPECT_EQ(board().getFrameInterval(), 27000); // raised to the readout of the region
 }
 
+TEST_F(Initialize, ARefusedExposureDoesNotEndIt) {
+    makeBoardWith("FrameInterval = 20000\n");
+    board().setExposureMode(tc3U5MGXS::eExposureRolling); // has no exposure arithmetic: 4
+    // Nothing was ever applied.
+    const auto refused = [](int asked) {
+        return tsTrace{status(6, "setExposure " + std::to_string(asked) + " uS"), word(0x3A004, 0),
+                       status(6, "setExposure updated to 0 uS")};
+    };
+    const std::string all = initialized(0);
+    EXPECT_THAT(
+        all,
+        testing::HasSubstr(text({
+            frameLength(19800, 792),
+            status(6, "setFrameInterval: Exposure higher than frame interval. Interval 19800 uS, "
+                      "Exposure 30000 uS"),
+            refused(19800),
+            store(0xFF211004, 712800),
+            printed("programMultipleROI [y: 0, x: 0, width: 2592, height: 2056]\n"),
+            areasReset(),
+            printed("setROIArea Num: 0 RowS: 0 RowE: 2055 ColS: 0 ColE: 2591\n"),
+            spi(0x94, 0x201800),
+            spi(0x95, 0x1AF000),
+            printed("getExposure: 0\n"),
+            refused(0),
+            frameLength(19800, 792),
+            refused(0),
+            store(0xFF211004, 712800),
+            printed("image[y: 0, x: 0, width: 2592, height: 2056]\n"),
+            store(0xFF210020, 0x08080A20),
+            store(0xFF210018, 0x040401B0),
+            store(0xFF210024, 0),
+            printed("getFrameReadoutTime(): 27100 uS\n"),
+            frameLength(27000, 1080), // raised, and refused once more
+            refused(0),
+            store(0xFF211004, 972000),
+            word(0x3A000, 27000),
+            printed("getFrameReadoutTime(): 27100 uS\n"),
+            word(0x3C020, 27100),
+            spi(0x90, 0),
+        })));
+}
+
 TEST_F(Initialize, ARefusedBinningDoesNotEndIt) {
     makeBoardWith("VerticalBin = 3\n");
     const std::string all = initialized(0);
