@@ -5,11 +5,14 @@
 #include <cerrno>
 #include <new>
 
+#include "tests/fpga/failing_cores.h"
 #include "tests/fpga/fpga_fixture.h"
+#include "tests/fpga/page_size.h"
 #include "tests/support/failing_allocation.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -63,6 +66,24 @@ TEST_F(Fpga, ReleasesInReverseOrderTheBlocksByTheirWordCount) {
     EXPECT_EQ(unmapped[5], "UNMAP 0xFF210000 4096");
     EXPECT_EQ(unmapped[6], "UNMAP 0xFF204000 4096");
     EXPECT_EQ(unmapped[7], "UNMAP 0xFF200000 4096");
+}
+
+// Its own blocks follow the page size: 8192 words, of which as many bytes are unmapped. The host
+// library's cores see to their pages themselves.
+TEST_F(Fpga, MapsItsOwnBlocksByThePagesOfTheMachine) {
+    const tcPageSize pages(8192);
+    EXPECT_THAT(
+        trace([] { const tc3U5MGXSFpga fpga(kNoFile); }, sim::teEventKind::device),
+        ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 32768", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF204000 32768", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF210000 32768", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF211000 4096", "CLOSE /dev/mem", "OPEN /dev/mem", "MAP 0xFF217000 4096",
+                    "CLOSE /dev/mem", "OPEN /dev/mem", "MAP 0xFF215000 4096", "CLOSE /dev/mem",
+                    "OPEN /dev/mem", "MAP 0xFF213000 4096", "CLOSE /dev/mem", "OPEN /dev/mem",
+                    "MAP 0xFF212000 4096", "CLOSE /dev/mem", "UNMAP 0xFF212000 4096",
+                    "UNMAP 0xFF213000 4096", "UNMAP 0xFF215000 4096", "UNMAP 0xFF217000 4096",
+                    "UNMAP 0xFF211000 4096", "UNMAP 0xFF210000 8192", "UNMAP 0xFF204000 8192",
+                    "UNMAP 0xFF200000 8192"));
 }
 
 TEST_F(Fpga, StartsAt36MHz) {
@@ -171,6 +192,59 @@ TEST_F(Fpga, AFailedConstructionUnmapsWhatWasMapped) {
     EXPECT_THAT(lines, ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 16384", "CLOSE /dev/mem",
                                    "UNMAP 0xFF200000 4096"));
 }
+
+struct tsFailedCore {
+    const char* name;
+    teFpgaCore core;
+    std::size_t partsBefore; // built before it
+};
+
+class FpgaWithoutCore : public Fpga, public testing::WithParamInterface<tsFailedCore> {};
+
+TEST_P(FpgaWithoutCore, ReleasesWhatWasBuiltBeforeItInReverseOrder) {
+    struct tsPart {
+        std::vector<std::string> built;
+        std::vector<std::string> released;
+    };
+    const std::vector<tsPart> parts = {
+        {{"OPEN /dev/mem", "MAP 0xFF200000 16384", "CLOSE /dev/mem"}, {"UNMAP 0xFF200000 4096"}},
+        {{"OPEN /dev/mem", "MAP 0xFF204000 16384", "CLOSE /dev/mem"},
+         {"UNMAP 0xFF204000 4096", "NOTE the clock generator's record is released"}},
+        {{"OPEN /dev/mem", "MAP 0xFF210000 16384", "CLOSE /dev/mem"}, {"UNMAP 0xFF210000 4096"}},
+        {{"OPEN /dev/mem", "MAP 0xFF211000 4096", "CLOSE /dev/mem", "READ 0xFF211200 0x50574D31"},
+         {"UNMAP 0xFF211000 4096"}},
+        {{"OPEN /dev/mem", "MAP 0xFF217000 4096", "CLOSE /dev/mem", "READ 0xFF217200 0x50534831"},
+         {"UNMAP 0xFF217000 4096"}},
+    };
+    std::vector<std::string> expected;
+    for (std::size_t part = 0; part < GetParam().partsBefore; ++part) {
+        expected.insert(expected.end(), parts[part].built.begin(), parts[part].built.end());
+    }
+    for (std::size_t part = GetParam().partsBefore; part-- > 0;) {
+        expected.insert(expected.end(), parts[part].released.begin(), parts[part].released.end());
+    }
+
+    std::string thrown;
+    const auto lines = trace([&] {
+        const tcFailingCore failing(GetParam().core);
+        watchNextAllocation([&] { head().note("the clock generator's record is released"); });
+        try {
+            const tc3U5MGXSFpga fpga(kNoFile);
+        } catch (const std::runtime_error& error) {
+            thrown = error.what();
+        }
+    });
+    EXPECT_THAT(lines, ElementsAreArray(expected));
+    EXPECT_EQ(thrown, "no core");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FpgaWithoutCore,
+                         testing::Values(tsFailedCore{"FrameControl", teFpgaCore::eFrameCtrl, 2},
+                                         tsFailedCore{"Pulses", teFpgaCore::ePwm, 3},
+                                         tsFailedCore{"PixelShift", teFpgaCore::ePixelShift, 4},
+                                         tsFailedCore{"BadPixels", teFpgaCore::eBadPixelReplacement,
+                                                      5}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(Fpga, ExposureModeAndExternalTriggerAreIgnored) {
     tc3U5MGXSFpga fpga("");

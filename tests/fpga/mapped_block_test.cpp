@@ -4,6 +4,7 @@
 
 #include "fpga/mapped_block.h"
 #include "tests/fpga/fpga_fixture.h"
+#include "tests/fpga/page_size.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -44,6 +45,33 @@ TEST_F(MappedBlock, StartsOnePageEarlyForABaseInsideAPage) {
     });
     EXPECT_THAT(lines, ElementsAre("OPEN /dev/mem", "MAP 0xFF210000 32768", "CLOSE /dev/mem",
                                    "READ 0xFF211204 0x00010000", "UNMAP 0xFF210000 8192"));
+}
+
+TEST_F(MappedBlock, RoundsItsLengthUpToThePagesOfTheMachine) {
+    const auto mapped = [&](int page) {
+        const tcPageSize pages(page);
+        return trace([] { const tsMappedBlock block(0xFF204000, 512); });
+    };
+    EXPECT_THAT(mapped(8192), ElementsAre("OPEN /dev/mem", "MAP 0xFF204000 32768", "CLOSE /dev/mem",
+                                          "UNMAP 0xFF204000 8192"));
+    EXPECT_THAT(mapped(16384), ElementsAre("OPEN /dev/mem", "MAP 0xFF204000 65536",
+                                           "CLOSE /dev/mem", "UNMAP 0xFF204000 16384"));
+}
+
+TEST_F(MappedBlock, StartsEarlyByThePagesOfTheMachine) {
+    // (0xFF204300 - 8192) & ~8191 = 0xFF202000, 0x2300 bytes before the first register. The length
+    // becomes 32 + 8192 = 8224 words, rounded up to 16384.
+    const tcPageSize pages(8192);
+    EXPECT_THAT(trace([] {
+                    const tsMappedBlock block(0xFF204300, 32);
+                    EXPECT_EQ(block.read(0), 0x0F0FU); // word 192 of the clock generator
+                }),
+                ElementsAre("OPEN /dev/mem", "MAP 0xFF202000 65536", "CLOSE /dev/mem",
+                            "READ 0xFF204300 0x00000F0F", "UNMAP 0xFF202000 16384"));
+    // (0xFF205000 - 8192) & ~8191 = 0xFF202000
+    EXPECT_THAT(trace([] { const tsMappedBlock block(0xFF205000, 32); }),
+                ElementsAre("OPEN /dev/mem", "MAP 0xFF202000 65536", "CLOSE /dev/mem",
+                            "UNMAP 0xFF202000 16384"));
 }
 
 TEST_F(MappedBlock, ReportsAnUnavailableDeviceAndStaysUnmapped) {

@@ -149,6 +149,59 @@ TEST_F(Clock, TimingThatCannotBePrintedIsReportedAndLeavesTheNewClock) {
     EXPECT_EQ(lines.back(), status(4, "full"));
 }
 
+TEST_F(Clock, RefusalsOfExposureAndIntervalAreNotItsResult) {
+    makeReadyBoard();
+    board().setExposureMode(tc3U5MGXS::eExposureRolling); // has no exposure arithmetic: 4
+    const auto refused = [](int stored) {
+        const std::string time = std::to_string(stored);
+        return tsTrace{status(6, "setExposure " + time + " uS"),
+                       word(0x3A004, static_cast<std::uint32_t>(stored)),
+                       status(6, "setExposure updated to " + time + " uS")};
+    };
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setClockSetting(0), 0); }),
+              text({
+                  switchedOff(0x80000002),
+                  store(0xFF204300, 0x1617),
+                  store(0xFF204000, 1),
+                  pulsesOn(),
+                  quickLink(0x00000002),
+                  sensorThenPulsesOff(),
+                  slept(5000),
+                  spi(0xD8, 0x4B90F),
+                  status(6, "clock: 24.000000"),
+                  printed("getExposure: 30000\n"),
+                  refused(30000),
+                  frameLength(99900, 2664),
+                  refused(30000),
+                  store(0xFF211004, 2397600),
+              }));
+
+    board().setExposureMode(tc3U5MGXS::eExposureSingle);
+    ASSERT_EQ(board().setFrameInterval(0), 3); // the pulses cannot have it, then nor now
+    tsTrace off = switchedOff(0x80000002);
+    off[3] = load(0xFF215000, 0x80000001);
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setClockSetting(1), 0); }),
+              text({
+                  off,
+                  store(0xFF204300, 0x0F0F),
+                  store(0xFF204000, 1),
+                  pulsesOn(),
+                  quickLink(0x00000002),
+                  sensorThenPulsesOff(),
+                  slept(5000),
+                  spi(0xD8, 0x2D90F),
+                  status(6, "clock: 36.000000"),
+                  printed("getExposure: 37\n"), // a line of 24 MHz
+                  exposure({37, 65534, 65532, 65533, 25}),
+                  frameLength(0, 0),
+                  status(6, "setFrameInterval: Exposure higher than frame interval. Interval 0 uS, "
+                            "Exposure 25 uS"),
+                  exposure({0, 65534, 65532, 65533, 25, -1, 65534}),
+                  status(4, "tcPwm at 0xFF211000: a period of 0 us is 0 clocks; it takes 2 to "
+                            "4294967295"),
+              }));
+}
+
 TEST_F(Clock, WhileCapturingNothingIsTouched) {
     makeReadyBoard();
     ASSERT_EQ(board().start(), 0);

@@ -14,13 +14,14 @@
 #include <dlfcn.h>
 #include <elf.h>
 #include <link.h>
-#include <sys/inotify.h>
-#include <unistd.h>
 
 #include <varnox/abstract_handler.h>
 
 #include "plugin/entry.h"
+#include "tests/plugin/base_spy.h"
 #include "tests/plugin/plugin_test.h"
+#include "tests/support/file_watch.h"
+#include "tests/support/gpio_spy.h"
 
 using testing::ElementsAre;
 using Varnox::tcSensorBoard;
@@ -92,39 +93,23 @@ std::set<std::string> exportedSymbols(const std::string& path) {
     return names;
 }
 
-class Entry : public tcPluginTest {};
-
-/// Files of the working directory that are opened while it lives.
-class tcOpenedFiles {
-public:
-    tcOpenedFiles() : m_descriptor(inotify_init1(IN_NONBLOCK)) {
-        inotify_add_watch(m_descriptor, ".", IN_OPEN);
-    }
-    tcOpenedFiles(const tcOpenedFiles&) = delete;
-    tcOpenedFiles& operator=(const tcOpenedFiles&) = delete;
-    ~tcOpenedFiles() { close(m_descriptor); }
-
-    /// \return each name once, in the order of the first opening
-    [[nodiscard]] std::vector<std::string> names() const {
-        std::vector<std::string> result;
-        alignas(inotify_event) std::array<char, 65536> buffer{};
-        const ssize_t length = read(m_descriptor, buffer.data(), buffer.size());
-        for (ssize_t at = 0; at < length;) {
-            inotify_event event{};
-            std::memcpy(&event, buffer.data() + at, sizeof event);
-            const std::string name =
-                event.len > 0 ? buffer.data() + at + sizeof event : std::string();
-            if (!name.empty() && std::find(result.begin(), result.end(), name) == result.end()) {
-                result.push_back(name);
-            }
-            at += static_cast<ssize_t>(sizeof event + event.len);
-        }
-        return result;
-    }
-
-private:
-    int m_descriptor;
+class Entry : public tcPluginTest {
+protected:
+    ~Entry() override { gpioSpy() = {}; }
 };
+
+/// \return each file that was opened, once, in the order of the first opening
+std::vector<std::string> openedFiles(tcFileWatch& files) {
+    const std::string opened = "OPENED ";
+    std::vector<std::string> result;
+    for (const std::string& event : files.take()) {
+        if (event.starts_with(opened) &&
+            std::find(result.begin(), result.end(), event.substr(opened.size())) == result.end()) {
+            result.push_back(event.substr(opened.size()));
+        }
+    }
+    return result;
+}
 
 /// Standard output that takes nothing from some text on, and says so by an exception.
 class tcFailingOutput {
@@ -277,9 +262,9 @@ TEST_F(Entry, ConstructionOpensTheSensorsLimitsAndNoOtherFile) {
     useHead(aQuickHead());
     useShippedFiles();
     directory().write("fpga_addresses.ini", "[Addresses]\nBase = 0\n");
-    const tcOpenedFiles opened;
+    tcFileWatch files;
     makeBoard();
-    EXPECT_THAT(opened.names(), ElementsAre("3u5mgxs_sensor.ini"));
+    EXPECT_THAT(openedFiles(files), ElementsAre("3u5mgxs_sensor.ini"));
 }
 
 TEST_F(Entry, InitializationReadsItsFilesInOrderAndNeverTheFpgaAddresses) {
@@ -287,10 +272,10 @@ TEST_F(Entry, InitializationReadsItsFilesInOrderAndNeverTheFpgaAddresses) {
     useShippedFiles();
     directory().write("fpga_addresses.ini", "[Addresses]\nBase = 0\n");
     makeBoard();
-    const tcOpenedFiles opened;
+    tcFileWatch files;
     EXPECT_EQ(board().initialize(), 0);
-    EXPECT_THAT(opened.names(), ElementsAre("3u5mgxs_config.ini", "3u5mgxs_sensor.ini",
-                                            "3U5MGXS_12bit.txt", "bad_pixel_map.txt"));
+    EXPECT_THAT(openedFiles(files), ElementsAre("3u5mgxs_config.ini", "3u5mgxs_sensor.ini",
+                                                "3U5MGXS_12bit.txt", "bad_pixel_map.txt"));
 }
 
 TEST_F(Entry, ConstructionWithoutTheTriggerLineSaysSoAndGoesOn) {
@@ -299,6 +284,38 @@ TEST_F(Entry, ConstructionWithoutTheTriggerLineSaysSoAndGoesOn) {
     EXPECT_THAT(err().text(), testing::StartsWith("ERROR: GPIO EXT_TRIG_EN not found in DT\n"));
     EXPECT_THAT(out().text(), testing::EndsWith("Constructing tc3U5MGXSSensorBoard\n"));
     EXPECT_EQ(board().setTrigger(Varnox::eTriggerExternal), 0);
+}
+
+TEST_F(Entry, AMissingTriggerLineIsUsedWithItsNegativeNumberAndReported) {
+    useHead(aQuickHead());
+    gpioSpy().seen = [&](const std::string& what) { head().note(what); };
+    gpioSpy().pins = {{"EXT_TRIG_EN", -7}};
+    const auto supplyLine = [](const std::string& name, int pin) {
+        return tsTrace{printed("GPIO " + name + "\t\t" + std::to_string(pin) + "\n"),
+                       "NOTE LINE " + std::to_string(pin), "NOTE DIRECTION 1 0",
+                       "GPIO " + name + " out 0"};
+    };
+    EXPECT_EQ(seen([&] { makeBoard(); }, sim::teEventKind::gpio | sim::teEventKind::note),
+              text({
+                  "NOTE LINE 0",
+                  "NOTE LINE 0",
+                  "NOTE LINE 0",
+                  "NOTE LINE 0",
+                  printed("tc3U5MGXS::tc3U5MGXS: Constructing tc3U5MGXS\n"),
+                  printed("tc3U5MGXS::tc3U5MGXS: Exporting/configuring 3U5MGXS control GPIOs\n"),
+                  supplyLine("PS_1.2V_EN", 5),
+                  supplyLine("PS_3.3SVDD_EN", 6),
+                  supplyLine("PS_3.3AVDDH_EN", 7),
+                  supplyLine("RESET_B", 11),
+                  printed("tc3U5MGXS::tc3U5MGXS: Configuring voltage check ADC...\n"),
+                  printed("tc3U5MGXS::tc3U5MGXS: Done!\n"),
+                  "NOTE LINE 0",
+                  printed("Constructing tc3U5MGXSSensorBoard\n"),
+                  complained("ERROR: GPIO EXT_TRIG_EN not found in DT\n"),
+                  "NOTE LINE 4294967289",
+                  "NOTE DIRECTION 1 0",
+                  complained("tcGpioSingle: pin -7: SetDirection: No such device (errno 19)\n"),
+              }));
 }
 
 TEST_F(Entry, ConstructionOnAHeadWithoutAnyDeviceGoesOn) {
@@ -336,6 +353,32 @@ TEST_F(Entry, VerticalBinIsOneAfterConstruction) {
     EXPECT_THAT(
         trace([&] { board().programMultipleROI(); }, sim::teEventKind::note),
         testing::Contains(printed("setROIArea Num: 0 RowS: 0 RowE: 2055 ColS: 0 ColE: 2591\n")));
+}
+
+TEST_F(Entry, TheHostsBaseHearsOfTheRegionAndOfACountInThePlugIn) {
+    useHead(aQuickHead());
+    const tcPlugin plugin;
+    const std::unique_ptr<tcSensorBoard> one(plugin.makeSensor("/dev/spidev1.0"));
+    const tsBaseArguments heard = lastBaseArguments();
+    EXPECT_EQ(heard.boardType, 4);
+    EXPECT_EQ(heard.regionBase, 0xFF200000U);
+    EXPECT_EQ(heard.regionLength, 0x18000U);
+    EXPECT_EQ(heard.eventLines, 4);
+    ASSERT_NE(heard.eventCount, nullptr);
+    EXPECT_EQ(*heard.eventCount, 0);
+    Dl_info place{};
+    ASSERT_NE(dladdr(heard.eventCount, &place), 0);
+    EXPECT_STREQ(place.dli_fname, HEAD_PLUGIN);
+
+    // Every board of the plug-in counts there: the events of four lines.
+    const std::unique_ptr<tcSensorBoard> other(plugin.makeSensor("/dev/spidev1.0"));
+    EXPECT_EQ(lastBaseArguments().eventCount, heard.eventCount);
+    for (const unsigned int source : {0U, 1U, 2U, 3U, 4U, 0xFFFFFFFFU}) {
+        one->Handler(source, 0);
+        other->Handler(source, 0);
+    }
+    EXPECT_EQ(*heard.eventCount, 8);
+    *heard.eventCount = 0; // the library may stay loaded
 }
 
 TEST_F(Entry, EventsOfTheFpgaAreTheHostsToCount) {

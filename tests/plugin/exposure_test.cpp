@@ -1,13 +1,11 @@
 // Exposure and frame interval. On a board that is ready, a line lasts 900 clocks of 36 MHz: 25 us.
 
-#include <atomic>
 #include <limits>
 #include <thread>
 
-#include <poll.h>
-
 #include "tests/plugin/plugin_test.h"
 
+using testing::ElementsAre;
 using Varnox::tc3U5MGXSSensorBoard;
 
 namespace {
@@ -462,101 +460,86 @@ TEST_F(Exposure, SetExposureModeComparesTheMinimumAsTheNumberItIs) {
 
 namespace {
 
-/// A board whose mutex a test can take.
-class tcOpenBoard : public tc3U5MGXSSensorBoard {
-public:
-    tcOpenBoard() : tc3U5MGXSSensorBoard("/dev/spidev1.0") {}
-    using tc3U5MGXSSensorBoard::boardMutex;
-};
-
-/// Real time, whatever the head's clock says.
-void waitALittle() {
-    poll(nullptr, 0, 30);
-}
-
-/// \return whether another thread got the mutex while `operation` reported its first status line
+/// \return the status lines of an operation, each with "taken" or "free": what another thread finds
+///         when it tries the board mutex as the line is reported
 template<class Operation>
-bool mutexIsFreeDuring(tcOpenBoard& board, Operation operation) {
-    std::atomic<bool> taken{false};
-    bool free = false;
-    std::thread other;
-    board.setStatusListener([&](int, const std::string&) {
-        if (other.joinable()) {
-            return;
-        }
-        other = std::thread([&] {
-            board.boardMutex().lock();
-            taken = true;
-            board.boardMutex().unlock();
-        });
-        waitALittle();
-        free = taken;
+tsTrace reports(tc3U5MGXSSensorBoard& board, Operation operation) {
+    tcMutex& mutex = boardMutexOf(board);
+    tsTrace lines;
+    board.setStatusListener([&](int level, const std::string& text) {
+        lines.push_back((isTaken(mutex) ? "taken " : "free ") + std::to_string(level) + " " + text);
     });
     operation();
     board.setStatusListener({});
-    if (other.joinable()) {
-        other.join();
-    }
-    EXPECT_TRUE(taken);
-    return free;
+    EXPECT_FALSE(isTaken(mutex));
+    return lines;
 }
 
 } // namespace
 
 TEST_F(Exposure, SetExposureHoldsTheBoardMutexWhileItReports) {
-    tcOpenBoard board;
-    EXPECT_FALSE(mutexIsFreeDuring(board, [&] { board.setExposure(1000); }));
+    makeReadyBoard();
+    EXPECT_THAT(
+        reports(board(), [&] { board().setExposure(10000); }),
+        ElementsAre("taken 6 setExposure 10000 uS", "taken 6 setExposure updated to 10000 uS"));
 }
 
 TEST_F(Exposure, SetFrameIntervalHoldsTheBoardMutexWhileItReports) {
-    tcOpenBoard board;
-    EXPECT_FALSE(mutexIsFreeDuring(board, [&] { board.setFrameInterval(1000); }));
+    makeReadyBoard();
+    EXPECT_THAT(reports(board(), [&] { board().setFrameInterval(45000); }),
+                ElementsAre("taken -1 setFrameInterval: 45000 uS", "taken 6 setExposure 30000 uS",
+                            "taken 6 setExposure updated to 30000 uS"));
+    EXPECT_THAT(reports(board(), [&] { EXPECT_EQ(board().setFrameInterval(899), 3); }),
+                ElementsAre("taken -1 setFrameInterval: 0 uS",
+                            "taken 6 setFrameInterval: Exposure higher than frame interval. "
+                            "Interval 0 uS, Exposure 30000 uS",
+                            "taken 6 setExposure 0 uS", "taken 6 setExposure updated to 25 uS",
+                            "taken 4 tcPwm at 0xFF211000: a period of 0 us is 0 clocks; it takes 2 "
+                            "to 4294967295"));
 }
 
 TEST_F(Exposure, GettersOfTheTriggerTakeNoLock) {
-    tcOpenBoard board;
-    board.setStatusListener({});
-    std::atomic<bool> done{false};
-    board.boardMutex().lock();
-    std::thread other([&] {
-        board.getTrigger();
-        board.getInternalExposureMode();
-        bool skip = true;
-        board.GetSkipFrames(skip);
-        done = true;
-    });
-    other.join(); // would never end
-    board.boardMutex().unlock();
-    EXPECT_TRUE(done);
+    makeBoard();
+    noteBoardLocks();
+    EXPECT_EQ(seen([&] {
+                  board().getTrigger();
+                  board().getInternalExposureMode();
+                  bool skip = true;
+                  board().GetSkipFrames(skip);
+              }),
+              "");
 }
 
 TEST_F(Exposure, SetExposureGoesOnWhenTheMutexsOwnerDied) {
-    tcOpenBoard board;
-    std::thread([&] { board.boardMutex().lock(); }).join();
-    EXPECT_EQ(board.setExposure(1000), 0);
+    makeBoard();
+    tcMutex& mutex = boardMutexOf(board());
+    std::thread([&] { mutex.lock(); }).join();
+    EXPECT_EQ(board().setExposure(1000), 0);
     // Consistent again: the next owner gets it without a hint of the dead one.
-    EXPECT_EQ(board.boardMutex().lock(), 0);
-    EXPECT_EQ(board.boardMutex().unlock(), 0);
+    EXPECT_EQ(mutex.lock(), 0);
+    EXPECT_EQ(mutex.unlock(), 0);
 }
 
 TEST_F(Exposure, AClientsWordGoesOnWhenTheMutexsOwnerDied) {
-    tcOpenBoard board;
-    std::thread([&] { board.boardMutex().lock(); }).join();
+    makeBoard();
+    tcMutex& mutex = boardMutexOf(board());
+    std::thread([&] { mutex.lock(); }).join();
     Varnox::tsUpdate update{1, 0x3A004, 1000, false, 0};
-    board.update(update);
+    board().update(update);
     EXPECT_TRUE(update.handled);
     EXPECT_EQ(update.status, 0);
-    EXPECT_EQ(board.boardMutex().lock(), 0);
-    EXPECT_EQ(board.boardMutex().unlock(), 0);
+    EXPECT_EQ(mutex.lock(), 0);
+    EXPECT_EQ(mutex.unlock(), 0);
 }
 
 TEST_F(Exposure, SetFrameIntervalGoesOnWhenTheMutexsOwnerDied) {
-    tcOpenBoard board;
-    std::thread([&] { board.boardMutex().lock(); }).join();
-    board.setFrameInterval(1000);
-    EXPECT_EQ(board.getFrameInterval(), 1000);
-    EXPECT_EQ(board.boardMutex().lock(), 0);
-    EXPECT_EQ(board.boardMutex().unlock(), 0);
+    makeBoard();
+    tcMutex& mutex = boardMutexOf(board());
+    std::thread([&] { mutex.lock(); }).join();
+    board().setFrameInterval(1000);
+    EXPECT_EQ(board().getFrameInterval(), 1000);
+    EXPECT_EQ(mutex.lock(), 0);
+    EXPECT_EQ(mutex.unlock(), 0);
 }
 
 TEST_F(Exposure, StandardOutputIsLeftAsItWasFound) {

@@ -1,5 +1,7 @@
 // Pixel depth, colour, test pattern and gain.
 
+#include <varnox/pipeline.h>
+
 #include "tests/plugin/plugin_test.h"
 
 using Varnox::teBPPMode;
@@ -65,6 +67,38 @@ TEST_F(Features, OtherDepthsAreReportedAndRefused) {
     EXPECT_EQ(seen([&] { result = board().setBPP(static_cast<teBPPMode>(-1)); }),
               text({status(6, "setBPP: 4294967295")}));
     EXPECT_EQ(result, 4);
+}
+
+TEST_F(Features, ADepthIsSetWhateverPixelShiftAndPipelineAnswer) {
+    class tcAnsweringPipeline : public Varnox::tcPipeline {
+    public:
+        int answer = 0;
+        std::vector<int> codes;
+        int setPixelPacking(int code) override {
+            codes.push_back(code);
+            return answer;
+        }
+    };
+    useHead(aQuickHead().withSilentCore(sim::teCore::pixelShift)); // answers false
+    makeBoard();
+    tcAnsweringPipeline pipeline;
+    board().setPipeline(&pipeline);
+    EXPECT_EQ(
+        seen([&] { EXPECT_EQ(board().setBPP(static_cast<teBPPMode>(0)), 0); }),
+        text({
+            status(6, "setBPP: 0"),
+            complained("tcPixelShift at 0xFF217000: setShift: the core is not there\n"), // once
+        }));
+    for (const int answer : {1, 3, 4, 6, 7, -1}) {
+        pipeline.answer = answer;
+        pipeline.codes.clear();
+        for (const int mode : {0, 2, 3}) {
+            EXPECT_EQ(seen([&] { EXPECT_EQ(board().setBPP(static_cast<teBPPMode>(mode)), 0); }),
+                      text({status(6, "setBPP: " + std::to_string(mode))}));
+        }
+        EXPECT_THAT(pipeline.codes, testing::ElementsAre(2, 1, 3));
+    }
+    board().setPipeline(nullptr);
 }
 
 // ---- setColor

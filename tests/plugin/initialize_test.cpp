@@ -133,12 +133,13 @@ tsTrace badPixelCoreReady() {
     };
 }
 
-tsTrace fpgaReady(std::uint32_t lanes = 0x5D9) {
+/// \param pulses word 0 of the pulse generator, before
+tsTrace fpgaReady(std::uint32_t pulses = 0) {
     return lines({
         status(6, "Initializing FPGA..."),
         badPixelCoreReady(),
-        store(0xFF210008, lanes),
-        load(0xFF211000, 0),
+        store(0xFF210008, 0x5D9),
+        load(0xFF211000, pulses),
         store(0xFF211000, 0x00000001),
         store(0xFF211008, 10),
         store(0xFF211004, 1200000), // 30 Hz by 36 MHz
@@ -155,12 +156,21 @@ tsTrace intervalRestored() {
     });
 }
 
-tsTrace regionRestored() {
+/// What the region's rows come to with a binning factor.
+struct tsRows {
+    int last;
+    std::uint32_t word; // of the sensor's area register
+    int readout;        // us
+};
+
+tsTrace regionRestored(const tsRows& rows = {2055, 0x201800, 27100}) {
+    const std::string readout = std::to_string(rows.readout);
     return lines({
         printed("programMultipleROI [y: 0, x: 0, width: 2592, height: 2056]\n"),
         areasReset(),
-        printed("setROIArea Num: 0 RowS: 0 RowE: 2055 ColS: 0 ColE: 2591\n"),
-        spi(0x94, 0x201800),
+        printed("setROIArea Num: 0 RowS: 0 RowE: " + std::to_string(rows.last) +
+                " ColS: 0 ColE: 2591\n"),
+        spi(0x94, rows.word),
         spi(0x95, 0x1AF000),
         printed("getExposure: 30000\n"),
         exposure({30000, 3994, 3992, 2794, 30000}),
@@ -169,9 +179,9 @@ tsTrace regionRestored() {
         store(0xFF210020, 0x08080A20),
         store(0xFF210018, 0x040401B0),
         store(0xFF210024, 0),
-        printed("getFrameReadoutTime(): 27100 uS\n"),
-        printed("getFrameReadoutTime(): 27100 uS\n"),
-        word(0x3C020, 27100),
+        printed("getFrameReadoutTime(): " + readout + " uS\n"),
+        printed("getFrameReadoutTime(): " + readout + " uS\n"),
+        word(0x3C020, static_cast<std::uint32_t>(rows.readout)),
     });
 }
 
@@ -184,9 +194,10 @@ tsTrace imagePublished() {
     };
 }
 
-tsTrace mirrored() {
+/// \param control word 0 of the frame-control core, before
+tsTrace mirrored(std::uint32_t control = 0) {
     return {
-        spi(0x90, 0x20000), spi(0x6C, 8), load(0xFF210000, 0), store(0xFF210000, 0x00000002),
+        spi(0x90, 0x20000), spi(0x6C, 8), load(0xFF210000, control), store(0xFF210000, control | 2),
         spi(0x90, 0x30000), spi(0x6D, 1),
     };
 }
@@ -261,6 +272,27 @@ tsTrace dpaReset() {
         store(0xFF210028, 0xFFF000),
         store(0xFF210028, 0),
     };
+}
+
+/// The trace of an `initialize` that is not the first. \param control word 0 of the frame-control
+/// core, before
+std::string repeated(const tsRows& rows, std::uint32_t control) {
+    return text({
+        suppliesOn(),
+        settingsLoaded(),
+        fpgaReady(0x00000001),
+        intervalRestored(),
+        regionRestored(rows),
+        spi(0x90, 0),
+        imagePublished(),
+        mirrored(control),
+        lanesAndPulsesOn(),
+        quickLink(control | 2, true),
+        pulsesThenLanesOff(),
+        badPixelMapLoaded(),
+        depthSet(),
+        statePublished(),
+    });
 }
 
 } // namespace
@@ -397,6 +429,38 @@ TEST_F(Initialize, MayBeRepeated) {
     EXPECT_EQ(board().getExposure(), 30000);
 }
 
+TEST_F(Initialize, ARepeatedOneKeepsWhatTheFileDoesNotSet) {
+    makeReadyBoard();
+    board().setInternalExposureMode(false);
+    ASSERT_EQ(board().setTestPattern(Varnox::eTestPatternSensorFirst), 0);
+    ASSERT_EQ(board().setVerticalBin(2), 0);
+    ASSERT_EQ(board().setMirroring(false, false), 0);
+    // The region still comes with the old factor: 2055 pairs of rows and 57 lines more make 2112
+    // lines of 25 us.
+    EXPECT_EQ(initialized(0), repeated({4110, 0x3800, 52800}, 0x80000000));
+    EXPECT_FALSE(board().getInternalExposureMode());
+    EXPECT_EQ(board().getTestPattern(), 16);
+    EXPECT_EQ(head().sensorState().testPattern, 0U); // the settings file's
+    EXPECT_EQ(board().getTrigger(), 0);
+    // The factor of the file is the one of the next region.
+    EXPECT_FALSE(head().sensorState().binned);
+    board().setROI({0, 0, 2592, 2056});
+    EXPECT_EQ(head().sensorRegister(0x94), 0x201800U);
+}
+
+// Meant: a host that wants its triggers back sets them again.
+TEST_F(Initialize, ARepeatedOneUnderAnExternalTriggerLeavesTheSensorToItsOwnFrames) {
+    makeReadyBoard();
+    ASSERT_EQ(board().setTrigger(Varnox::eTriggerExternal), 0);
+    ASSERT_EQ(head().sensorRegister(0x10), 0x300U);
+    // The settings file puts the sensor in frame-control mode 0, and no step applies the trigger.
+    EXPECT_EQ(initialized(0), repeated({2055, 0x201800, 27100}, 0x80000002));
+    EXPECT_EQ(board().getTrigger(), 1);
+    EXPECT_TRUE(board().getInternalExposureMode());
+    EXPECT_EQ(head().line("EXT_TRIG_EN"), 1);
+    EXPECT_EQ(head().sensorRegister(0x10), 0U);
+}
+
 TEST_F(Initialize, WhatTheSensorHoldsIsWhatTheDriverThinks) {
     makeReadyBoard();
     std::map<std::uint16_t, std::uint32_t> shadow;
@@ -503,15 +567,30 @@ TEST_F(Initialize, WithoutAnyFile) {
         }));
 }
 
-TEST_F(Initialize, EveryKeyIsRead) {
+TEST_F(Initialize, EveryKeyIsReadAnewEachTime) {
+    const auto has = [&](std::uint32_t lanes, const ROI& roi, int exposureTime, int interval,
+                         bool binned) {
+        EXPECT_EQ(head().fpgaWord(0xFF210008), lanes);
+        EXPECT_EQ(board().getROI(), roi);
+        EXPECT_EQ(board().getExposure(), exposureTime);
+        EXPECT_EQ(board().getFrameInterval(), interval);
+        EXPECT_EQ(head().sensorState().binned, binned);
+    };
     makeBoardWith("LaneInvertMask = 0xA26\nRoiX = 24\nRoiY = 10\nRoiWidth = 240\n"
                   "RoiHeight = 20\nExposureTime = 10000\nFrameInterval = 45000\nVerticalBin = 2\n");
-    initialized(-2); // the head's lanes are inverted otherwise
-    EXPECT_EQ(head().fpgaWord(0xFF210008), 0xA26U);
-    EXPECT_EQ(board().getROI(), (ROI{10, 24, 240, 20}));
-    EXPECT_EQ(board().getExposure(), 10000);
-    EXPECT_EQ(board().getFrameInterval(), 45000);
-    EXPECT_TRUE(head().sensorState().binned);
+    EXPECT_EQ(board().initialize(), -2); // the head's lanes are inverted otherwise
+    has(0xA26, {10, 24, 240, 20}, 10000, 45000, true);
+
+    directory().write("3u5mgxs_config.ini",
+                      "[Settings]\nLaneInvertMask = 0x5D9\nRoiX = 48\nRoiY = 30\nRoiWidth = 480\n"
+                      "RoiHeight = 40\nExposureTime = 5000\nFrameInterval = 54000\n"
+                      "VerticalBin = 1\n");
+    EXPECT_EQ(board().initialize(), 0);
+    has(0x5D9, {30, 48, 480, 40}, 5000, 54000, false);
+
+    std::filesystem::remove("3u5mgxs_config.ini");
+    EXPECT_EQ(board().initialize(), 0);
+    has(0x5D9, {0, 0, 2592, 2056}, 30000, 99900, false);
 }
 
 TEST_F(Initialize, KeysOfOtherSectionsAreNotRead) {
@@ -611,6 +690,48 @@ TEST_F(Initialize, ARefusedIntervalDoesNotEndIt) {
                          status(4, "tcPwm at 0xFF211000: a period of 0 us is 0 clocks; it takes 2 "
                                    "to 4294967295")));
     EXPECT_EQ(board().getFrameInterval(), 27000); // raised to the readout of the region
+}
+
+TEST_F(Initialize, ARefusedExposureDoesNotEndIt) {
+    makeBoardWith("FrameInterval = 20000\n");
+    board().setExposureMode(tc3U5MGXS::eExposureRolling); // has no exposure arithmetic: 4
+    // Nothing was ever applied.
+    const auto refused = [](int asked) {
+        return tsTrace{status(6, "setExposure " + std::to_string(asked) + " uS"), word(0x3A004, 0),
+                       status(6, "setExposure updated to 0 uS")};
+    };
+    const std::string all = initialized(0);
+    EXPECT_THAT(
+        all,
+        testing::HasSubstr(text({
+            frameLength(19800, 792),
+            status(6, "setFrameInterval: Exposure higher than frame interval. Interval 19800 uS, "
+                      "Exposure 30000 uS"),
+            refused(19800),
+            store(0xFF211004, 712800),
+            printed("programMultipleROI [y: 0, x: 0, width: 2592, height: 2056]\n"),
+            areasReset(),
+            printed("setROIArea Num: 0 RowS: 0 RowE: 2055 ColS: 0 ColE: 2591\n"),
+            spi(0x94, 0x201800),
+            spi(0x95, 0x1AF000),
+            printed("getExposure: 0\n"),
+            refused(0),
+            frameLength(19800, 792),
+            refused(0),
+            store(0xFF211004, 712800),
+            printed("image[y: 0, x: 0, width: 2592, height: 2056]\n"),
+            store(0xFF210020, 0x08080A20),
+            store(0xFF210018, 0x040401B0),
+            store(0xFF210024, 0),
+            printed("getFrameReadoutTime(): 27100 uS\n"),
+            frameLength(27000, 1080), // raised, and refused once more
+            refused(0),
+            store(0xFF211004, 972000),
+            word(0x3A000, 27000),
+            printed("getFrameReadoutTime(): 27100 uS\n"),
+            word(0x3C020, 27100),
+            spi(0x90, 0),
+        })));
 }
 
 TEST_F(Initialize, ARefusedBinningDoesNotEndIt) {

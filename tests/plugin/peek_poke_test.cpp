@@ -1,5 +1,7 @@
 // Raw access to the sensor's registers.
 
+#include <chrono>
+#include <future>
 #include <limits>
 
 #include "tests/plugin/plugin_test.h"
@@ -77,6 +79,30 @@ TEST_F(PeekPoke, PokeIgnoresAFailedTransfer) {
     int value = 0;
     EXPECT_EQ(board().peek(0x300, &value), 0);
     EXPECT_EQ(value, 7);
+}
+
+TEST_F(PeekPoke, NeitherWaitsForTheBoardMutex) {
+    makeReadyBoard();
+    noteBoardLocks();
+    EXPECT_EQ(seen([&] {
+                  tcMutex& mutex = boardMutexOf(board());
+                  mutex.lock();
+                  auto other = std::async(std::launch::async, [&] {
+                      int value = 0;
+                      EXPECT_EQ(board().poke(0x123, 0x55), 0);
+                      EXPECT_EQ(board().peek(0x123, &value), 0);
+                      EXPECT_EQ(value, 0x55);
+                  });
+                  EXPECT_EQ(other.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+                  mutex.unlock();
+              }),
+              text({
+                  locked(), // by the test
+                  status(6, "Poke: Register 0x123: Value: 0x0055"),
+                  spi(0x123, 0x55),
+                  status(6, "Peek: Register 0x123: Value: 0x0055"),
+                  unlocked(),
+              }));
 }
 
 TEST_F(PeekPoke, PeekAnswersFromTheDriversCopyWithoutTraffic) {

@@ -4,6 +4,12 @@
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
+#include <thread>
+#include <type_traits>
+
+#include <pthread.h>
+
+#include "tests/support/lock_spy.h"
 
 using namespace std::chrono_literals;
 
@@ -68,6 +74,14 @@ std::string packing(int code) {
     return "NOTE PIPELINE " + std::to_string(code);
 }
 
+std::string locked() {
+    return "NOTE LOCK";
+}
+
+std::string unlocked() {
+    return "NOTE UNLOCK";
+}
+
 tsTrace exposure(const tsExposureNumbers& numbers) {
     const std::string gsPos1 = std::to_string(numbers.gsPos1);
     tsTrace trace = {
@@ -118,15 +132,17 @@ tsTrace areasReset() {
     };
 }
 
-tsTrace quickLink(std::uint32_t control) {
+tsTrace quickLink(std::uint32_t control, bool aligned) {
+    const std::uint32_t status = aligned ? 0xF : 0x7;
     return {
         load(0xFF210000, control),
         store(0xFF210000, control | 0x80000000),
-        load(0xFF210004, 0x7),
-        load(0xFF210004, 0x7),
-        load(0xFF210004, 0x7),
-        load(0xFF210004, 0x7),
-        printed("Status: Aligned 0 Locked 1 rgLocked 1 gbLocked 1\n"),
+        load(0xFF210004, status),
+        load(0xFF210004, status),
+        load(0xFF210004, status),
+        load(0xFF210004, status),
+        printed("Status: Aligned " + std::to_string(aligned ? 1 : 0) +
+                " Locked 1 rgLocked 1 gbLocked 1\n"),
         store(0xFF21002C, 0),
         store(0xFF210028, 0xFFF),
         store(0xFF210028, 0xFFF000),
@@ -167,6 +183,43 @@ sim::tcVirtualHeadBuilder aQuickHead() {
     sim::tcVirtualHeadBuilder builder;
     builder.withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns);
     return builder;
+}
+
+tcMutex& boardMutexOf(Varnox::tc3U5MGXSSensorBoard& board) {
+    class tcOpenBoard : public Varnox::tc3U5MGXSSensorBoard {
+    public:
+        using tc3U5MGXSSensorBoard::boardMutex;
+    };
+    return (board.*(&tcOpenBoard::boardMutex))();
+}
+
+bool isTaken(tcMutex& mutex) {
+    static_assert(std::is_standard_layout_v<tcMutex>); // the address of its only member is its own
+    auto* const native = reinterpret_cast<pthread_mutex_t*>(&mutex);
+    bool taken = true;
+    std::thread([&] {
+        if (pthread_mutex_trylock(native) == 0) {
+            taken = false;
+            pthread_mutex_unlock(native);
+        }
+    }).join();
+    return taken;
+}
+
+tcPluginTest::~tcPluginTest() {
+    lockSpy() = {};
+}
+
+void tcPluginTest::noteBoardLocks() {
+    const auto noting = [this](const std::string& text) {
+        return [this, text, &boards = boardMutexOf(board())](const tcMutex& mutex) {
+            if (&mutex == &boards) {
+                head().note(text);
+            }
+        };
+    };
+    lockSpy().afterLock = noting("LOCK");
+    lockSpy().beforeUnlock = noting("UNLOCK");
 }
 
 Varnox::tc3U5MGXSSensorBoard& tcPluginTest::makeReadyBoard() {

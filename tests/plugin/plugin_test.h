@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include <varnox/mutex.h>
+
 #include "tests/support/board_fixture.h"
 
 using tsTrace = std::vector<std::string>;
@@ -28,6 +30,8 @@ std::string word(std::uint32_t address, std::uint32_t value); ///< published
 std::string printed(const std::string& text);                 ///< standard output
 std::string complained(const std::string& text);              ///< standard error
 std::string packing(int code);                                ///< given to the pipeline
+std::string locked();   ///< the board mutex, see `noteBoardLocks`
+std::string unlocked(); ///< the board mutex, see `noteBoardLocks`
 /// @}
 
 /// \name Pieces of a trace, every number given by the test
@@ -53,7 +57,8 @@ tsTrace frameLength(int interval, std::uint32_t hdMax);
 tsTrace areasReset();
 
 /// A link that comes up at once. \param control word 0 of the frame-control core, before
-tsTrace quickLink(std::uint32_t control);
+/// \param aligned at the first look: the core still holds the lanes' phases of an earlier bring-up
+tsTrace quickLink(std::uint32_t control, bool aligned = false);
 /// @}
 
 /// One line of a trace, or several.
@@ -79,8 +84,19 @@ std::string text(std::initializer_list<tcPiece> pieces);
 /// A head whose link comes up at once, so that traces hold no waiting.
 sim::tcVirtualHeadBuilder aQuickHead();
 
+/// \return the board's mutex, which the host keeps for boards
+tcMutex& boardMutexOf(Varnox::tc3U5MGXSSensorBoard& board);
+
+/// \return whether another thread would wait for the mutex now
+bool isTaken(tcMutex& mutex);
+
 class tcPluginTest : public tcBoardFixture {
 protected:
+    ~tcPluginTest() override;
+
+    /// From here on, the trace holds each lock and unlock of the board mutex.
+    void noteBoardLocks();
+
     /// Runs the operation. \return its trace, as `text` builds the expected one
     template<class Operation>
     std::string seen(Operation operation, sim::tcKinds kinds = sim::tcKinds::all()) {

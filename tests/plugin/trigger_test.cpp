@@ -209,6 +209,50 @@ TEST_F(Trigger, ExposureBeyondTheCountersIsLimitedUnderAnExternalTrigger) {
               }));
 }
 
+TEST_F(Trigger, OnlyTheExposureWithinTakesTheBoardMutex) {
+    makeReadyBoard();
+    noteBoardLocks();
+    const tsTrace triggered = lines({
+        level("EXT_TRIG_EN", 1),
+        spi(0x10, 0x300),
+        locked(),
+        triggeredExposure(30000, 1200, 1198),
+        published(30000),
+        unlocked(),
+    });
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setTrigger(Varnox::eTriggerExternal), 0); }),
+              text({triggered}));
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setTrigger(static_cast<teTriggerMode>(2)), 3); }),
+              text({triggered}));
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().configureTriggers(), 0); }), text({triggered}));
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setInternalExposureMode(false), 0); }),
+              text({
+                  printed("Setting internal mode: 0\n"),
+                  level("EXT_TRIG_EN", 1),
+                  spi(0x10, 0x100),
+                  locked(),
+                  externalExposure(30000),
+                  published(30000),
+                  unlocked(),
+              }));
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setTrigger(Varnox::eTriggerFreeRunning), 0); }),
+              text({
+                  printed("Setting internal mode: 1\n"),
+                  level("EXT_TRIG_EN", 0),
+                  spi(0x10, 0),
+                  locked(),
+                  exposure({30000, 1084, 1082, 0, 27100, 1200}),
+                  unlocked(),
+                  level("EXT_TRIG_EN", 0),
+                  spi(0x10, 0),
+                  locked(),
+                  exposure({27100, 1084, 1082, 0, 27100}),
+                  unlocked(),
+              }));
+    ASSERT_EQ(board().start(), 0);
+    EXPECT_EQ(seen([&] { EXPECT_EQ(board().setTrigger(Varnox::eTriggerExternal), 5); }), "");
+}
+
 TEST_F(Trigger, GettersTouchAndPrintNothing) {
     makeReadyBoard();
     EXPECT_EQ(seen([&] {

@@ -1,9 +1,11 @@
 // Construction and destruction of the driver, and the look-up of its control lines.
 
 #include <cerrno>
+#include <limits>
 #include <type_traits>
 
 #include "tests/sensor/sensor_fixture.h"
+#include "tests/support/gpio_spy.h"
 
 using testing::AllOf;
 using testing::Contains;
@@ -17,7 +19,10 @@ namespace {
 
 static_assert(std::has_virtual_destructor_v<tc3U5MGXS>);
 
-class Construction : public tcSensorFixture {};
+class Construction : public tcSensorFixture {
+protected:
+    ~Construction() override { gpioSpy() = {}; }
+};
 
 TEST_F(Construction, RequestsTheLinesLowAndSetsTheAdcUpInThisOrder) {
     EXPECT_THAT(trace([&] { const tc3U5MGXS sensor("/dev/spidev1.0"); }),
@@ -113,6 +118,34 @@ TEST_F(Construction, SaysWhichLineIsMissingAndGoesOn) {
                 ElementsAre("GPIO PS_1.2V_EN out 0", "GPIO PS_3.3AVDDH_EN out 0",
                             "GPIO RESET_B out 0", "GPIO RESET_B released",
                             "GPIO PS_3.3AVDDH_EN released", "GPIO PS_1.2V_EN released"));
+}
+
+TEST_F(Construction, AMissingLineIsUsedWithItsNegativeNumberAndReported) {
+    gpioSpy().seen = [&](const std::string& what) { head().note(what); };
+    gpioSpy().pins = {{"PS_1.2V_EN", -1},
+                      {"PS_3.3SVDD_EN", -2},
+                      {"PS_3.3AVDDH_EN", -38},
+                      {"RESET_B", std::numeric_limits<int>::min()}};
+    EXPECT_THAT(
+        trace([&] { const tc3U5MGXS sensor("/dev/spidev1.0"); }),
+        ElementsAre(
+            "NOTE LINE 0", "NOTE LINE 0", "NOTE LINE 0", "NOTE LINE 0",
+            "NOTE OUT tc3U5MGXS::tc3U5MGXS: Constructing tc3U5MGXS\\n",
+            "NOTE OUT tc3U5MGXS::tc3U5MGXS: Exporting/configuring 3U5MGXS control GPIOs\\n",
+            "NOTE ERR ERROR: GPIO PS_1.2V_EN not found in DT\\n", "NOTE LINE 4294967295",
+            "NOTE DIRECTION 1 0",
+            "NOTE ERR tcGpioSingle: pin -1: SetDirection: No such device (errno 19)\\n",
+            "NOTE ERR ERROR: GPIO PS_3.3SVDD_EN not found in DT\\n", "NOTE LINE 4294967294",
+            "NOTE DIRECTION 1 0",
+            "NOTE ERR tcGpioSingle: pin -2: SetDirection: No such device (errno 19)\\n",
+            "NOTE ERR ERROR: GPIO PS_3.3AVDDH_EN not found in DT\\n", "NOTE LINE 4294967258",
+            "NOTE DIRECTION 1 0",
+            "NOTE ERR tcGpioSingle: pin -38: SetDirection: No such device (errno 19)\\n",
+            "NOTE ERR ERROR: GPIO RESET_B not found in DT\\n", "NOTE LINE 2147483648",
+            "NOTE DIRECTION 1 0",
+            "NOTE ERR tcGpioSingle: pin -2147483648: SetDirection: No such device (errno 19)\\n",
+            "NOTE OUT tc3U5MGXS::tc3U5MGXS: Configuring voltage check ADC...\\n",
+            "ADC-COMMAND 0x8C", "NOTE OUT tc3U5MGXS::tc3U5MGXS: Done!\\n"));
 }
 
 TEST_F(Construction, SurvivesAHeadWithoutAnyDevice) {

@@ -488,6 +488,29 @@ TEST_F(Exposure, FrameControlMode2DoesNothing) {
     }
 }
 
+TEST_F(Exposure, AFrameControlModeAddsOnlyTheRegistersThatItUses) {
+    // Of a driver without clock: the shortest exposure, 2 lines.
+    const auto copyAfterExposure = [&](tc3U5MGXS::teCtrlMode mode) {
+        makeSensor();
+        sensor().setFrameControlMode(mode);
+        sensor().setExposure(microseconds(10000));
+        return trace([&] { sensor().dumpRegisterMap(); });
+    };
+    EXPECT_THAT(copyAfterExposure(tc3U5MGXS::eCtrlExternalExposure),
+                ElementsAre("NOTE OUT SPI: 16    :    256\\n",  // 0x10
+                            "NOTE OUT SPI: 18    :    1086\\n", // 0x12
+                            "NOTE OUT SPI: 20    :    100\\n",  // 0x14
+                            "NOTE OUT SPI: 21    :    0\\n",    // 0x15
+                            "NOTE OUT SPI: 22    :    0\\n"));  // 0x16
+    EXPECT_THAT(copyAfterExposure(tc3U5MGXS::eCtrlReserved),
+                ElementsAre("NOTE OUT SPI: 16    :    512\\n"));
+    EXPECT_THAT(copyAfterExposure(tc3U5MGXS::eCtrlExternalTrigger),
+                ElementsAre("NOTE OUT SPI: 16    :    768\\n", "NOTE OUT SPI: 18    :    1086\\n",
+                            "NOTE OUT SPI: 20    :    2\\n", "NOTE OUT SPI: 21    :    50\\n",
+                            "NOTE OUT SPI: 22    :    0\\n",
+                            "NOTE OUT SPI: 176    :    0\\n")); // 0xB0: the horizontal period
+}
+
 struct tsTriggered {
     const char* name;
     std::int64_t time;

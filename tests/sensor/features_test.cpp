@@ -1,5 +1,6 @@
 // Sensor features: every setter's frames, every getter's answer.
 
+#include "tests/sensor/binning_state.h"
 #include "tests/sensor/sensor_fixture.h"
 
 using testing::ElementsAre;
@@ -81,6 +82,16 @@ TEST_F(Features, OnlyTwoSwitchesBinningOn) {
                 ElementsAre("SPI 00 00 04 24", "SPI 00 00 00 24", "SPI 00 00 04 24",
                             "SPI 00 00 00 24", "SPI 00 00 00 24", "SPI 00 00 00 24",
                             "SPI 00 00 00 24", "SPI 00 00 00 24"));
+}
+
+TEST_F(Features, TheDriverKeepsWhetherItBins) {
+    EXPECT_EQ(binningState(sensor()), 0);
+    for (const unsigned short other : std::vector<unsigned short>{0, 1, 3, 4, 0x102, 65535}) {
+        sensor().setBin(2);
+        EXPECT_EQ(binningState(sensor()), 1);
+        sensor().setBin(other);
+        EXPECT_EQ(binningState(sensor()), 0) << other;
+    }
 }
 
 TEST_F(Features, BinningIsInBits19To18) {

@@ -6,9 +6,9 @@
 #include <thread>
 
 #include "common/mutex_guard.h"
-#include "tests/sensor/lock_spy.h"
 #include "tests/sensor/sensor_fixture.h"
 #include "tests/support/consistency_spy.h"
+#include "tests/support/lock_spy.h"
 
 using std::chrono::microseconds;
 using testing::Each;
@@ -22,8 +22,8 @@ class Locks : public tcSensorFixture {
 protected:
     Locks() {
         makeSensor();
-        lockSpy().afterLock = [this] { head().note("LOCK"); };
-        lockSpy().beforeUnlock = [this] { head().note("UNLOCK"); };
+        lockSpy().afterLock = [this](const tcMutex&) { head().note("LOCK"); };
+        lockSpy().beforeUnlock = [this](const tcMutex&) { head().note("UNLOCK"); };
         consistencySpy().before = [this] { head().note("CONSISTENT"); };
     }
     ~Locks() override {
@@ -60,7 +60,7 @@ TEST_F(Locks, TheShadowCopyIsUpdatedUnderTheLockAfterTheFrame) {
     std::optional<unsigned int> beforeUnlock;
     sensor().writeRegister(0x20, 1);
     lockSpy().beforeWrite = [&] { duringWrite = shadow(0x20); };
-    lockSpy().beforeUnlock = [&] { beforeUnlock = shadow(0x20); };
+    lockSpy().beforeUnlock = [&](const tcMutex&) { beforeUnlock = shadow(0x20); };
     sensor().writeRegister(0x20, 2);
     EXPECT_EQ(duringWrite, 1U);
     EXPECT_EQ(beforeUnlock, 2U);
@@ -92,13 +92,13 @@ TEST_F(Locks, ReadsTakeNone) {
 TEST_F(Locks, AFieldIsReadBeforeTheLockIsTaken) {
     sensor().writeRegister(0x20, 1);
     std::optional<unsigned int> atLock;
-    lockSpy().afterLock = [&] {
+    lockSpy().afterLock = [&](const tcMutex&) {
         atLock = shadow(0x21);
         sensor().writeRegisterUnlocked(0x20, 0xFF00); // too late to be seen
     };
     EXPECT_THAT(trace([&] { sensor().setRegisterField(0x20, 1, 1, 1); }, sim::teEventKind::spi),
                 ElementsAre("SPI 00 FF 00 08", "SPI 03 00 00 08"));
-    lockSpy().afterLock = [&] { atLock = shadow(0x21); };
+    lockSpy().afterLock = [&](const tcMutex&) { atLock = shadow(0x21); };
     sensor().setRegisterField(0x21, 1, 1, 1);
     EXPECT_EQ(atLock, 0U); // the entry is there before the write
 }
@@ -116,10 +116,40 @@ TEST_F(Locks, AMissingSettingsFileTakesTheLockAllTheSame) {
 }
 
 TEST_F(Locks, TheSettingsFileIsOpenedUnderTheLock) {
-    lockSpy().afterLock = [&] { directory().write("settings.txt", "20 2\n"); };
+    lockSpy().afterLock = [&](const tcMutex&) { directory().write("settings.txt", "20 2\n"); };
     EXPECT_THAT(
         trace([&] { sensor().writeRegistersFromFile("settings.txt"); }, sim::teEventKind::spi),
         ElementsAre("SPI 02 00 00 08"));
+}
+
+TEST_F(Locks, ASettingsFileIsOpenedAfterTheLockIsTakenAndClosedBeforeItIsReleased) {
+    directory().write("settings.txt", "20 1\n21 1\n");
+    directory().write("malformed.txt", "20 1\noops\n");
+    tcFileWatch files;
+    const auto noteFiles = [&] { noteEvents(files); };
+    lockSpy().afterLock = [&](const tcMutex&) {
+        noteFiles();
+        head().note("LOCK");
+    };
+    lockSpy().beforeWrite = noteFiles;
+    lockSpy().beforeUnlock = [&](const tcMutex&) {
+        noteFiles();
+        head().note("UNLOCK");
+    };
+    EXPECT_THAT(trace([&] {
+                    sensor().writeRegistersFromFile("settings.txt");
+                    noteFiles();
+                }),
+                ElementsAre("NOTE LOCK", "NOTE OPENED settings.txt", "SPI 01 00 00 08",
+                            "SPI 01 00 40 08", "NOTE CLOSED settings.txt", "NOTE UNLOCK"));
+    EXPECT_THAT(trace([&] {
+                    EXPECT_THROW(sensor().writeRegistersFromFile("malformed.txt"), std::exception);
+                    noteFiles();
+                }),
+                ElementsAre("NOTE LOCK", "NOTE OPENED malformed.txt", "SPI 01 00 00 08",
+                            "NOTE ERR \\nError writing registers: malformed.txt 2: oops\\n",
+                            "NOTE ERR eof: 0 good: 0 fail: 1 bad: 0\\n",
+                            "NOTE CLOSED malformed.txt", "NOTE UNLOCK"));
 }
 
 TEST_F(Locks, AMalformedSettingsFileIsReportedUnderTheLockThatIsReleasedThen) {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <typeinfo>
 
+#include "tests/sensor/binning_state.h"
 #include "tests/sensor/fake_adc.h"
 #include "tests/sensor/sensor_fixture.h"
 #include "tests/support/fed_pipe.h"
@@ -113,6 +114,28 @@ TEST_F(Power, UpWithoutSettingsFilesIsSilentAboutThem) {
     EXPECT_EQ(err().text(), "");
 }
 
+TEST_F(Power, TheLimitsAreReadOnceThePortIsSetAndBeforeAnySupplyIsSwitched) {
+    directory().write("3u5mgxs_sensor.ini", "");
+    makeSensor();
+    tcFileWatch files;
+    const auto noteFiles = [&] { noteEvents(files); };
+    const auto lines = trace([&] {
+        const tcTracedOutput out(std::cout, [&](const std::string& text) {
+            noteFiles();
+            note("OUT ", text);
+        });
+        EXPECT_EQ(sensor().powerUp(), 0);
+        noteFiles();
+    });
+    EXPECT_THAT(lines,
+                ElementsAreArray(
+                    kPort +
+                    tcLines{"NOTE OPENED 3u5mgxs_sensor.ini", "NOTE CLOSED 3u5mgxs_sensor.ini"} +
+                    kSupplies + kVoltages +
+                    tcLines{"NOTE OUT tc3U5MGXS::powerUp: Configuring initial settings 12-bit...",
+                            "NOTE OUT tc3U5MGXS::powerUp: Done!\\n", "SPI 00 00 00 04"}));
+}
+
 TEST_F(Power, UpFlushesWhatItLeavesUnfinished) {
     makeSensor();
     sensor().powerUp();
@@ -192,6 +215,33 @@ TEST_F(Power, UpSetsAPortRightThatSomebodyElseLeftWrong) {
     ASSERT_EQ(sensor().powerUp(), 0);
     EXPECT_THAT(trace([&] { EXPECT_EQ(sensor().powerUp(), 0); }, sim::teEventKind::spiSetting),
                 ElementsAre("SPI-MODE 0", "SPI-LSB 0", "SPI-BITS 32", "SPI-HZ 10000000"));
+}
+
+// ---- Binning
+
+TEST_F(Power, UpForgetsTheBinningAtItsEnd) {
+    makeSensor();
+    sensor().setBin(2);
+    {
+        const tcTracedOutput out(std::cout, [&](const std::string& text) {
+            EXPECT_EQ(binningState(sensor()), 1) << text;
+        });
+        EXPECT_EQ(sensor().powerUp(), 0);
+        EXPECT_THAT(out.text(), testing::EndsWith("tc3U5MGXS::powerUp: Done!\n"));
+    }
+    EXPECT_EQ(binningState(sensor()), 0);
+}
+
+TEST_F(Power, UpThatFailsKeepsTheBinning) {
+    directory().write("3u5mgxs_sensor.ini", "[Voltages_Max]\nVDD1.2 = 1\n");
+    makeSensor();
+    sensor().setBin(2);
+    EXPECT_EQ(sensor().powerUp(), -4);
+    EXPECT_EQ(binningState(sensor()), 1);
+    directory().write("3u5mgxs_sensor.ini", "");
+    directory().write("3U5MGXS_12bit.txt", "nonsense\n");
+    EXPECT_THROW(sensor().powerUp(), std::exception);
+    EXPECT_EQ(binningState(sensor()), 1);
 }
 
 // ---- Depth

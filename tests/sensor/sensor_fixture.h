@@ -16,6 +16,7 @@
 
 #include "sensor/sensor.h"
 #include "sim/virtual_head.h"
+#include "tests/support/file_watch.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/traced_output.h"
 
@@ -103,6 +104,13 @@ protected:
             text.replace(at, 1, "\\n");
         }
         m_head->note(stream + text);
+    }
+
+    /// "NOTE OPENED name" and "NOTE CLOSED name" for what happened to files since the last time.
+    void noteEvents(tcFileWatch& files) {
+        for (const std::string& event : files.take()) {
+            m_head->note(event);
+        }
     }
 
 private:

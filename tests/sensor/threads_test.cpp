@@ -4,8 +4,8 @@
 #include <map>
 #include <thread>
 
-#include "tests/sensor/lock_spy.h"
 #include "tests/sensor/sensor_fixture.h"
+#include "tests/support/lock_spy.h"
 
 using std::chrono::microseconds;
 using testing::Each;

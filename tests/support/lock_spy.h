@@ -4,11 +4,16 @@
 
 #include <functional>
 
+class tcMutex;
+
 /// What the spy does, for the whole process. Set it while no other thread runs.
 struct tsLockSpy {
-    std::function<void()> afterLock;    ///< called by the thread that has just locked a mutex
-    std::function<void()> beforeUnlock; ///< called by the thread that is about to unlock a mutex
-    std::function<void()> beforeWrite;  ///< called before a SPI message; may throw
+    /// Called by the thread that has just locked a mutex.
+    std::function<void(const tcMutex& mutex)> afterLock;
+    /// Called by the thread that is about to unlock a mutex.
+    std::function<void(const tcMutex& mutex)> beforeUnlock;
+    /// Called before a SPI message; may throw.
+    std::function<void()> beforeWrite;
 };
 
 tsLockSpy& lockSpy();

@@ -1,4 +1,4 @@
-#include "tests/sensor/lock_spy.h"
+#include "tests/support/lock_spy.h"
 
 #include <dlfcn.h>
 
@@ -7,9 +7,10 @@
 
 namespace {
 
-void call(const std::function<void()>& spy) {
+template<class Spy, class... Arguments>
+void call(const Spy& spy, const Arguments&... arguments) {
     if (spy) {
-        spy();
+        spy(arguments...);
     }
 }
 
@@ -34,7 +35,7 @@ bool& keepsItsLocks() {
 int tcMutex::lock() {
     static const auto real = next<int (*)(tcMutex*)>("_ZN7tcMutex4lockEv");
     const int result = real(this);
-    call(lockSpy().afterLock);
+    call(lockSpy().afterLock, *this);
     return result;
 }
 
@@ -43,7 +44,7 @@ int tcMutex::unlock() {
     if (keepsItsLocks()) {
         return 0;
     }
-    call(lockSpy().beforeUnlock);
+    call(lockSpy().beforeUnlock, *this);
     return real(this);
 }
 
