@@ -113,23 +113,31 @@ void tc3U5MGXSSensorBoard::publish(std::uint32_t address, std::int64_t value) {
 }
 
 bool tc3U5MGXSSensorBoard::guarded(const std::function<void()>& calls) {
+    std::exception_ptr failure; // whose text is told
+    const char* text = "unknown exception";
     try {
         calls();
         return true;
     } catch (const abi::__forced_unwind&) {
         throw; // no failure: the host ends this thread, and that cannot be stopped
     } catch (const std::exception& exception) {
-        reportFailure(exception.what());
+        failure = std::current_exception();
+        text = exception.what();
     } catch (...) {
-        reportFailure("unknown exception");
+        failure = nullptr; // it has no text
     }
+    // Not inside a handler, which the end of a thread cannot leave: the listener may be where the
+    // host ends this one.
+    reportFailure(text);
     return false;
 }
 
 /// For failures of any origin: when it was the host's listener that threw, nobody is left to tell.
-void tc3U5MGXSSensorBoard::reportFailure(const char* text) noexcept {
+void tc3U5MGXSSensorBoard::reportFailure(const char* text) {
     try {
         updateStatusFMT(eStatusError, "%s", text);
+    } catch (const abi::__forced_unwind&) {
+        throw; // the host may end its thread inside its listener, too
     } catch (...) {
         return;
     }

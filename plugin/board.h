@@ -203,7 +203,7 @@ private:
     bool guarded(const std::function<void()>& calls);
     bool enablePulses(bool enable);
     bool resetPipeline(bool hold);
-    void reportFailure(const char* text) noexcept;
+    void reportFailure(const char* text);
 
     // Steps of initialize, and of the clock setting where it does the same.
     int bringUp();

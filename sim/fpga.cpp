@@ -24,7 +24,7 @@ constexpr std::uint32_t addressOf(std::uint32_t block, std::uint32_t word) {
 }
 
 constexpr std::uint32_t bits(const tsRegisterField& field) {
-    return field.mask << field.shift;
+    return field.placed(field.mask);
 }
 
 } // namespace
@@ -159,11 +159,16 @@ void tcFpga::refresh(std::uint32_t address) {
 
 void tcFpga::refreshStatus() {
     const tsLinkState state = m_link.state();
-    m_values[indexOf(addressOf(kFrameCtrl, frame::kAligned.address))] =
-        (state.aligned ? bits(frame::kAligned) : 0) | (state.locked ? bits(frame::kLocked) : 0) |
-        (state.rgLocked ? bits(frame::kRgLocked) : 0) |
-        (state.gbLocked ? bits(frame::kGbLocked) : 0);
-    m_values[indexOf(addressOf(kFrameCtrl, frame::kDpaLock.address))] = state.dpaLock;
+    // Bits without a meaning stay as a test has put them.
+    const auto set = [this](const tsRegisterField& field, std::uint32_t value) {
+        std::uint32_t& held = m_values[indexOf(addressOf(kFrameCtrl, field.address))];
+        held = (held & ~bits(field)) | field.placed(value);
+    };
+    set(frame::kAligned, state.aligned ? 1 : 0);
+    set(frame::kLocked, state.locked ? 1 : 0);
+    set(frame::kRgLocked, state.rgLocked ? 1 : 0);
+    set(frame::kGbLocked, state.gbLocked ? 1 : 0);
+    set(frame::kDpaLock, state.dpaLock);
 }
 
 void tcFpga::refreshBadPixels() {

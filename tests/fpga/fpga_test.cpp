@@ -4,11 +4,16 @@
 
 #include <cerrno>
 #include <new>
+#include <type_traits>
 
 #include "tests/fpga/failing_cores.h"
 #include "tests/fpga/fpga_fixture.h"
 #include "tests/fpga/page_size.h"
 #include "tests/support/failing_allocation.h"
+
+// Hosts may delete them through a base that they derive.
+static_assert(std::has_virtual_destructor_v<tc3U5MGXSFpga>);
+static_assert(std::has_virtual_destructor_v<tcCanon3U5MGXSFrameCtrl>);
 
 using testing::AllOf;
 using testing::ElementsAre;

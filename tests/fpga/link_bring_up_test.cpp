@@ -254,13 +254,36 @@ TEST_F(LinkBringUp, ProgressAndFailuresAreFlushedLineByLine) {
     makeLink(sim::aVirtualHead().withPllAfter(5ms).withLanesAfter(0ns).withStuckLane(11));
     std::cerr << std::nounitbuf; // else every piece is flushed anyway
     bringUp(-2);
-    std::cerr << std::unitbuf;
     EXPECT_EQ(err().textWithFlushes(), "DPA failed to lock\n<flush>");
     EXPECT_THAT(out().textWithFlushes(),
                 testing::StartsWith("Status: Aligned 0 Locked 0 rgLocked 0 gbLocked 0\n<flush>"
                                     " tries: 0\n<flush>"
                                     "Status: Aligned 0 Locked 1 rgLocked 1 gbLocked 1\n<flush>"
                                     "DPA Lock: 7ff tries: 0\n<flush>"));
+    makeLink(sim::aVirtualHead().withPllAfter(sim::kNever));
+    bringUp(-1);
+    EXPECT_EQ(err().textWithFlushes(), "PLL failed to lock\n<flush>");
+    makeLink(
+        sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(sim::kNever));
+    bringUp(-1);
+    std::cerr << std::unitbuf;
+    EXPECT_EQ(err().textWithFlushes(), "Frame failed to align\n<flush>");
+}
+
+TEST_F(LinkBringUp, BitsBesideFlagsAndLanesHaveNoMeaning) {
+    makeLink(sim::aVirtualHead().withPllAfter(0ns).withLanesAfter(0ns).withAlignmentAfter(0ns));
+    head().setFpgaWord(0xFF210004, 0xFFFFFFF0);
+    head().setFpgaWord(0xFF210030, 0xABCDE000);
+    tcExpected expected = enabled();
+    expected.read("0xFF210004 0xFFFFFFF7", 4);
+    expected.out("Status: Aligned 0 Locked 1 rgLocked 1 gbLocked 1");
+    expectDpaReset(expected);
+    expected.read("0xFF210030 0xABCDEFFF").out("DPA Lock: fff");
+    expected.write("0xFF210028 0x00000000").write("0xFF21002C 0x00000FFF");
+    expected.read("0xFF210004 0xFFFFFFFF", 4);
+    expected.out("Status: Aligned 1 Locked 1 rgLocked 1 gbLocked 1");
+    EXPECT_THAT(bringUp(0), ElementsAreArray(expected.lines()));
+    EXPECT_EQ(core().readDPALock(), 0xFFFU);
 }
 
 // Lanes are printed in hexadecimal, and standard output is in decimal again from there on.

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include <pthread.h>
+
 #include "tests/plugin/core_faults.h"
 #include "tests/plugin/plugin_test.h"
 #include "tests/support/failing_output.h"
@@ -995,6 +997,29 @@ TEST_F(Initialize, AHostThatEndsItsThreadInsideACoreIsNotHeldUp) {
     EXPECT_EQ(head().lines(sim::teEventKind::spi).back(), spi(0x10, 0)); // the link is up
     EXPECT_THAT(head().lines(sim::teEventKind::note),
                 testing::Not(testing::Contains(testing::StartsWith("NOTE STATUS 4"))));
+}
+
+TEST_F(Initialize, AHostThatEndsItsThreadWhenItHearsOfAFailureIsNotHeldUp) {
+    makeBoardOn(aQuickHead());
+    failCore("tcBadPixelReplacement::setData", "no table");
+    board().setStatusListener([](int level, const std::string&) {
+        if (level == Varnox::eStatusError) {
+            pthread_exit(nullptr);
+        }
+    });
+    std::thread host([this] {
+        board().initialize();
+        ADD_FAILURE() << "the thread went on";
+    });
+    host.join();
+}
+
+TEST_F(Initialize, AFileWithALineThatIsNoneKeepsItsOtherKeys) {
+    makeBoardWith("FrameInterval = 45000\nthis is no key\n[half a section\nRoiX = 24\n"
+                  "RoiWidth = 240\n");
+    EXPECT_EQ(board().initialize(), 0);
+    EXPECT_EQ(board().getFrameInterval(), 45000);
+    EXPECT_EQ(board().getROI(), (ROI{0, 24, 240, 2056}));
 }
 
 TEST_F(Initialize, CoresThatThrowNeverReachTheHost) {

@@ -298,6 +298,15 @@ TEST_F(Locks, ALostLockStopsNoWrite) {
     EXPECT_EQ(shadow(0x20), 8U);
 }
 
+TEST_F(Locks, TheResultOfAWriteIsThatOfReleasingTheLock) {
+    lockSpy().unlockResult = EPERM;
+    EXPECT_EQ(sensor().writeRegister(0x20, 8), EPERM);
+    EXPECT_EQ(sensor().setMClockMhz(36.0F), EPERM);
+    EXPECT_EQ(sensor().setTestSigEnable(true), EPERM);
+    lockSpy().unlockResult = 0;
+    EXPECT_EQ(sensor().writeRegister(0x20, 8), 0);
+}
+
 // ---- The guard by itself
 
 TEST_F(Locks, AGuardEndsItsSectionOnce) {

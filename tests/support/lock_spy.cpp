@@ -45,7 +45,8 @@ int tcMutex::unlock() {
         return 0;
     }
     call(lockSpy().beforeUnlock, *this);
-    return real(this);
+    const int result = real(this);
+    return lockSpy().unlockResult != 0 ? lockSpy().unlockResult : result;
 }
 
 int tcSPIDevice::write(const void* bytes, std::size_t count) {

@@ -12,6 +12,8 @@ struct tsLockSpy {
     std::function<void(const tcMutex& mutex)> afterLock;
     /// Called by the thread that is about to unlock a mutex.
     std::function<void(const tcMutex& mutex)> beforeUnlock;
+    /// What every unlock answers, once it is done.
+    int unlockResult = 0;
     /// Called before a SPI message; may throw.
     std::function<void()> beforeWrite;
 };
