@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include <unistd.h>
+
 #include "fpga/mapped_block.h"
 #include "tests/fpga/fpga_fixture.h"
 #include "tests/fpga/page_size.h"
@@ -45,6 +47,23 @@ TEST_F(MappedBlock, StartsOnePageEarlyForABaseInsideAPage) {
     });
     EXPECT_THAT(lines, ElementsAre("OPEN /dev/mem", "MAP 0xFF210000 32768", "CLOSE /dev/mem",
                                    "READ 0xFF211204 0x00010000", "UNMAP 0xFF210000 8192"));
+}
+
+// A host without standard input has it free.
+TEST_F(MappedBlock, MapsThroughDescriptor0LikeThroughAnyOther) {
+    const int input = dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    EXPECT_THAT(trace([] {
+                    const tsMappedBlock block(0xFF200000, 32);
+                    EXPECT_TRUE(block.ok());
+                }),
+                ElementsAre("OPEN /dev/mem", "MAP 0xFF200000 16384", "CLOSE /dev/mem",
+                            "UNMAP 0xFF200000 4096"));
+    EXPECT_EQ(err().text(), "");
+    if (input >= 0) {
+        dup2(input, STDIN_FILENO);
+        ::close(input);
+    }
 }
 
 TEST_F(MappedBlock, RoundsItsLengthUpToThePagesOfTheMachine) {
