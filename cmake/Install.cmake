@@ -68,6 +68,7 @@ set(HEAD_LIBRARY_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/virtual-head)
 install(TARGETS virtual_head LIBRARY DESTINATION ${HEAD_LIBRARY_DIRECTORY} COMPONENT tools
                                      NAMELINK_SKIP)
 head_run_path(camhost "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+head_run_path(virtual_head) # it finds its own where every program does
 head_run_path(virtual-head "$ORIGIN/../lib" "$ORIGIN/../${HEAD_LIBRARY_DIRECTORY}")
 install(
   FILES apps/camhost/camhost.1 apps/virtual-head.1
