@@ -389,4 +389,20 @@ bool emulateArm(tsArmState& state, const std::array<std::uint8_t, 4>& code, tcAr
     return true;
 }
 
+std::uint32_t* vectorRegistersIn(std::span<std::uint32_t> saved) {
+    constexpr std::uint32_t kVectorMark = 0x5646'5001;
+    constexpr std::size_t kHeader = 2; // words: mark, size
+    while (saved.size() > kHeader && saved[0] != 0) {
+        if (saved[0] == kVectorMark) {
+            return saved.data() + kHeader;
+        }
+        const std::size_t words = saved[1] / sizeof(std::uint32_t);
+        if (words < kHeader || words > saved.size()) {
+            return nullptr;
+        }
+        saved = saved.subspan(words);
+    }
+    return nullptr;
+}
+
 } // namespace sim

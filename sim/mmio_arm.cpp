@@ -15,8 +15,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t kVectorMagic = 0x5646'5001; // of the kernel's VFP frame
-constexpr std::size_t kVectorHeader = 8;            // bytes: magic and size
 constexpr std::uint32_t kThumbBit = 1U << 5;
 
 std::optional<std::uint32_t> registerAt(std::uint32_t address) {
@@ -50,11 +48,10 @@ public:
     }
 };
 
-// The vector registers follow the machine registers in the signal's frame, after a mark.
 std::uint32_t* vectorRegisters(ucontext_t& machine) {
-    void* space = machine.uc_regspace;
-    auto* words = static_cast<std::uint32_t*>(space);
-    return words[0] == kVectorMagic ? words + kVectorHeader / sizeof(std::uint32_t) : nullptr;
+    void* const saved = machine.uc_regspace;
+    return vectorRegistersIn(
+        {static_cast<std::uint32_t*>(saved), sizeof machine.uc_regspace / sizeof(std::uint32_t)});
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Loads and stores of ARM code, on any host. The bytes are what an assembler makes of the text.
 
+#include <array>
 #include <cctype>
 #include <gmock/gmock.h>
 #include <map>
@@ -298,6 +299,40 @@ TEST(ArmDecoder, AThumbInstructionIsOneOfItsIfThenBlock) {
     EXPECT_EQ(state.status, withIfThen(0x18) | 0x80000000);
     ASSERT_TRUE(sim::emulateArm(state, {0x08, 0x68, 0, 0}, bus));
     EXPECT_EQ(state.status, kThumb | 0x80000000); // the block is over
+}
+
+// --- Where the kernel saves the vector registers ---
+
+constexpr std::uint32_t kVector = 0x56465001;
+constexpr std::uint32_t kNoCoprocessor = 0xB0D9ED01; // a record of a coprocessor that is not there
+
+TEST(VectorRegisters, StandBehindTheirMarkAndSize) {
+    std::array<std::uint32_t, 128> saved{kVector, 288, 7};
+    EXPECT_EQ(sim::vectorRegistersIn(saved), saved.data() + 2);
+}
+
+TEST(VectorRegisters, StandBehindTheRecordsOfOtherCoprocessors) {
+    std::array<std::uint32_t, 128> saved{kNoCoprocessor, 0xA0};
+    saved[40] = kVector;
+    saved[41] = 288;
+    EXPECT_EQ(sim::vectorRegistersIn(saved), saved.data() + 42);
+    saved[40] = kNoCoprocessor;
+    saved[41] = 8;
+    saved[42] = kVector;
+    EXPECT_EQ(sim::vectorRegistersIn(saved), saved.data() + 44);
+}
+
+TEST(VectorRegisters, AreNotThereWithoutARecordOfTheirOwn) {
+    std::array<std::uint32_t, 128> saved{};
+    EXPECT_EQ(sim::vectorRegistersIn(saved), nullptr);
+    saved = {kNoCoprocessor, 0xA0}; // and then the end
+    saved[42] = kVector;            // which is nobody's
+    EXPECT_EQ(sim::vectorRegistersIn(saved), nullptr);
+    for (const std::uint32_t size : {0U, 4U, 513U * 4U, 0xFFFFFFFFU}) { // no size of a record
+        saved = {kNoCoprocessor, size, kVector, 288};
+        EXPECT_EQ(sim::vectorRegistersIn(saved), nullptr) << size;
+    }
+    EXPECT_EQ(sim::vectorRegistersIn(std::span(saved).first(2)), nullptr);
 }
 
 } // namespace
