@@ -7,12 +7,11 @@
 #include <string>
 #include <string_view>
 
-#include <cxxabi.h>
-
 #include <varnox/abstract_handler.h>
 #include <varnox/codes.h>
 #include <varnox/string_tokenizer.h>
 
+#include "common/thread_end.h"
 #include "plugin/register_words.h"
 
 namespace Varnox {
@@ -82,9 +81,10 @@ public:
         try {
             callCore(op, value);
             return eSuccess;
-        } catch (const abi::__forced_unwind&) {
-            throw; // no failure: the host ends this thread, and that cannot be stopped
         } catch (...) {
+            if (endsThread()) {
+                throw;
+            }
             return eLinkFailure;
         }
     }

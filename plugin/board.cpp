@@ -4,12 +4,11 @@
 #include <iostream>
 #include <memory>
 
-#include <cxxabi.h>
-
 #include <varnox/clock_handler.h>
 #include <varnox/register_file.h>
 
 #include "common/print.h"
+#include "common/thread_end.h"
 #include "fpga/registers.h"
 #include "plugin/bad_pixel_handler.h"
 #include "plugin/exposure_mode_handler.h"
@@ -118,13 +117,13 @@ bool tc3U5MGXSSensorBoard::guarded(const std::function<void()>& calls) {
     try {
         calls();
         return true;
-    } catch (const abi::__forced_unwind&) {
-        throw; // no failure: the host ends this thread, and that cannot be stopped
     } catch (const std::exception& exception) {
         failure = std::current_exception();
         text = exception.what();
     } catch (...) {
-        failure = nullptr; // it has no text
+        if (endsThread()) {
+            throw;
+        }
     }
     // Not inside a handler, which the end of a thread cannot leave: the listener may be where the
     // host ends this one.
@@ -136,10 +135,10 @@ bool tc3U5MGXSSensorBoard::guarded(const std::function<void()>& calls) {
 void tc3U5MGXSSensorBoard::reportFailure(const char* text) {
     try {
         updateStatusFMT(eStatusError, "%s", text);
-    } catch (const abi::__forced_unwind&) {
-        throw; // the host may end its thread inside its listener, too
     } catch (...) {
-        return;
+        if (endsThread()) {
+            throw; // the host may end its thread inside its listener, too
+        }
     }
 }
 
