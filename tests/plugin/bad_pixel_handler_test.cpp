@@ -1,6 +1,7 @@
 // Text and register-file access to the bad-pixel replacement.
 
 #include <memory>
+#include <thread>
 
 #include "plugin/bad_pixel_handler.h"
 #include "tests/plugin/core_faults.h"
@@ -308,4 +309,10 @@ TEST_F(BadPixelCommands, ACoreThatThrowsAnswersNack) {
     EXPECT_EQ(execute("GBPR"), "<ack ^1>");
     failCoreStrangely("tcBadPixelReplacement::setData");
     EXPECT_EQ(execute("SBPR", "1"), "<nack 6>");
+    endThreadInCore("tcBadPixelReplacement::setData");
+    std::thread host([this] {
+        execute("SBPR", "1");
+        ADD_FAILURE() << "the thread went on";
+    });
+    host.join();
 }
