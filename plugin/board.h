@@ -65,8 +65,7 @@ public:
 
     /// Contributes the clock, exposure-mode and bad-pixel handlers. The host owns them.
     /// \param handlers keyword table of the host; may be null. After a failure it holds what it
-    /// held
-    ///                 before.
+    ///                 held before.
     /// \return the head of the chain, which ends in `next`
     /// \throws std::bad_alloc when a handler or an entry cannot be had; no handler is left then
     tcAbstractHandler*

@@ -39,7 +39,8 @@ bool emulateArm(tsArmState& state, const std::array<std::uint8_t, 4>& code, tcAr
 /// Looks for the vector registers in what the kernel saves of coprocessors in a signal's frame:
 /// records one behind the other, each with a mark and its size in bytes in front, and a mark of 0
 /// behind the last one. A kernel that knows other coprocessors puts their records first, also where
-/// the processor has none. \return S0; null when there is no such record
+/// the processor has none.
+/// \return S0; null when there is no such record
 std::uint32_t* vectorRegistersIn(std::span<std::uint32_t> saved);
 
 } // namespace sim

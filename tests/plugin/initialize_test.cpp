@@ -276,8 +276,8 @@ tsTrace dpaReset() {
     };
 }
 
-/// The trace of an `initialize` that is not the first. \param control word 0 of the frame-control
-/// core, before
+/// The trace of an `initialize` that is not the first.
+/// \param control word 0 of the frame-control core, before
 std::string repeated(const tsRows& rows, std::uint32_t control) {
     return text({
         suppliesOn(),

@@ -9,8 +9,7 @@
 class tcFakeAdc {
 public:
     /// \return the reading of a channel [V], before any scale; nothing for a conversion that fails
-    /// and
-    ///         leaves the caller's reading as it is
+    ///         and leaves the caller's reading as it is
     using tcVolts = std::function<std::optional<float>(int channel, bool singleEnded)>;
 
     /// \param volts called in place of the chip
