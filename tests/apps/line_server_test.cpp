@@ -128,14 +128,7 @@ protected:
 
     /// Waits until the server has room again.
     void waitForRoom() {
-        const auto end = std::chrono::steady_clock::now() + kPatience;
-        while (std::chrono::steady_clock::now() < end) {
-            tcPeer asking(server->address());
-            if (asking.send("clock\n").reply() == "OK 1|clock 1")
-                return;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        ADD_FAILURE() << "the server stays full";
+        waitUntil([this] { return peer().send("clock\n").reply() == "OK 1|clock 1"; });
     }
 
     std::unique_ptr<camhost::tcLineServer> server;
