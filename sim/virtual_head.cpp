@@ -4,12 +4,12 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "sim/descriptors.h"
-#include "sim/frame_settings.h"
-#include "sim/mappings.h"
-#include "sim/model.h"
-#include "sim/real_calls.h"
-#include "sim/scenario.h"
+#include "sim/base/real_calls.h"
+#include "sim/boundary/descriptors.h"
+#include "sim/boundary/mappings.h"
+#include "sim/head/model.h"
+#include "sim/pictures/frame_settings.h"
+#include "sim/scenario/scenario.h"
 
 namespace sim {
 
@@ -202,7 +202,7 @@ void tcVirtualHead::failCallsFrom(teCall kind, std::string_view device, std::uin
     tcLocked(*m_model)->fail({kind, std::string(device), nth, true, error});
 }
 
-std::vector<tcVirtualHead::tsFaultRecord> tcVirtualHead::faults() const {
+std::vector<tsFaultRecord> tcVirtualHead::faults() const {
     return tcLocked(*m_model)->faults.records();
 }
 

@@ -33,148 +33,20 @@
 #include <string_view>
 #include <vector>
 
-#include "sim/export.h"
-#include "sim/frame.h"
+#include "sim/base/calls.h"
+#include "sim/base/events.h"
+#include "sim/base/export.h"
+#include "sim/base/fault.h"
+#include "sim/base/frame.h"
+#include "sim/base/healthy_head.h"
+#include "sim/base/rules.h"
+#include "sim/base/states.h"
+#include "sim/scenario/reference.h"
 
 namespace sim {
 
-/// What an event of the log is.
-enum class teEventKind : std::uint32_t {
-    spi = 1U << 0,        ///< "SPI 0F B9 04 36": bytes of one transfer as handed to the device
-    spiSetting = 1U << 1, ///< "SPI-MODE 0", "SPI-LSB 0", "SPI-BITS 32", "SPI-HZ 10000000"
-    gpio = 1U << 2,       ///< "GPIO RESET_B out 0", "GPIO RESET_B = 1", "GPIO RESET_B released"
-    adc = 1U << 3,        ///< "ADC 0 0x7AE": channel and result of a conversion
-    adcCommand = 1U << 4, ///< "ADC-COMMAND 0x8C"
-    read = 1U << 5,       ///< "READ 0xFF210004 0x0000000F": one FPGA load
-    write = 1U << 6,      ///< "WRITE 0xFF210000 0x80000000": one FPGA store
-    sleep = 1U << 7,      ///< "SLEEP 300000000 ns": one call, the duration asked for
-    device = 1U << 8, ///< "OPEN /dev/mem", "MAP 0xFF210000 16384", "UNMAP ...", "CLOSE /dev/mem"
-    note = 1U << 9,   ///< "NOTE text": put there with `tcVirtualHead::note`
-    violation = 1U << 10, ///< "VIOLATION rule: text"
-    state = 1U << 11,     ///< "STATE VDD1.2-GOOD 1": what the head did by itself; see
-                          ///< `tcVirtualHeadBuilder::withStateEvents`
-};
-
-/// A set of kinds. A single kind converts to it; `|` unites.
-class tcKinds {
-public:
-    constexpr tcKinds(teEventKind kind) : m_bits(static_cast<std::uint32_t>(kind)) {}
-    [[nodiscard]] constexpr bool contains(teEventKind kind) const {
-        return (m_bits & static_cast<std::uint32_t>(kind)) != 0;
-    }
-    friend constexpr tcKinds operator|(tcKinds one, tcKinds other) {
-        return tcKinds(one.m_bits | other.m_bits);
-    }
-    static constexpr tcKinds all() { return tcKinds(0xFFFU); }
-
-private:
-    constexpr explicit tcKinds(std::uint32_t bits) : m_bits(bits) {}
-    std::uint32_t m_bits;
-};
-constexpr tcKinds operator|(teEventKind one, teEventKind other) {
-    return tcKinds(one) | tcKinds(other);
-}
-/// SPI transfers, GPIO levels, ADC and every FPGA load and store: what the hardware saw.
-inline constexpr tcKinds kHardwareEvents = teEventKind::spi | teEventKind::gpio | teEventKind::adc |
-                                           teEventKind::adcCommand | teEventKind::read |
-                                           teEventKind::write;
-
-/// One event of the log.
-struct tsEvent {
-    std::chrono::nanoseconds time{0}; ///< since the head was built
-    teEventKind kind = teEventKind::note;
-    std::string subject;             ///< device path, GPIO line name or rule, where there is one
-    std::uint32_t address = 0;       ///< FPGA physical address; ADC channel
-    std::uint64_t value = 0;         ///< FPGA word; ADC result; level; SPI setting; [ns]; [bytes]
-    std::vector<std::uint8_t> bytes; ///< SPI transfer, as handed to the device
-    int error = 0;                   ///< errno of a refused or failed call, `kShort`, else 0
-    std::string text;                ///< the event's line, without its time
-};
-
-/// One broken rule of the head.
-struct tsViolation {
-    std::chrono::nanoseconds time{0}; ///< since the head was built
-    std::string rule;                 ///< name of the rule, for example "supply-order"
-    std::string text;                 ///< what happened, with the numbers
-};
-
-/// Kinds of system call that a head answers.
-enum class teCall : std::uint8_t {
-    open,
-    close,
-    ioctl,
-    mmap,
-    munmap,
-    read,
-    write,
-    sleep, ///< on the device "clock": nanosleep, clock_nanosleep, usleep
-};
-
-/// In place of an errno: the call succeeds, but does less than it was asked to. A SPI message and
-/// `read` and `write` give half of their bytes, I2C_RDWR all messages but the last. Nothing of what
-/// is missing happens on the wire; of a SPI message nothing at all. Calls that have no length are
-/// not touched.
-inline constexpr int kShort = -1;
-
-/// Flags of the frame-control core's receiver PLL.
-enum class tePllFlag : std::uint8_t { locked, rgLocked, gbLocked };
-
-/// FPGA cores that carry an identification.
-enum class teCore : std::uint8_t { frameControl, pwm, pixelShift, badPixel };
-
-/// What the sensor's registers say, decoded.
-struct tsSensorState {
-    bool alive = false;           ///< supplied, out of reset and awake
-    std::uint32_t frameState = 0; ///< 0 stopped, 3 streaming, 4 lanes on
-    std::uint32_t frameControlMode = 0;
-    std::uint32_t rows = 0;   ///< rows of the array that are read out
-    std::uint32_t width = 0;  ///< of the image on the lanes [pixels]
-    std::uint32_t height = 0; ///< of the image on the lanes [lines]
-    bool binned = false;      ///< two rows make one
-    bool verticalInvert = false;
-    bool horizontalInvert = false;
-    std::uint32_t analogueCoarse = 0; ///< sum of both stages' fields
-    std::uint32_t analogueFine = 0;
-    std::uint32_t digitalCoarse = 0;
-    std::uint32_t digitalFine = 0;
-    std::uint32_t testPattern = 0;
-    bool testSignal = false;
-    std::uint32_t frameLines = 0; ///< hd_max [lines]
-    std::uint32_t lineClocks = 0; ///< hd_prd + 1 [master clocks]
-    double clockMhz = 0;          ///< master clock that the FPGA makes
-};
-
-/// State of the serial link.
-struct tsLinkState {
-    bool enabled = false;
-    bool locked = false;
-    bool rgLocked = false;
-    bool gbLocked = false;
-    std::uint32_t dpaLock = 0; ///< one bit a lane
-    bool aligned = false;
-};
-
-/// A register of which driver and sensor think differently.
-struct tsShadowDifference {
-    std::uint16_t address = 0;
-    std::uint32_t shadow = 0;
-    std::optional<std::uint32_t> sensor; ///< empty when the sensor does not hold the register
-    std::string why;                     ///< for example "lost: the sensor was asleep"
-};
-
-/// Something that goes wrong while the head runs. The texts are those of a scenario's section
-/// "[Fault NAME]"; docs/scenarios.md has all of them. Of faults that last at the same time and set
-/// the same thing, the one that was named later wins.
-struct tsFault {
-    std::string name = {};  ///< of your choice, without line breaks
-    std::string what = {};  ///< for example "lanes 3 7 lost"
-    std::string at = {};    ///< begins: milliseconds since the head was built, "450"
-    std::string after = {}; ///< begins: with an event of the log, "3 GPIO RESET_B = 1"
-    std::string lasts = {}; ///< ends: milliseconds after it began (`for` in a scenario)
-    std::string until = {}; ///< ends: a time as `at`, or an event as `after`
-};
-
 class tcModel;
+struct tsHeadOptions;
 
 /// The head. It answers the process's device files for as long as this object lives; there is at
 /// most one. Mapped register pages of a head that is gone must not be touched any more.
@@ -273,13 +145,6 @@ public:
     /// As `failCall`, for the nth and every later call.
     void failCallsFrom(teCall kind, std::string_view device, std::uint64_t nth, int error);
 
-    /// What became of a fault.
-    struct tsFaultRecord {
-        std::string name;
-        std::optional<std::chrono::nanoseconds> began; ///< empty: it never did
-        std::optional<std::chrono::nanoseconds> ended; ///< empty: it lasts, or never began
-        friend bool operator==(const tsFaultRecord&, const tsFaultRecord&) = default;
-    };
     /// \return every fault of the head, in the order in which they were named
     [[nodiscard]] std::vector<tsFaultRecord> faults() const;
 
@@ -295,21 +160,6 @@ private:
     explicit tcVirtualHead(std::unique_ptr<tcModel> model);
     std::unique_ptr<tcModel> m_model;
 };
-
-/// Names of the supplies.
-inline constexpr std::string_view kRail1V2 = "VDD1.2";
-inline constexpr std::string_view kRailAvddh = "VDD3.3AVDDH";
-inline constexpr std::string_view kRailSvdd = "VDD3.3SVDD";
-
-/// Times that a healthy head takes.
-inline constexpr std::chrono::nanoseconds kPllLockTime = std::chrono::milliseconds(3);
-inline constexpr std::chrono::nanoseconds kDpaLockTime = std::chrono::milliseconds(4);
-inline constexpr std::chrono::nanoseconds kAlignmentTime = std::chrono::milliseconds(25);
-
-/// For `with...After` calls: it does not happen.
-inline constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
-
-struct tsHeadOptions;
 
 /// Says what is wrong with a head, then builds it. A head of which nothing is said is healthy.
 /// Every `with...` returns the builder.
@@ -441,37 +291,8 @@ private:
 /// \return a builder of a healthy head
 [[nodiscard]] SIM_API tcVirtualHeadBuilder aVirtualHead();
 
-/// A file that a scenario puts in place of one in the program's working directory.
-struct tsReplacedFile {
-    std::string name; ///< in the working directory
-    std::string path; ///< of its replacement
-};
-
-/// \return section [Files] of a scenario, paths resolved against the scenario's folder
-/// \throws std::runtime_error with file, key and what is allowed, for any key of the scenario
-[[nodiscard]] SIM_API std::vector<tsReplacedFile> replacedFiles(const std::string& scenarioPath);
-
-/// \return the forms of everything that a fault can be, as docs/scenarios.md has them
-[[nodiscard]] SIM_API std::vector<std::string> faultKinds();
-/// \param what as `tsFault::what` \return its index in `faultKinds`; empty when it is none
-[[nodiscard]] SIM_API std::optional<std::size_t> faultKindOf(const std::string& what);
-
-/// A rule of the checker.
-struct tsRule {
-    const char* name;   ///< as violations name it
-    const char* what;   ///< what is not allowed
-    const char* why;    ///< what the hardware would do
-    const char* remedy; ///< how software keeps the rule
-};
-
-/// \return every rule
-[[nodiscard]] SIM_API std::vector<tsRule> rules();
-
 /// \return Markdown tables of every register field of sensor and FPGA
 [[nodiscard]] SIM_API std::string registersMarkdown();
 /// \return Markdown of every rule
 [[nodiscard]] SIM_API std::string rulesMarkdown();
-/// \return Markdown of every scenario key
-[[nodiscard]] SIM_API std::string scenarioKeysMarkdown();
-
 } // namespace sim

@@ -14,7 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "sim/launch.h"
+#include "sim/base/launch.h"
 #include "sim/virtual_head.h"
 
 namespace fs = std::filesystem;

@@ -23,13 +23,13 @@
 #include "apps/launcher/kept_output.h"
 #include "apps/launcher/recordings.h"
 #include "apps/launcher/usage_error.h"
-#include "sim/drawing.h"
-#include "sim/frame_writer.h"
-#include "sim/launch.h"
-#include "sim/report.h"
-#include "sim/trace.h"
+#include "sim/after/drawing.h"
+#include "sim/after/report.h"
+#include "sim/after/trace_reader.h"
+#include "sim/after/waveform.h"
+#include "sim/base/launch.h"
+#include "sim/pictures/frame_writer.h"
 #include "sim/virtual_head.h"
-#include "sim/waveform.h"
 
 namespace {
 

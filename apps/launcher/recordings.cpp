@@ -5,8 +5,8 @@
 
 #include "apps/launcher/files.h"
 #include "apps/launcher/usage_error.h"
-#include "sim/launch.h"
-#include "sim/recording.h"
+#include "sim/base/launch.h"
+#include "sim/recordings/recording.h"
 
 namespace fs = std::filesystem;
 using sim::launch::fileOfProcess;

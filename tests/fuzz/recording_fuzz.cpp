@@ -16,8 +16,8 @@
 #include <sys/ioctl.h>
 #include <utility>
 
-#include "sim/call_text.h"
-#include "sim/recording.h"
+#include "sim/recordings/call_text.h"
+#include "sim/recordings/recording.h"
 #include "tests/fuzz/support.h"
 
 namespace {

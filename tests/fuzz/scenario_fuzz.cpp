@@ -21,7 +21,7 @@
 namespace {
 
 using std::chrono::nanoseconds;
-using tcFault = sim::tcVirtualHead::tsFaultRecord;
+using tcFault = sim::tsFaultRecord;
 
 constexpr const char* kFile = "scenario.ini";
 

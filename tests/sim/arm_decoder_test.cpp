@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <map>
 
-#include "sim/arm_decoder.h"
+#include "sim/boundary/arm_decoder.h"
 
 namespace {
 

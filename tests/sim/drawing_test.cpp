@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <stdexcept>
 
-#include "sim/drawing.h"
-#include "sim/waveform.h"
+#include "sim/after/drawing.h"
+#include "sim/after/waveform.h"
 
 namespace {
 

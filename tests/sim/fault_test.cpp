@@ -860,7 +860,7 @@ TEST(FaultSummary, NamesWhatStruckAndWhatNeverDid) {
                                           "    b: from 0.002000000 on\n"
                                           "    typo: never struck\n"
                                           "  violations: none\n"));
-    using tsRecord = sim::tcVirtualHead::tsFaultRecord;
+    using tsRecord = sim::tsFaultRecord;
     EXPECT_THAT(head.faults(),
                 ElementsAre(tsRecord{"a", 1ms, 3ms}, tsRecord{"b", 2ms, std::nullopt},
                             tsRecord{"typo", std::nullopt, std::nullopt}));

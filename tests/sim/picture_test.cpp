@@ -4,9 +4,9 @@
 #include <functional>
 #include <gmock/gmock.h>
 
-#include "sim/fpga_image.h"
-#include "sim/scene.h"
-#include "sim/sensor_image.h"
+#include "sim/pictures/fpga_image.h"
+#include "sim/pictures/scene.h"
+#include "sim/pictures/sensor_image.h"
 
 namespace {
 

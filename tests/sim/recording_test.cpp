@@ -20,8 +20,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "sim/call_text.h"
-#include "sim/recording.h"
+#include "sim/recordings/call_text.h"
+#include "sim/recordings/recording.h"
 #include "sim/virtual_head.h"
 #include "tests/sim/head_user.h"
 

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <regex>
 
-#include "sim/report.h"
+#include "sim/after/report.h"
 
 namespace {
 

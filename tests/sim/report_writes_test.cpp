@@ -7,7 +7,7 @@
 
 #include <linux/spi/spi.h>
 
-#include "sim/report.h"
+#include "sim/after/report.h"
 #include "sim/virtual_head.h"
 #include "tests/sim/head_user.h"
 

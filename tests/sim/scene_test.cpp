@@ -7,8 +7,8 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "sim/frame_writer.h"
-#include "sim/scene.h"
+#include "sim/pictures/frame_writer.h"
+#include "sim/pictures/scene.h"
 #include "sim/virtual_head.h"
 
 namespace {

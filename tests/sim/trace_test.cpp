@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <stdexcept>
 
-#include "sim/trace.h"
+#include "sim/after/trace_reader.h"
+#include "sim/base/timed_text.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "sim/after/waveform.h"
 #include "sim/virtual_head.h"
-#include "sim/waveform.h"
 #include "tests/sim/head_user.h"
 
 namespace {
