@@ -6,8 +6,9 @@
 
 #include "sim/base/real_calls.h"
 #include "sim/boundary/descriptors.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/mappings.h"
-#include "sim/head/model.h"
+#include "sim/head/summary.h"
 #include "sim/pictures/frame_settings.h"
 #include "sim/scenario/scenario.h"
 
@@ -33,7 +34,7 @@ private:
 };
 
 teDevice deviceNamed(const tcModel& model, std::string_view name) {
-    const std::optional<teDevice> device = model.deviceAt(name);
+    const std::optional<teDevice> device = model.devices.deviceAt(name);
     if (!device) {
         throw std::invalid_argument("virtual head: it has no device \"" + std::string(name) + "\"");
     }
@@ -192,14 +193,14 @@ void tcVirtualHead::clearViolations() {
 
 std::uint64_t tcVirtualHead::calls(teCall kind, std::string_view device) const {
     const tcLocked model(*m_model);
-    return model->calls(kind, deviceNamed(*model, device));
+    return model->devices.calls(kind, deviceNamed(*model, device));
 }
 void tcVirtualHead::failCall(teCall kind, std::string_view device, std::uint64_t nth, int error) {
-    tcLocked(*m_model)->fail({kind, std::string(device), nth, false, error});
+    tcLocked(*m_model)->devices.fail({kind, std::string(device), nth, false, error});
 }
 void tcVirtualHead::failCallsFrom(teCall kind, std::string_view device, std::uint64_t nth,
                                   int error) {
-    tcLocked(*m_model)->fail({kind, std::string(device), nth, true, error});
+    tcLocked(*m_model)->devices.fail({kind, std::string(device), nth, true, error});
 }
 
 std::vector<tsFaultRecord> tcVirtualHead::faults() const {
@@ -211,7 +212,7 @@ std::string tcVirtualHead::restOfReplay() const {
 }
 
 std::string tcVirtualHead::summary() const {
-    return tcLocked(*m_model)->summary();
+    return sim::summary(*tcLocked(*m_model));
 }
 
 // --- Builder ---

@@ -6,8 +6,6 @@
 
 namespace sim {
 
-constinit tcSpinLock g_headLock;
-
 namespace {
 // Its address tells threads apart without a system call. The model is known at link time, so that
 // reading it in a signal handler never allocates.

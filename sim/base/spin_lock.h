@@ -1,5 +1,5 @@
 /// \file
-/// The one lock of the virtual head.
+/// A lock for signal handlers.
 #pragma once
 
 #include <atomic>
@@ -19,8 +19,5 @@ public:
 private:
     std::atomic<const void*> m_owner{nullptr};
 };
-
-/// Guards the head and everything in it.
-extern tcSpinLock g_headLock;
 
 } // namespace sim

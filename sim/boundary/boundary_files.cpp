@@ -22,11 +22,11 @@
 #include "sim/base/text.h"
 #include "sim/boundary/boundary.h"
 #include "sim/boundary/descriptors.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/mappings.h"
 #include "sim/boundary/mmio.h"
 #include "sim/boundary/taped.h"
 #include "sim/chips/smbus.h"
-#include "sim/head/model.h"
 
 namespace sim {
 
@@ -62,11 +62,11 @@ Result finish(Result result) {
 }
 
 int openModelled(tcModel& head, const char* path, int flags) {
-    const std::optional<teDevice> device = head.deviceAt(path);
+    const std::optional<teDevice> device = head.devices.deviceAt(path);
     int result = -ENOENT;
     if (device) {
-        const int refusal = head.count(teCall::open, *device);
-        const int error = refusal != 0 ? refusal : head.openError(*device);
+        const int refusal = head.devices.count(teCall::open, *device);
+        const int error = refusal != 0 ? refusal : head.devices.openError(*device);
         g_descriptors.sweep(head);
         result = error != 0 ? -error : g_descriptors.open(*device, flags);
     }
@@ -101,7 +101,7 @@ int anyOpenat(int folder, const char* path, int flags, mode_t mode) {
 
 void unknownCall(tcModel& head, teDevice device, const char* what, std::uint32_t number) {
     tcText text;
-    text.add(what).add(" ").hex(number).add(" on ").add(head.pathOf(device));
+    text.add(what).add(" ").hex(number).add(" on ").add(head.devices.pathOf(device));
     head.journal.violation(teRule::deviceCall, text.view());
 }
 
@@ -187,7 +187,7 @@ int gpioIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argu
 }
 
 int modelledIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* argument) {
-    const int refusal = head.count(teCall::ioctl, file.device);
+    const int refusal = head.devices.count(teCall::ioctl, file.device);
     int result = -ENOTTY;
     switch (file.device) {
     case teDevice::spi:
@@ -257,7 +257,7 @@ ssize_t i2cLength(int result, std::size_t count) {
 }
 
 ssize_t modelledRead(tcModel& head, const tsOpenFile& file, std::span<std::uint8_t> buffer) {
-    const int refusal = head.count(teCall::read, file.device);
+    const int refusal = head.devices.count(teCall::read, file.device);
     if (file.device == teDevice::i2c) {
         const int result = head.adc.read(file.i2cAddress, buffer, refusal);
         head.adc.stop();
@@ -270,7 +270,7 @@ ssize_t modelledRead(tcModel& head, const tsOpenFile& file, std::span<std::uint8
 }
 
 ssize_t modelledWrite(tcModel& head, const tsOpenFile& file, std::span<const std::uint8_t> bytes) {
-    const int refusal = head.count(teCall::write, file.device);
+    const int refusal = head.devices.count(teCall::write, file.device);
     if (file.device == teDevice::i2c) {
         const int result = head.adc.write(file.i2cAddress, bytes, refusal);
         head.adc.stop();
@@ -330,11 +330,11 @@ int mappingError(tcModel& head, const tsOpenFile& file, const taped::tsMapping& 
         head.journal.violation(teRule::memoryCached,
                                text.add(" were mapped cached or private").view());
     }
-    return head.mapError(mapping.physicalAddress);
+    return head.devices.mapError(mapping.physicalAddress);
 }
 
 int modelledMap(tcModel& head, const tsOpenFile& file, const taped::tsMapping& mapping) {
-    const int refusal = head.count(teCall::mmap, file.device);
+    const int refusal = head.devices.count(teCall::mmap, file.device);
     if (file.device != teDevice::memory) {
         unknownCall(head, file.device, "mmap of bytes", static_cast<std::uint32_t>(mapping.length));
         return -ENODEV;
@@ -350,7 +350,7 @@ std::optional<std::uint32_t> physicalFrom(tcModel& head, const tsOpenFile& file,
     if (file.device != teDevice::memory || address < kAddressEnd) {
         return static_cast<std::uint32_t>(address & (kAddressEnd - 1));
     }
-    head.count(teCall::mmap, file.device);
+    head.devices.count(teCall::mmap, file.device);
     tcText text;
     text.add("a mapping of ").decimal(length).add(" bytes at offset ").hex(address, 16);
     head.journal.violation(teRule::memoryRange, text.add(", which is no address").view());
@@ -376,7 +376,7 @@ void* headMap(tcModel& head, const tsOpenFile& file, int descriptor,
     }
     if (file.device == teDevice::memory) {
         head.journal.event(teLine::map, mapping.physicalAddress, mapping.length, error,
-                           head.pathOf(file.device));
+                           head.devices.pathOf(file.device));
     }
     if (error != 0) {
         errno = error;
@@ -405,9 +405,9 @@ void* anyMmap(void* address, std::size_t length, int protection, int flags, int 
 
 int headUnmap(tcModel& head, std::uint32_t physicalAddress, std::size_t length) {
     const auto answer = [&] {
-        const int refusal = head.count(teCall::munmap, teDevice::memory);
+        const int refusal = head.devices.count(teCall::munmap, teDevice::memory);
         head.journal.event(teLine::unmap, physicalAddress, length, refusal,
-                           head.pathOf(teDevice::memory));
+                           head.devices.pathOf(teDevice::memory));
         return -refusal;
     };
     return taped::wanted(head) ? taped::unmap(head, physicalAddress, length, answer) : answer();
@@ -433,12 +433,12 @@ int anyMunmap(void* address, std::size_t length) {
 }
 
 int closeModelled(tcModel& head, const tsOpenFile& file, int descriptor) {
-    const int refusal = head.count(teCall::close, file.device);
+    const int refusal = head.devices.count(teCall::close, file.device);
     const bool wasLine = file.isLineRequest;
     const teDevice device = file.device;
     real::close(descriptor); // gone in any case, as in Linux
     if (!wasLine) {
-        head.journal.event(teLine::close, 0, 0, refusal, head.pathOf(device));
+        head.journal.event(teLine::close, 0, 0, refusal, head.devices.pathOf(device));
     }
     g_descriptors.sweep(head);
     return -refusal;

@@ -7,8 +7,8 @@
 #include "sim/base/export.h"
 #include "sim/base/real_calls.h"
 #include "sim/boundary/boundary.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/mmio.h"
-#include "sim/head/model.h"
 
 namespace sim {
 

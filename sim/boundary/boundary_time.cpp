@@ -8,8 +8,8 @@
 #include "sim/base/export.h"
 #include "sim/base/real_calls.h"
 #include "sim/boundary/boundary.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/taped.h"
-#include "sim/head/model.h"
 
 namespace sim {
 
@@ -49,7 +49,7 @@ int sleepReally(std::uint64_t durationNs, std::uint64_t& leftNs) {
         const tcHeadAccess head;
         if (head) {
             head->timePassed();
-            error = head->count(teCall::sleep, teDevice::clock);
+            error = head->devices.count(teCall::sleep, teDevice::clock);
             if (error != 0) {
                 sleptNs = durationNs / 2;
                 leftNs = durationNs - sleptNs;

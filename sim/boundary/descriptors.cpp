@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include "sim/base/own_descriptor.h"
 #include "sim/base/real_calls.h"
 
 namespace sim {
@@ -13,8 +14,6 @@ namespace sim {
 constinit tcDescriptors g_descriptors;
 
 namespace {
-
-constexpr int kOwnFrom = 600;
 
 std::uint64_t inodeOf(int descriptor) {
     struct stat status {};
@@ -25,15 +24,6 @@ std::uint64_t inodeOf(int descriptor) {
 }
 
 } // namespace
-
-int outOfTheWay(int descriptor) {
-    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kOwnFrom);
-    if (moved < 0) {
-        return descriptor;
-    }
-    real::close(descriptor);
-    return moved;
-}
 
 tsOpenFile* tcDescriptors::freeSlot() {
     auto* const slot =

@@ -54,8 +54,4 @@ private:
 
 extern tcDescriptors g_descriptors;
 
-/// Moves a descriptor of the head's own up, where programs do not count on their own being.
-/// \return the new descriptor; the old one is closed
-int outOfTheWay(int descriptor);
-
 } // namespace sim

@@ -8,10 +8,10 @@
 
 #include "sim/base/real_calls.h"
 #include "sim/base/text.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/mappings.h"
 #include "sim/boundary/preload.h"
 #include "sim/boundary/taped.h"
-#include "sim/head/model.h"
 
 namespace sim {
 

@@ -7,9 +7,9 @@
 #include <ucontext.h>
 
 #include "sim/boundary/arm_decoder.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/mappings.h"
 #include "sim/boundary/mmio.h"
-#include "sim/head/model.h"
 
 namespace sim {
 

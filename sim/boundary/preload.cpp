@@ -9,10 +9,12 @@
 
 #include "sim/base/export.h"
 #include "sim/base/launch.h"
+#include "sim/base/own_descriptor.h"
 #include "sim/base/real_calls.h"
 #include "sim/boundary/descriptors.h"
+#include "sim/boundary/head_access.h"
 #include "sim/boundary/mmio.h"
-#include "sim/head/model.h"
+#include "sim/head/summary.h"
 #include "sim/scenario/scenario.h"
 
 namespace sim {
@@ -76,7 +78,7 @@ void openTrace(tcModel& model) {
 // The launcher's own child reports in any case; what it starts in its turn, a shell's commands for
 // example, reports when it used the head.
 bool worthReporting() {
-    return s_model->used() || s_model->tape.started() ||
+    return s_model->devices.used() || s_model->tape.started() ||
            variable(launch::kPreloaded) == std::to_string(::getpid());
 }
 
@@ -93,7 +95,7 @@ void report() {
     s_model->lookAround();
     s_model->faults.tellWhatNeverStruck();
     s_model->journal.state(s_model->journal.clock.now(), "END");
-    writeFile(variable(launch::kReport), s_model->report());
+    writeFile(variable(launch::kReport), sim::report(*s_model));
     writeFile(variable(launch::kFrames), s_model->recorder.bytes());
     const std::uint64_t differences = s_model->tape.rest().empty() ? 0 : 1;
     writeFile(variable(launch::kVerdict),

@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "sim/head/model.h"
-
 namespace sim {
 
 namespace {
@@ -67,8 +65,8 @@ bool validConfig(const gpio_v2_line_config& config, std::uint32_t count) {
 
 } // namespace
 
-tcGpioChip::tcGpioChip(tcModel& model, tcJournal& journal, const tsConditions& now)
-    : m_model(model), m_journal(journal), m_now(now) {
+tcGpioChip::tcGpioChip(tcWiring& wiring, tcJournal& journal, const tsConditions& now)
+    : m_wiring(wiring), m_journal(journal), m_now(now) {
     for (unsigned offset = 0; offset < kLines; ++offset) {
         m_lines[offset].label = "line " + std::to_string(offset);
     }
@@ -275,7 +273,7 @@ int tcGpioChip::getValues(const tsLineRequest& lines, gpio_v2_line_values& value
 
 void tcGpioChip::drive(tsLine& line, int level, bool requested) {
     line.level = level;
-    m_model.lineDriven(line.name, level, requested);
+    m_wiring.lineDriven(line.name, level, requested);
 }
 
 // The chip keeps an output's level when nobody holds the line any more.

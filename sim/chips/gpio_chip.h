@@ -14,7 +14,17 @@
 
 namespace sim {
 
-class tcModel;
+/// What the chip's lines are wired to.
+class tcWiring {
+public:
+    tcWiring() = default;
+    tcWiring(const tcWiring&) = delete;
+    tcWiring& operator=(const tcWiring&) = delete;
+    virtual ~tcWiring() = default;
+    /// An output has a level. \param name what the line is wired to; empty: nothing \param
+    /// requested true: somebody takes the line over and cannot know what it was before
+    virtual void lineDriven(std::string_view name, int level, bool requested) = 0;
+};
 
 /// Lines of one request.
 struct tsLineRequest {
@@ -27,7 +37,7 @@ class tcGpioChip {
 public:
     static constexpr unsigned kLines = 29;
 
-    tcGpioChip(tcModel& model, tcJournal& journal, const tsConditions& now);
+    tcGpioChip(tcWiring& wiring, tcJournal& journal, const tsConditions& now);
 
     /// \return offset of the head's line of that name
     static std::optional<unsigned> lineNamed(std::string_view name);
@@ -66,7 +76,7 @@ private:
     int getValues(const tsLineRequest& lines, gpio_v2_line_values& values) const;
     void drive(tsLine& line, int level, bool requested);
 
-    tcModel& m_model;
+    tcWiring& m_wiring;
     tcJournal& m_journal;
     const tsConditions& m_now;
     std::array<tsLine, kLines> m_lines;

@@ -20,13 +20,9 @@ std::uint64_t later(std::uint64_t from, std::uint64_t duration) {
 
 } // namespace
 
-std::uint64_t tsPulseTrain::nextNs(std::uint64_t timeNs) const {
-    return timeNs <= fromNs ? fromNs
-                            : fromNs + (timeNs - fromNs + periodNs - 1) / periodNs * periodNs;
-}
-
 bool tcLink::receiving() const {
-    return m_inputs.enabled && m_inputs.sensorSending && m_inputs.pulsesRun && m_inputs.clockKnown;
+    return m_inputs.enabled && m_inputs.sensorSending && m_inputs.frames.pulsesRun &&
+           m_inputs.clockKnown;
 }
 
 bool tcLink::allPll() const {
@@ -101,14 +97,13 @@ void tcLink::setInputs(const tsLinkInputs& inputs) {
     settle();
     countFrames();
     const bool wasReceiving = receiving();
-    const tsLinkInputs before = m_inputs;
     m_inputs = inputs;
     if (!m_inputs.enabled) {
         drop();
     }
     startAgain(wasReceiving);
     dropWhatItNeeds();
-    planFrames(before);
+    m_frames.change(inputs.frames, m_journal.clock.now());
 }
 
 void tcLink::startAgain(bool wasReceiving) {
@@ -134,7 +129,9 @@ void tcLink::dropLanesThatAreNotHeld() {
 // Alignment does not outlive what it was found with.
 void tcLink::dropWhatItNeeds() {
     m_aligned.set = m_aligned.set && canAlign() && allPll();
-    m_carried.valid = m_carried.valid && m_aligned.set;
+    if (!m_aligned.set) {
+        m_frames.cut();
+    }
 }
 
 void tcLink::setFacts(const tsLinkFacts& facts) {
@@ -338,84 +335,23 @@ tsLinkTrace tcLink::trace() {
     result.resets = m_resets;
     result.hold = m_hold;
     countFrames();
-    result.frames = {m_arriving, m_trainNs, m_inputs.frameNs, m_inputs.rowsNs};
+    result.frames = m_frames.train();
     return result;
-}
-
-// The sensor begins frames, over whatever link.
-bool tcLink::framesBegin() const {
-    return m_inputs.streaming && m_inputs.pulsesRun && m_inputs.pulses.periodNs != 0;
 }
 
 // Frames that began before alignment are not whole, and do not count.
 void tcLink::countFrames() {
-    if (!m_aligned.set || !framesBegin()) {
-        m_arriving = false;
-        return;
+    if (m_aligned.set && m_frames.framesBegin()) {
+        m_frames.count(m_journal.clock.now(), m_aligned.sinceNs);
+    } else {
+        m_frames.pause();
     }
-    const std::uint64_t now = m_journal.clock.now();
-    const std::uint64_t period = m_inputs.frameNs;
-    if (m_nextNs < m_aligned.sinceNs) {
-        m_nextNs += (m_aligned.sinceNs - m_nextNs + period - 1) / period * period;
-        m_beganNs = m_nextNs - period;
-        m_hasBegun = true;
-    }
-    if (m_trainNs < m_aligned.sinceNs) {
-        m_trainNs = m_nextNs;
-    }
-    m_arriving = m_arriving || now >= m_trainNs;
-    countCarried(now);
-    if (now >= m_nextNs + m_inputs.rowsNs) {
-        const std::uint64_t whole = (now - m_nextNs - m_inputs.rowsNs) / period;
-        m_frames += whole + 1;
-        m_lastDoneNs = m_nextNs + whole * period + m_inputs.rowsNs;
-        m_nextNs += (whole + 1) * period;
-        m_beganNs = m_nextNs - period;
-        m_hasBegun = true;
-    }
-}
-
-void tcLink::countCarried(std::uint64_t now) {
-    if (!m_carried.valid || now < m_carried.doneNs) {
-        return;
-    }
-    m_carried.valid = false;
-    if (m_carried.beginNs >= m_aligned.sinceNs) {
-        m_carriedNumber = ++m_frames;
-        m_carriedDoneNs = m_lastDoneNs = m_carried.doneNs;
-    }
-}
-
-// Inputs have changed. The rows of a frame that has begun come to their end; the next one begins
-// with the first pulse that finds the sensor idle, by the frame length that it now has.
-void tcLink::planFrames(const tsLinkInputs& before) {
-    const std::uint64_t now = m_journal.clock.now();
-    if (!framesBegin()) {
-        m_carried.valid = false;
-        m_hasBegun = false;
-        return;
-    }
-    const bool began = before.streaming && before.pulsesRun && before.pulses.periodNs != 0;
-    if (began && now >= m_nextNs) {
-        m_beganNs = m_nextNs + (now - m_nextNs) / before.frameNs * before.frameNs;
-        m_hasBegun = true;
-        m_carried = {m_beganNs + before.rowsNs > now, m_beganNs, m_beganNs + before.rowsNs};
-    }
-    const std::uint64_t idleNs = m_hasBegun ? m_beganNs + m_inputs.busyNs : now;
-    m_nextNs = m_inputs.pulses.nextNs(std::max(now, idleNs));
-    m_trainNs = m_nextNs;
-    m_carried.doneNs = std::min(m_carried.doneNs, m_nextNs);
-}
-
-std::uint64_t tcLink::frameDoneNs(std::uint64_t number) const {
-    return number == m_carriedNumber ? m_carriedDoneNs
-                                     : m_lastDoneNs - (m_frames - number) * m_inputs.frameNs;
 }
 
 std::uint64_t tcLink::frames() {
     settle();
     countFrames();
-    return m_frames;
+    return m_frames.frames();
 }
 
 } // namespace sim

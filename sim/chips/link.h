@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "sim/base/states.h"
+#include "sim/chips/frame_schedule.h"
 #include "sim/journal/journal.h"
 
 namespace sim {
@@ -27,26 +28,12 @@ struct tsLinkFacts {
     friend bool operator==(const tsLinkFacts&, const tsLinkFacts&) = default;
 };
 
-/// Frame-start pulses: one at `fromNs`, and one every `periodNs` after it.
-struct tsPulseTrain {
-    std::uint64_t periodNs = 0; ///< 0: there are none
-    std::uint64_t fromNs = 0;   ///< the first one since period or clock changed
-    /// \return the first pulse at this time or later, with a train that runs [ns]
-    [[nodiscard]] std::uint64_t nextNs(std::uint64_t timeNs) const;
-    friend bool operator==(const tsPulseTrain&, const tsPulseTrain&) = default;
-};
-
 /// What the receiver depends on.
 struct tsLinkInputs {
     bool enabled = false;       // core enable
     bool sensorSending = false; // lanes carry something
-    bool streaming = false;     // frames, not only training
-    bool pulsesRun = false;     // frame-start pulses
-    tsPulseTrain pulses;
-    std::uint64_t busyNs = 0;  // how long the sensor takes no pulse once it began a frame
-    std::uint64_t frameNs = 0; // from one frame to the next: a number of pulses
-    std::uint64_t rowsNs = 0;  // how long the rows of a frame come; less than `frameNs`
     bool clockKnown = true;
+    tsFrameTiming frames;
     friend bool operator==(const tsLinkInputs&, const tsLinkInputs&) = default;
 };
 
@@ -54,14 +41,6 @@ struct tsLinkInputs {
 struct tsTimedFlag {
     bool set = false;
     std::uint64_t sinceNs = 0;
-};
-
-/// Frames that arrive, one like the other.
-struct tsFrameTrain {
-    bool arrive = false;
-    std::uint64_t fromNs = 0;   ///< when the first one begins since something changed
-    std::uint64_t periodNs = 0; ///< from one to the next
-    std::uint64_t rowsNs = 0;   ///< how long the rows of one come
 };
 
 /// Everything that a waveform shows of the link.
@@ -76,10 +55,6 @@ struct tsLinkTrace {
 };
 
 /// Lock and alignment as functions of inputs, register writes and time. Takes no lock.
-///
-/// A sensor that streams begins a frame with the first frame-start pulse that finds it idle,
-/// whether the link is aligned or not. A frame counts when all its rows have come, over a link that
-/// was aligned from its beginning on.
 ///
 ///     receiving = enabled, sending, pulses and clock
 ///         | PLL time                 | lane time                    | alignment time
@@ -108,7 +83,9 @@ public:
     [[nodiscard]] tsLinkTrace trace();
     /// \param number from 1 on, of a frame that counts since the inputs last changed
     /// \return when its rows had come [ns]
-    [[nodiscard]] std::uint64_t frameDoneNs(std::uint64_t number) const;
+    [[nodiscard]] std::uint64_t frameDoneNs(std::uint64_t number) const {
+        return m_frames.doneNs(number);
+    }
 
 private:
     // Steps of a lane's reset
@@ -144,10 +121,7 @@ private:
     void changePll(const tsLinkFacts& facts);
     void changeLanes(const tsLinkFacts& facts);
     void changeAlignment(const tsLinkFacts& facts);
-    [[nodiscard]] bool framesBegin() const;
     void countFrames();
-    void countCarried(std::uint64_t now);
-    void planFrames(const tsLinkInputs& before);
     [[nodiscard]] bool canAlign() const;
     [[nodiscard]] std::uint64_t alignedNs() const;
     void stepLane(std::size_t lane, bool reset, bool fifoReset);
@@ -164,22 +138,7 @@ private:
     std::uint64_t m_heldNs = 0; // since when all lanes are held
     std::array<tsLane, kLinkLanes> m_lanes{};
     tsLinkState m_ever;
-    std::uint64_t m_frames = 0;
-    // A frame that had begun when the inputs changed, and whose rows still come.
-    struct tsCarried {
-        bool valid = false;
-        std::uint64_t beginNs = 0;
-        std::uint64_t doneNs = 0;
-    };
-    tsCarried m_carried;
-    std::uint64_t m_carriedNumber = 0; // which one the last carried frame became
-    std::uint64_t m_carriedDoneNs = 0;
-    std::uint64_t m_lastDoneNs = 0; // when the rows of frame `m_frames` had come
-    std::uint64_t m_nextNs = 0;     // when the first frame begins, or began, that is not counted
-    std::uint64_t m_trainNs = 0;    // the same as things were when inputs or alignment changed
-    std::uint64_t m_beganNs = 0;    // the frame before that one
-    bool m_hasBegun = false;        // there is a frame before that one
-    bool m_arriving = false;        // frames have begun to arrive
+    tcFrameSchedule m_frames;
 };
 
 } // namespace sim

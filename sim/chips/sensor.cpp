@@ -294,17 +294,12 @@ std::uint32_t tcSensor::linesNeeded() const {
     return twice ? 2 * once : once;
 }
 
-// The last line may be cut short: the receiver has had all rows long before.
-std::uint64_t tcSensor::frameClocks() const {
+// The last line may be cut short: the receiver has had all rows long before. Rows take whole lines.
+tsFrameClocks tcSensor::frameClocks() const {
     const std::uint64_t lines = field(kHdMax);
-    if (lines == 0 || !written(kHdPrd.address)) {
-        return 0;
-    }
-    return (lines - 1) * (field(kHdPrd) + 1);
-}
-
-std::uint64_t tcSensor::rowClocks() const {
-    return std::uint64_t{image().rows / kRowsPerLine} * (field(kHdPrd) + 1); // whole lines
+    const std::uint64_t lineClocks = field(kHdPrd) + 1;
+    const bool said = lines != 0 && written(kHdPrd.address);
+    return {said ? (lines - 1) * lineClocks : 0, image().rows / kRowsPerLine * lineClocks};
 }
 
 void tcSensor::checkFrameLength(const tsReceiverSettings& receiver) {
@@ -319,7 +314,7 @@ void tcSensor::checkFrameLength(const tsReceiverSettings& receiver) {
     }
     const std::uint64_t lineClocks = field(kHdPrd) + 1;
     if (field(kFrameControlMode) == 0 && receiver.pulsesRun &&
-        receiver.pulsePeriod < frameClocks()) {
+        receiver.pulsePeriod < frameClocks().frame) {
         tcText text;
         text.add("frame-start pulses every ").decimal(receiver.pulsePeriod);
         text.add(" clocks; a frame takes ").decimal(lines * lineClocks);

@@ -11,8 +11,9 @@
 
 #include "common/register_field.h"
 #include "sim/base/states.h"
+#include "sim/chips/frame_start_pulses.h"
+#include "sim/chips/readout_area.h"
 #include "sim/journal/journal.h"
-#include "sim/pictures/sensor_image.h"
 
 namespace sim {
 
@@ -63,10 +64,10 @@ public:
     [[nodiscard]] std::optional<tsReadoutArea> area(std::uint16_t number) const;
     /// \return the binning that the areas were programmed with
     [[nodiscard]] bool areasBinned() const { return m_areasBinned; }
-    /// \return clocks that a frame takes at least, by its registers; 0 when they say nothing
-    [[nodiscard]] std::uint64_t frameClocks() const;
-    /// \return clocks that the rows of a frame take, by its registers
-    [[nodiscard]] std::uint64_t rowClocks() const;
+    /// \return clocks that a frame takes at least, and its rows, by the registers; 0 when they say
+    ///         nothing
+    [[nodiscard]] tsFrameClocks frameClocks() const;
+
     [[nodiscard]] tsSensorState decoded(double clockMhz) const;
     [[nodiscard]] std::vector<tsShadowDifference>
     differences(const std::map<std::uint16_t, std::uint32_t>& shadow) const;

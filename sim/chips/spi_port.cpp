@@ -7,7 +7,6 @@
 #include "sim/base/rules.h"
 #include "sim/base/text.h"
 #include "sim/base/user_pointer.h"
-#include "sim/head/model.h"
 
 namespace sim {
 
@@ -210,7 +209,7 @@ void tcSpiPort::logFailed(std::span<const spi_ioc_transfer> transfers, int error
         if (bytes.size() == sizeof(std::uint32_t)) {
             std::uint32_t word = 0;
             std::memcpy(&word, bytes.data(), sizeof word);
-            m_model.sensorMissed(word, teFate::refused);
+            m_peripheral.wordNotSent(word);
         }
     }
 }
@@ -302,14 +301,12 @@ void tcSpiPort::deliver(std::uint32_t word) {
     if ((mode & ~static_cast<std::uint32_t>(SPI_CPHA | SPI_CPOL)) != 0) {
         m_journal.violation(teRule::spiMode,
                             text.add("mode ").hex(mode).add(": nobody is selected").view());
-        m_model.tellSensorWord(word, teWriteFate::notSelected);
-        m_model.sensorMissed(word, teFate::garbled);
+        m_peripheral.wordLost(word, teWriteFate::notSelected);
         return;
     }
     if (m_tooFast) {
         m_journal.violation(teRule::spiClock, "a word came faster than 10000000 Hz and was lost");
-        m_model.tellSensorWord(word, teWriteFate::tooFast);
-        m_model.sensorMissed(word, teFate::garbled);
+        m_peripheral.wordLost(word, teWriteFate::tooFast);
         return;
     }
     teWriteFate arrived = teWriteFate::taken;
@@ -326,7 +323,7 @@ void tcSpiPort::deliver(std::uint32_t word) {
         late.add("mode ").decimal(mode).add(": a word arrived as ").hex(word, 8);
         m_journal.violation(teRule::spiMode, late.view());
     }
-    m_model.sensorReceives(word, arrived);
+    m_peripheral.wordArrived(word, arrived);
 }
 
 } // namespace sim

@@ -7,20 +7,34 @@
 #include <span>
 
 #include "sim/base/calls.h"
+#include "sim/base/write_fates.h"
 #include "sim/chips/conditions.h"
 #include "sim/journal/journal.h"
 
 namespace sim {
 
-class tcModel;
+/// What hangs on the port's wires, and takes words of 32 bits.
+class tcSpiPeripheral {
+public:
+    tcSpiPeripheral() = default;
+    tcSpiPeripheral(const tcSpiPeripheral&) = delete;
+    tcSpiPeripheral& operator=(const tcSpiPeripheral&) = delete;
+    virtual ~tcSpiPeripheral() = default;
+    /// \param how taken, or taken otherwise than sent
+    virtual void wordArrived(std::uint32_t word, teWriteFate how) = 0;
+    /// The word went over the wires, and nobody took it. \param why it was lost
+    virtual void wordLost(std::uint32_t word, teWriteFate why) = 0;
+    /// The port refused to send the word.
+    virtual void wordNotSent(std::uint32_t word) = 0;
+};
 
 /// The port's settings and what they make of the bytes handed to it. Takes no lock.
 class tcSpiPort {
 public:
     /// \param failFrom number of the first message that fails, from 1; 0: none
-    tcSpiPort(tcModel& model, tcJournal& journal, const tsConditions& now, std::uint64_t failFrom,
-              int failError)
-        : m_model(model),
+    tcSpiPort(tcSpiPeripheral& peripheral, tcJournal& journal, const tsConditions& now,
+              std::uint64_t failFrom, int failError)
+        : m_peripheral(peripheral),
           m_journal(journal),
           m_now(now),
           m_failFrom(failFrom),
@@ -49,7 +63,7 @@ private:
     void tellRest();
     void deliver(std::uint32_t word);
 
-    tcModel& m_model;
+    tcSpiPeripheral& m_peripheral;
     tcJournal& m_journal;
     const tsConditions& m_now;
     std::uint64_t m_failFrom;

@@ -15,15 +15,9 @@
 
 namespace sim {
 
-constinit std::atomic<tcModel*> g_head{nullptr};
-
 namespace {
 
 constexpr std::string_view kResetLine = "RESET_B";
-constexpr std::string_view kI2cPath = "/dev/i2c-1";
-constexpr std::string_view kMemoryPath = "/dev/mem";
-constexpr std::string_view kClockName = "clock";
-constexpr std::uint32_t kDefaultPolarity = 0x5D9;
 constexpr std::uint32_t kStreaming = 3; // frame state
 
 std::optional<teRail> railOfLine(std::string_view line) {
@@ -39,85 +33,12 @@ std::optional<teRail> railOfLine(std::string_view line) {
     return std::nullopt;
 }
 
-// Transfers have a length; the calls of the other devices do not.
-bool canBeShort(teCall kind, teDevice device) {
-    switch (device) {
-    case teDevice::spi:
-        return kind == teCall::ioctl || kind == teCall::write;
-    case teDevice::i2c:
-        return kind == teCall::ioctl || kind == teCall::read || kind == teCall::write;
-    default:
-        return false;
-    }
-}
-
-std::string described(const tsLinkState& state) {
-    const auto yesNo = [](bool flag) { return flag ? "yes" : "no"; };
-    return std::string("enabled ") + yesNo(state.enabled) + ", locked " + yesNo(state.locked) +
-           ", rgLocked " + yesNo(state.rgLocked) + ", gbLocked " + yesNo(state.gbLocked) +
-           ", aligned " + yesNo(state.aligned) + "\n";
-}
-
-std::string seconds(std::chrono::nanoseconds time) {
-    tcText text;
-    text.seconds(static_cast<std::uint64_t>(time.count()));
-    return std::string(text.view());
-}
-
-// A fault whose moment never came is worth a look at its scenario.
-std::string described(const std::vector<tsFaultRecord>& faults) {
-    std::string text = faults.empty() ? "" : "  faults:\n";
-    for (const tsFaultRecord& fault : faults) {
-        text += "    " + fault.name + ": ";
-        if (!fault.began) {
-            text += "never struck\n";
-        } else if (!fault.ended) {
-            text += "from " + seconds(*fault.began) + " on\n";
-        } else {
-            text += "from " + seconds(*fault.began) + " to " + seconds(*fault.ended) + "\n";
-        }
-    }
-    return text;
-}
-
 } // namespace
-
-std::uint64_t linkTime(std::chrono::nanoseconds time) {
-    if (time == kNever) {
-        return tsLinkFacts::kForEver;
-    }
-    return time.count() < 0 ? 0 : static_cast<std::uint64_t>(time.count());
-}
-
-tsHeadOptions::tsHeadOptions() {
-    for (std::size_t at = 0; at < kRails; ++at) {
-        conditions.rails[at].settledVolts = nominalVolts(static_cast<teRail>(at));
-    }
-    fpga.systemId = {0x3505, 0x10203};
-    conditions.link.pllNs.fill(linkTime(kPllLockTime));
-    conditions.link.laneNs.fill(linkTime(kDpaLockTime));
-    conditions.link.alignmentNs = linkTime(kAlignmentTime);
-    conditions.link.polarity = kDefaultPolarity;
-    // Scanned from the bottom and from the right, these are the pixels of the demonstration map.
-    defects = {{0, 0, 4095}, {1296, 1028, 0}, {2491, 1855, 4095}};
-}
-
-bool possible(const tsDefect& defect) {
-    constexpr std::uint16_t lastCode = 4095;
-    return defect.x < tcScene::kColumns && defect.y < tcScene::kRows && defect.value <= lastCode;
-}
-
-void survivesFork() {
-    static constinit std::atomic<bool> done{false};
-    if (!done.exchange(true)) {
-        pthread_atfork([] { g_headLock.lock(); }, [] { g_headLock.unlock(); },
-                       [] { g_headLock.unlock(); });
-    }
-}
 
 tcModel::tcModel(const tsHeadOptions& options)
     : journal(options.realTime, options.logCapacity, options.quiet, options.stateEvents),
       faults(journal, options.conditions, options.faults),
+      devices(options, faults.now()),
       supplies(journal, options.conditions.rails),
       sensor(journal),
       spi(*this, journal, faults.now(), options.spiFailFrom, options.spiFailError),
@@ -131,9 +52,6 @@ tcModel::tcModel(const tsHeadOptions& options)
       m_watch(journal) {
     if (m_mayChange) {
         journal.shownTo(this);
-    }
-    for (const tsFailure& failure : options.failures) {
-        fail(failure);
     }
     if (!options.recording.empty()) {
         tape.recordTo(options.recording);
@@ -159,17 +77,22 @@ void tcModel::lineDriven(std::string_view name, int level, bool requested) {
     lookAround();
 }
 
-void tcModel::sensorReceives(std::uint32_t word, teWriteFate arrived) {
+void tcModel::wordArrived(std::uint32_t word, teWriteFate how) {
     recordFrames();
     const bool awake = supplies.sensorAwake();
-    tellSensorWord(word, awake ? arrived : teWriteFate::asleep);
+    tellSensorWord(word, awake ? how : teWriteFate::asleep);
     sensor.receive(word, awake, fpga.receiverSettings());
     sensorChanged();
     lookAround();
 }
 
-void tcModel::sensorMissed(std::uint32_t word, teFate fate) {
-    sensor.missed(word, fate);
+void tcModel::wordLost(std::uint32_t word, teWriteFate why) {
+    tellSensorWord(word, why);
+    sensor.missed(word, teFate::garbled);
+}
+
+void tcModel::wordNotSent(std::uint32_t word) {
+    sensor.missed(word, teFate::refused);
 }
 
 void tcModel::tellSensorWord(std::uint32_t word, teWriteFate fate) {
@@ -189,94 +112,7 @@ void tcModel::tellSensorWord(std::uint32_t word, teWriteFate fate) {
 }
 
 void tcModel::sensorChanged() {
-    fpga.sensorChanged(sensor.sending(), sensor.frameState() == kStreaming, sensor.frameClocks(),
-                       sensor.rowClocks());
-}
-
-std::optional<teDevice> tcModel::deviceAt(std::string_view path) const {
-    if (path == m_options.spiPath) {
-        return teDevice::spi;
-    }
-    if (path == m_options.gpioPath) {
-        return teDevice::gpio;
-    }
-    if (path == kI2cPath) {
-        return teDevice::i2c;
-    }
-    if (path == kMemoryPath) {
-        return teDevice::memory;
-    }
-    if (path == kClockName) {
-        return teDevice::clock;
-    }
-    return std::nullopt;
-}
-
-std::string_view tcModel::pathOf(teDevice device) const {
-    switch (device) {
-    case teDevice::spi:
-        return m_options.spiPath;
-    case teDevice::gpio:
-        return m_options.gpioPath;
-    case teDevice::i2c:
-        return kI2cPath;
-    case teDevice::memory:
-        return kMemoryPath;
-    case teDevice::clock:
-        break;
-    }
-    return kClockName;
-}
-
-int tcModel::count(teCall kind, teDevice device) {
-    std::uint64_t& calls =
-        m_calls[static_cast<std::size_t>(kind)][static_cast<std::size_t>(device)];
-    ++calls;
-    m_used = m_used || kind == teCall::open;
-    for (const tsPlannedFailure& failure : m_failures) {
-        if (failure.kind == kind && failure.device == device &&
-            (failure.nth == calls || (failure.lasting && failure.nth < calls))) {
-            return failure.error;
-        }
-    }
-    return 0;
-}
-
-std::uint64_t tcModel::calls(teCall kind, teDevice device) const {
-    return m_calls[static_cast<std::size_t>(kind)][static_cast<std::size_t>(device)];
-}
-
-void tcModel::fail(const tsFailure& failure) {
-    const std::optional<teDevice> device = deviceAt(failure.device);
-    if (!device) {
-        throw std::invalid_argument("virtual head: it has no device \"" + failure.device + "\"");
-    }
-    if (failure.error == kShort && !canBeShort(failure.kind, *device)) {
-        throw std::invalid_argument("virtual head: no call of this kind on " + failure.device +
-                                    " can be short");
-    }
-    m_failures.push_back({failure.kind, *device, failure.nth, failure.lasting, failure.error});
-}
-
-int tcModel::openError(teDevice device) const {
-    switch (device) {
-    case teDevice::spi:
-        return faults.now().spiPresent ? 0 : ENOENT;
-    case teDevice::gpio:
-        return faults.now().gpioPresent ? 0 : ENOENT;
-    case teDevice::i2c:
-        return faults.now().i2cPresent ? 0 : ENOENT;
-    case teDevice::memory:
-        return faults.now().memOpenError;
-    case teDevice::clock:
-        break;
-    }
-    return ENOENT;
-}
-
-int tcModel::mapError(std::uint32_t physicalAddress) const {
-    const std::optional<std::size_t> page = pageOf(physicalAddress);
-    return page ? faults.now().mapErrors[*page] : 0;
+    fpga.sensorChanged(sensor.sending(), sensor.frameState() == kStreaming, sensor.frameClocks());
 }
 
 void tcModel::sees(const tsLogEvent& event) {
@@ -374,68 +210,6 @@ std::optional<tsFrameSettings> tcModel::frameSettings() {
         settings->timeNs = journal.clock.now();
     }
     return settings;
-}
-
-std::string tcModel::report() {
-    const std::string calls = std::to_string(tape.calls());
-    if (tape.playing()) {
-        const std::string rest = tape.rest();
-        return "what the recording answered\n  calls: " + calls + " of " + tape.path() + "\n" +
-               (rest.empty() ? "  played to its end\n" : rest);
-    }
-    const std::string kept =
-        tape.recording() ? "  recording: " + calls + " calls in " + tape.path() + "\n" : "";
-    return (m_options.hardware ? "what the devices of this machine answered\n" : summary()) + kept;
-}
-
-std::string tcModel::summary() {
-    const tsSensorState state = sensorState();
-    const tsLinkState best = link.everReached();
-    std::string text = "what the virtual head saw\n";
-    text += "  supplies:";
-    for (const teRail rail : {teRail::core, teRail::avddh, teRail::svdd}) {
-        tcText volts;
-        text += rail == teRail::core ? " " : ", ";
-        text += nameOf(rail);
-        text += volts.add(" ").fixed(supplies.volts(rail)).add(" V").view();
-    }
-    text += "\n  sensor: ";
-    text += state.alive ? "alive" : (supplies.resetReleased() ? "not alive" : "in reset");
-    text += ", frame state " + std::to_string(state.frameState) + ", image " +
-            std::to_string(state.width) + " x " + std::to_string(state.height) + ", " +
-            std::to_string(sensor.values().size()) + " registers written\n";
-    const tsFpgaImage delivered = decodeFpga(fpga);
-    text += "  delivered picture: " + std::to_string(delivered.roiWidth) + " x " +
-            std::to_string(delivered.roiHeight) + " from x " + std::to_string(delivered.roiX) +
-            " y " + std::to_string(delivered.roiY) + "\n";
-    text += "  link now: " + described(link.state());
-    text += "  link at its best: " + described(best) + "  lanes that locked:";
-    for (unsigned lane = 0; lane < kLinkLanes; ++lane) {
-        text += (best.dpaLock >> lane & 1) != 0 ? " " + std::to_string(lane) : " -";
-    }
-    tcText clock;
-    text += "\n  master clock: ";
-    text += fpga.clockMhz() > 0 ? clock.fixed(fpga.clockMhz()).add(" MHz").view() : "unknown";
-    text += "\n  sensor register writes: " + std::to_string(spi.words());
-    text += "\n  FPGA loads: " + std::to_string(fpga.loads()) +
-            ", stores: " + std::to_string(fpga.stores());
-    text += "\n  frames: " + std::to_string(link.frames()) + "\n";
-    if (recorder.wanted()) {
-        text += "  pictures: " + std::to_string(recorder.frames().size()) + " of " +
-                std::to_string(recorder.delivered()) + " delivered\n";
-    }
-    text += described(faults.records());
-    if (journal.checker.count() == 0) {
-        return text + "  violations: none\n";
-    }
-    text += "  violations: " + std::to_string(journal.checker.count()) + "\n";
-    for (const tsViolation& violation : journal.checker.violations()) {
-        tcText time;
-        time.seconds(static_cast<std::uint64_t>(violation.time.count()));
-        text += "    [" + std::string(time.view()) + "] " + violation.rule + ": " + violation.text +
-                "\n";
-    }
-    return text;
 }
 
 } // namespace sim

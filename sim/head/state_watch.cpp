@@ -96,10 +96,11 @@ void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& 
     watchSupplies(supplies);
     watchLink(link);
     const std::uint64_t now = m_journal.clock.now();
-    const tsPulseTrain& pulses = fpga.pulses();
+    const tcFrameStartPulses& pulses = fpga.pulses();
+    const tsPulseTrain& train = pulses.train();
     watch(kPulses,
-          {pulses.periodNs, pulses.periodNs == 0 ? 0 : fpga.pulseLengthNs(),
-           fpga.pulsesInverted() ? 1U : 0U, pulses.fromNs},
+          {train.periodNs, train.periodNs == 0 ? 0 : pulses.lengthNs(), pulses.inverted() ? 1U : 0U,
+           train.fromNs},
           now);
     // The first frame is told when it has begun; from then on what changes is told when it does.
     const tsFrameTrain frames = link.trace().frames;

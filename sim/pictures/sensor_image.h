@@ -9,17 +9,10 @@
 
 #include "sensor/registers.h"
 #include "sim/base/export.h"
+#include "sim/chips/readout_area.h"
 #include "sim/pictures/scene.h"
 
 namespace sim {
-
-/// Where the sensor reads out: rows and columns of the array, both ends included.
-struct tsReadoutArea {
-    std::uint32_t rowStart = 0;
-    std::uint32_t rowEnd = 0;
-    std::uint32_t columnStart = 0;
-    std::uint32_t columnEnd = 0;
-};
 
 /// A pixel that always gives the same.
 struct tsDefect {

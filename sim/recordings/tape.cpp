@@ -6,9 +6,9 @@
 #include <stdexcept>
 
 #include "sim/base/launch.h"
+#include "sim/base/own_descriptor.h"
 #include "sim/base/real_calls.h"
 #include "sim/base/text.h"
-#include "sim/boundary/descriptors.h"
 
 namespace sim {
 
