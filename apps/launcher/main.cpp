@@ -28,7 +28,7 @@
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
 #include "sim/base/launch.h"
-#include "sim/pictures/frame_writer.h"
+#include "sim/scenario/scenario_pictures.h"
 #include "sim/virtual_head.h"
 
 namespace {
@@ -99,7 +99,7 @@ std::optional<sim::tcFrameWriter> frameWriter(const tsArguments& arguments) {
         throw tcUsageError(arguments.frames + ": no such directory");
     }
     try {
-        return sim::tcFrameWriter(arguments.scenario, arguments.scene);
+        return sim::frameWriter(arguments.scenario, arguments.scene);
     } catch (const std::runtime_error& problem) {
         throw tcUsageError(problem.what());
     }

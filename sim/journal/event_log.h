@@ -1,5 +1,5 @@
 /// \file
-/// The ordered log of everything that the head saw.
+/// The ordered log of everything that the head saw, in memory or on its way to a file.
 #pragma once
 
 #include <array>
@@ -11,52 +11,9 @@
 #include <vector>
 
 #include "sim/base/calls.h"
-#include "sim/base/events.h"
+#include "sim/journal/log_line.h"
 
 namespace sim {
-
-/// Forms of a log line. Several forms may be one kind of event.
-enum class teLine : std::uint8_t {
-    spi,
-    spiMode,
-    spiLsb,
-    spiBits,
-    spiHz,
-    gpioOutput,
-    gpioInput,
-    gpioValue,
-    gpioReleased,
-    adc,
-    adcCommand,
-    read,
-    write,
-    sleep,
-    open,
-    close,
-    map,
-    unmap,
-    note,
-    violation,
-    state,
-};
-
-/// What an event is made of.
-struct tsLogEvent {
-    std::uint64_t timeNs = 0;
-    teLine line = teLine::note;
-    std::uint32_t address = 0;
-    std::uint64_t value = 0;
-    int error = 0; // errno or kShort
-    std::span<const std::uint8_t> payload;
-};
-
-/// \return whether the event's line, without its time, begins with these words. Possible in a
-/// signal
-///         handler.
-bool beginsWith(const tsLogEvent& event, std::string_view words);
-
-/// \return the kind of event that a form belongs to
-teEventKind kindOf(teLine line);
 
 /// Records of fixed size in memory that is reserved beforehand: appending is possible in a signal
 /// handler. A text or transfer longer than a record's payload goes on in the following records.

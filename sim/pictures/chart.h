@@ -1,8 +1,9 @@
 /// \file
-/// Numbers of the test chart that its painter and its reader share.
+/// The test chart: its painter, and the numbers that painter and reader share.
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace sim::chart {
 
@@ -16,5 +17,8 @@ inline constexpr std::uint32_t kLightPerCode = 16;
 inline constexpr std::uint32_t kBlack = 300;
 inline constexpr std::uint32_t kGrey = 700;
 inline constexpr std::uint32_t kWhite = 3800;
+
+/// \return the light of every pixel of the array, from the top left; see `tcScene::chart`
+[[nodiscard]] std::vector<std::uint16_t> paint();
 
 } // namespace sim::chart

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "sim/pictures/frame_writer.h"
+#include "sim/pictures/png_file.h"
 #include "sim/pictures/scene.h"
 #include "sim/virtual_head.h"
 

@@ -1,0 +1,96 @@
+// `read` and `write` as programs call them. Everything that is not the head's goes on to the C
+// library.
+
+#include <cerrno>
+#include <span>
+#include <unistd.h>
+
+#include "sim/base/calls.h"
+#include "sim/base/export.h"
+#include "sim/base/real_calls.h"
+#include "sim/boundary/boundary.h"
+#include "sim/boundary/descriptors.h"
+#include "sim/boundary/head_access.h"
+#include "sim/boundary/taped.h"
+#include "sim/chips/i2c_bus.h"
+
+namespace sim {
+
+namespace {
+
+ssize_t modelledRead(tcModel& head, const tsOpenFile& file, std::span<std::uint8_t> buffer) {
+    const int refusal = head.devices.count(teCall::read, file.device);
+    if (file.device == teDevice::i2c) {
+        return i2cBus::read(head.adc, file.i2cAddress, buffer, refusal);
+    }
+    if (refusal == 0) {
+        unknownCall(head, file.device, "read of bytes", static_cast<std::uint32_t>(buffer.size()));
+    }
+    return refusal != 0 ? -refusal : -EINVAL;
+}
+
+ssize_t modelledWrite(tcModel& head, const tsOpenFile& file, std::span<const std::uint8_t> bytes) {
+    const int refusal = head.devices.count(teCall::write, file.device);
+    if (file.device == teDevice::i2c) {
+        return i2cBus::write(head.adc, file.i2cAddress, bytes, refusal);
+    }
+    if (file.device == teDevice::spi) {
+        return head.spi.write(bytes, refusal);
+    }
+    if (refusal == 0) {
+        unknownCall(head, file.device, "write of bytes", static_cast<std::uint32_t>(bytes.size()));
+    }
+    return refusal != 0 ? -refusal : -EINVAL;
+}
+
+ssize_t headRead(tcModel& head, const tsOpenFile& file, int descriptor,
+                 std::span<std::uint8_t> buffer) {
+    if (taped::wanted(head)) {
+        return taped::read(head, file, descriptor, buffer,
+                           [&] { return modelledRead(head, file, buffer); });
+    }
+    return modelledRead(head, file, buffer);
+}
+
+ssize_t headWrite(tcModel& head, const tsOpenFile& file, int descriptor,
+                  std::span<const std::uint8_t> bytes) {
+    if (taped::wanted(head)) {
+        return taped::write(head, file, descriptor, bytes,
+                            [&] { return modelledWrite(head, file, bytes); });
+    }
+    return modelledWrite(head, file, bytes);
+}
+
+} // namespace
+
+} // namespace sim
+
+extern "C" {
+
+SIM_API ssize_t read(int descriptor, void* buffer, std::size_t count) {
+    if (!sim::outside()) {
+        const sim::tcHeadAccess head;
+        sim::tsOpenFile* file = head ? sim::g_descriptors.find(descriptor) : nullptr;
+        if (file != nullptr) {
+            head->timePassed();
+            return sim::finish(sim::headRead(*head, *file, descriptor,
+                                             {static_cast<std::uint8_t*>(buffer), count}));
+        }
+    }
+    return sim::real::read(descriptor, buffer, count);
+}
+
+SIM_API ssize_t write(int descriptor, const void* buffer, std::size_t count) {
+    if (!sim::outside()) {
+        const sim::tcHeadAccess head;
+        sim::tsOpenFile* file = head ? sim::g_descriptors.find(descriptor) : nullptr;
+        if (file != nullptr) {
+            head->timePassed();
+            return sim::finish(sim::headWrite(*head, *file, descriptor,
+                                              {static_cast<const std::uint8_t*>(buffer), count}));
+        }
+    }
+    return sim::real::write(descriptor, buffer, count);
+}
+
+} // extern "C"
