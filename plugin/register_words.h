@@ -4,9 +4,11 @@
 
 #include <cstdint>
 
+#include <varnox/sensor_board.h>
+
 namespace registerWords {
-inline constexpr std::uint32_t kFrameInterval = 0x3A000; // us
-inline constexpr std::uint32_t kExposure = 0x3A004;      // us
+using Varnox::sensorBoardWords::kExposure;
+using Varnox::sensorBoardWords::kFrameInterval;
 inline constexpr std::uint32_t kImageWidth = 0x3A008;    // pixels
 inline constexpr std::uint32_t kImageHeight = 0x3A00C;   // rows
 inline constexpr std::uint32_t kImageX = 0x3A010;        // pixels

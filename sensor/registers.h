@@ -55,6 +55,7 @@ inline constexpr tsRegisterField kGsPos1{0x1B, 0, 0x3FFF, "gs_pos1",
                                          "first global-shutter position [lines]"};
 inline constexpr tsRegisterField kGsPos2{0x1C, 0, 0x3FFF, "gs_pos2",
                                          "second global-shutter position [lines]"};
+inline constexpr std::uint32_t kNoPosition = 0x3FFF; // of a position: no frame has this line
 inline constexpr tsRegisterField kTiming3B{0x3B, 0, 0x3FFF, "timing_3b", "timing position [lines]"};
 inline constexpr tsRegisterField kHdPrd{0xB0, 0, 0xFFF, "hd_prd",
                                         "horizontal period less one [master clocks]"};

@@ -14,9 +14,6 @@ namespace {
 
 constexpr int kExposureModeNotSupported = 4;
 
-/// A position that no line reaches: the event does not happen.
-constexpr std::uint32_t kNever = 0x3FFF; // lines
-
 // Frame set-up of the trigger-driven modes.
 constexpr std::uint32_t kTriggeredFrameLength = 1086; // lines: full-frame readout
 constexpr std::uint32_t kExternalTiming14 = 100;      // lines
@@ -107,11 +104,11 @@ void tc3U5MGXS::programSingleExposure(microseconds exposure) {
     const std::uint32_t hdMax = getField(kHdMax);
     const auto result = exposureArithmetic::singleExposure(exposure, m_clockMhz, hdPrd, hdMax);
 
-    setField(kTiming14, kNever);
-    setField(kTiming15, kNever);
+    setField(kTiming14, kNoPosition);
+    setField(kTiming15, kNoPosition);
     setField(kTiming1A, 0);
-    setField(kTiming3B, kNever);
-    setField(kGsPos2, kNever);
+    setField(kTiming3B, kNoPosition);
+    setField(kGsPos2, kNoPosition);
     setField(kGsPos1, result.gsPos1);
     setField(kGresPos, result.gresPos);
     if (result.limited) {
@@ -133,10 +130,10 @@ void tc3U5MGXS::programDualExposure(microseconds exposure) {
     const std::uint32_t hdMax = getField(kHdMax);
     const auto result = exposureArithmetic::dualExposure(exposure, m_clockMhz, hdPrd, hdMax);
 
-    setField(kTiming14, kNever);
-    setField(kTiming15, kNever);
+    setField(kTiming14, kNoPosition);
+    setField(kTiming15, kNoPosition);
     setField(kTiming1A, 0);
-    setField(kTiming3B, kNever);
+    setField(kTiming3B, kNoPosition);
     setField(kGsPos2, result.gsPos2);
     if (result.limited) {
         // The label names the other position; log readers know it so.

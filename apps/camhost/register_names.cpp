@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <limits>
 
+#include <varnox/sensor_board.h>
+
 namespace camhost {
 
 const std::vector<tsRegisterName>& registerNames() {
     static const std::vector<tsRegisterName> theNames = {
-        {0x3A000, "frame_interval", "frame interval [us]"},
-        {0x3A004, "exposure", "exposure time [us]"},
+        {Varnox::sensorBoardWords::kFrameInterval, "frame_interval", "frame interval [us]"},
+        {Varnox::sensorBoardWords::kExposure, "exposure", "exposure time [us]"},
         {0x3A008, "image_width", "width of the image [pixels]"},
         {0x3A00C, "image_height", "height of the image [rows]"},
         {0x3A010, "image_x", "left column of the image [pixels]"},

@@ -10,6 +10,90 @@ namespace sim {
 
 namespace {
 
+using namespace limits;
+
+// A rule's sentence, put together when the library is compiled: its numbers are the limits that the
+// parts check.
+constexpr std::string_view textOf(std::string_view text) {
+    return text;
+}
+constexpr std::string_view textOf(const tcText& text) {
+    return text.view();
+}
+template<class... Pieces>
+consteval tcText said(const Pieces&... pieces) {
+    tcText text;
+    (text.add(textOf(pieces)), ...);
+    return text;
+}
+
+consteval tcText milliseconds(std::uint64_t ns) {
+    return tcText().decimal(ns / kMillisecond).add(" ms");
+}
+
+// "300,000"
+consteval tcText grouped(std::uint64_t value) {
+    tcText text;
+    std::uint64_t unit = 1;
+    while (value / unit >= 1000) {
+        unit *= 1000;
+    }
+    text.decimal(value / unit);
+    while (unit > 1) {
+        value %= unit;
+        unit /= 1000;
+        text.add(",").decimal(value / unit, 3);
+    }
+    return text;
+}
+
+consteval tcText microseconds(std::uint64_t ns) {
+    return said(grouped(ns / kMicrosecond), " us");
+}
+
+constexpr tcText kSupplyDelayWhat =
+    said("The 1.2 V supply is on for at least ", milliseconds(kCoreSettlesNs),
+         " before a 3.3 V supply goes on.");
+constexpr tcText kSupplyDelayRemedy =
+    said("Sleep ", microseconds(kCoreSettlesNs), " after PS_1.2V_EN goes high.");
+constexpr tcText kResetEarlyWhat =
+    said("Reset is released only when all supplies are on, the 3.3 V ones for at least ",
+         milliseconds(kThreeVoltsSettleNs), ".");
+constexpr tcText kResetEarlyRemedy = said("Sleep ", microseconds(kThreeVoltsSettleNs),
+                                          " after PS_3.3AVDDH_EN goes high, then set RESET_B.");
+constexpr tcText kAdcEarlyWhat =
+    said("A supply is measured when it has settled: ", milliseconds(kCoreSettlesNs), " (1.2 V) or ",
+         milliseconds(kThreeVoltsSettleNs), " (3.3 V) after it went on, and ",
+         milliseconds(kWakesNs), " after reset was released.");
+constexpr tcText kAdcEarlyRemedy =
+    said("Sleep ", microseconds(kWakesNs), " after RESET_B goes high before the first conversion.");
+constexpr tcText kAdcReferenceWhat =
+    said("The ADC converts with its own reference, and the one that switches the reference on is "
+         "thrown away: the next follows ",
+         milliseconds(kReferenceSettlesNs), " later.");
+constexpr tcText kAdcReferenceRemedy =
+    said("Set PD1 in every command byte; take one reading, sleep ",
+         microseconds(kReferenceSettlesNs), ", then measure.");
+constexpr tcText kSensorAsleepWhat = said("A register is written only while the sensor is alive: "
+                                          "all supplies up, and reset released for at least ",
+                                          milliseconds(kWakesNs), ".");
+constexpr tcText kSpiClockWhat =
+    said("The SPI clock is at most ", tcText().decimal(kFastestSpiHz / 1'000'000), " MHz.");
+constexpr tcText kSpiClockRemedy = said("Set ", grouped(kFastestSpiHz), " Hz.");
+constexpr tcText kAreaLimitsWhat =
+    said("A readout area starts before it ends, and lies inside the ",
+         tcText().decimal(sensorArray::kColumns), " x ", tcText().decimal(sensorArray::kRows),
+         " array.");
+constexpr tcText kAreaLimitsRemedy = said(
+    "Keep row pairs within 0 to ", tcText().decimal(kLastRowPair), " and column units within 0 to ",
+    tcText().decimal(kLastColumnUnit), ", start not above end; or switch the area off.");
+constexpr tcText kPulsePeriodWhat =
+    said("Frame-start pulses run with a period of at least ",
+         tcText().decimal(kShortestPulsePeriod), " clocks that is longer than the pulse.");
+constexpr tcText kBadPixelTableWhat =
+    said("A table of defective pixels has at most ", grouped(kMostBadPixels),
+         " entries, in raster order and inside the full frame, when it is taken over.");
+
 constexpr std::size_t kRules = static_cast<std::size_t>(teRule::count);
 
 constexpr std::array<tsRule, kRules> kTable{{
@@ -17,33 +101,25 @@ constexpr std::array<tsRule, kRules> kTable{{
      "A 3.3 V supply without the 1.2 V core supply drives current through the sensor's input "
      "protection.",
      "Set PS_1.2V_EN, then PS_3.3SVDD_EN, then PS_3.3AVDDH_EN."},
-    {"supply-delay", "The 1.2 V supply is on for at least 1 ms before a 3.3 V supply goes on.",
+    {"supply-delay", kSupplyDelayWhat.view().data(),
      "The core's level shifters are undefined until its supply has settled.",
-     "Sleep 1,000 us after PS_1.2V_EN goes high."},
-    {"reset-early",
-     "Reset is released only when all supplies are on, the 3.3 V ones for at least 300 ms.",
+     kSupplyDelayRemedy.view().data()},
+    {"reset-early", kResetEarlyWhat.view().data(),
      "The sensor latches its trimming at the end of reset and takes wrong values from a supply "
      "that still rises.",
-     "Sleep 300,000 us after PS_3.3AVDDH_EN goes high, then set RESET_B."},
+     kResetEarlyRemedy.view().data()},
     {"supply-off-running", "No supply is switched off while reset is released.",
      "The sensor drives its outputs while its supply goes away.", "Clear RESET_B first."},
-    {"adc-early",
-     "A supply is measured when it has settled: 1 ms (1.2 V) or 300 ms (3.3 V) after it went on, "
-     "and 10 ms after reset was released.",
+    {"adc-early", kAdcEarlyWhat.view().data(),
      "The sensor's start-up current pulls the supplies down for some milliseconds; the reading "
      "says "
      "nothing about the supply.",
-     "Sleep 10,000 us after RESET_B goes high before the first conversion."},
-    {"adc-reference",
-     "The ADC converts with its own reference, and the one that switches the reference on is "
-     "thrown away: the next follows 5 ms later.",
+     kAdcEarlyRemedy.view().data()},
+    {"adc-reference", kAdcReferenceWhat.view().data(),
      "The board has no external reference, and the internal one charges its capacitor first; until "
      "then every reading is full scale.",
-     "Set PD1 in every command byte; take one reading, sleep 5,000 us, then measure."},
-    {"sensor-asleep",
-     "A register is written only while the sensor is alive: all supplies up, and reset released "
-     "for "
-     "at least 10 ms.",
+     kAdcReferenceRemedy.view().data()},
+    {"sensor-asleep", kSensorAsleepWhat.view().data(),
      "A sleeping sensor does not listen. The write is lost.",
      "Write after the whole of the power-up sequence, and not after power-down."},
     {"spi-mode", "The port is in SPI mode 0 with plain chip select when the sensor is written.",
@@ -54,14 +130,13 @@ constexpr std::array<tsRule, kRules> kTable{{
      "The sensor takes 32 bits as they come: other word sizes or orders exchange them, and a rest "
      "of fewer than 32 is dropped.",
      "Set 32 bits per word, most significant bit first, and send 4 bytes a write."},
-    {"spi-clock", "The SPI clock is at most 10 MHz.",
-     "The sensor misses bits of a faster clock. The write is lost.", "Set 10,000,000 Hz."},
+    {"spi-clock", kSpiClockWhat.view().data(),
+     "The sensor misses bits of a faster clock. The write is lost.", kSpiClockRemedy.view().data()},
     {"register-limits", "A register field holds only values that mean something.",
      "The sensor's behaviour is undefined for reserved values.", "See the register reference."},
-    {"area-limits", "A readout area starts before it ends, and lies inside the 2592 x 2056 array.",
+    {"area-limits", kAreaLimitsWhat.view().data(),
      "The row and column counters never meet the end and run over.",
-     "Keep row pairs within 0 to 1027 and column units within 0 to 431, start not above end; or "
-     "switch the area off."},
+     kAreaLimitsRemedy.view().data()},
     {"exposure-positions",
      "While the sensor streams, accumulation start, shutter positions and reset position lie "
      "inside "
@@ -107,13 +182,10 @@ constexpr std::array<tsRule, kRules> kTable{{
     {"dpa-hold", "While the frame-control core runs, a lane is held only when it is locked.",
      "Hold freezes the phase, wrong as it is; the lane never locks.",
      "Wait for the lane's bit in word 12 before setting its bit in word 11."},
-    {"pulse-period",
-     "Frame-start pulses run with a period of at least 2 clocks that is longer than the pulse.",
+    {"pulse-period", kPulsePeriodWhat.view().data(),
      "The pulse output never changes, and the sensor waits for ever.",
      "Set period and pulse length before enabling the pulses."},
-    {"bad-pixel-table",
-     "A table of defective pixels has at most 1,024 entries, in raster order and inside the full "
-     "frame, when it is taken over.",
+    {"bad-pixel-table", kBadPixelTableWhat.view().data(),
      "The core walks the table with the pixels: an entry out of order stops it.",
      "Sort the entries by line and column before writing them."},
     {"fpga-unmodelled", "Only registers that exist are accessed.",

@@ -78,8 +78,13 @@ inline constexpr std::uint64_t kWakesNs = 10 * kMillisecond;
 inline constexpr std::uint64_t kReferenceSettlesNs = 5 * kMillisecond;
 /// The fastest SPI clock that the sensor follows [Hz].
 inline constexpr std::uint32_t kFastestSpiHz = 10'000'000;
+/// The last pair of rows and the last unit of columns of the array.
+inline constexpr std::uint32_t kLastRowPair = 1027;
+inline constexpr std::uint32_t kLastColumnUnit = 431;
 /// The shortest period of the frame-start pulses [clocks].
 inline constexpr std::uint32_t kShortestPulsePeriod = 2;
+/// Entries that the table of defective pixels has room for.
+inline constexpr std::uint32_t kMostBadPixels = 1024;
 
 } // namespace limits
 

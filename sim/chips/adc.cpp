@@ -17,8 +17,7 @@ constexpr double kReferenceVolts = 2.5;
 constexpr double kSteps = 4096;
 constexpr std::uint32_t kFullScale = 0xFFF;
 constexpr std::uint32_t kFloating = 0xFFFF; // the bus is pulled up
-constexpr std::uint64_t kReferenceSettleNs = 5'000'000;
-constexpr std::uint64_t kByteNs = 90'000; // nine bits at 100 kHz
+constexpr std::uint64_t kByteNs = 90'000;   // nine bits at 100 kHz
 
 } // namespace
 
@@ -80,7 +79,8 @@ void tcAdc::command(std::uint8_t byte, std::uint64_t startNs) {
     if (m_first) {
         m_restNs = m_journal.clock.now();
     }
-    m_settled = on && !m_first && startNs >= m_restNs && startNs - m_restNs >= kReferenceSettleNs;
+    m_settled =
+        on && !m_first && startNs >= m_restNs && startNs - m_restNs >= limits::kReferenceSettlesNs;
     m_referenceOn = on;
 }
 

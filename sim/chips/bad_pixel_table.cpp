@@ -10,7 +10,7 @@ namespace sim {
 
 void tcBadPixelTable::check(std::span<const std::uint32_t> words, std::uint32_t entries) {
     tcText text;
-    if (entries > badPixelRegisters::kTableEntries) {
+    if (entries > limits::kMostBadPixels) {
         text.add("the number of entries is ").hex(entries, 8);
         m_journal.violation(teRule::badPixelTable, text.view());
         return;

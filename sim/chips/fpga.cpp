@@ -259,7 +259,7 @@ void tcFpga::applyPulses() {
     const std::uint32_t period = m_words.word(kPwm, pwmRegisters::kPeriodWord);
     const std::uint32_t duty = m_words.word(kPwm, pwmRegisters::kDutyWord);
     if ((m_words.word(kPwm, pwmRegisters::kControlWord) & pwmRegisters::kControlEnable) != 0 &&
-        (period < pwmRegisters::kPeriodMin || duty >= period)) {
+        (period < limits::kShortestPulsePeriod || duty >= period)) {
         tcText text;
         text.add("pulses of ").decimal(duty).add(" clocks run with a period of ").decimal(period);
         m_journal.violation(teRule::pulsePeriod, text.add(" clocks").view());

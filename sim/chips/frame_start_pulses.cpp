@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include <varnox/core_registers.h>
+#include "sim/base/rules.h"
 
 namespace sim {
 
 bool tcFrameStartPulses::run() const {
-    return m_settings.enabled && m_settings.periodClocks >= pwmRegisters::kPeriodMin;
+    return m_settings.enabled && m_settings.periodClocks >= limits::kShortestPulsePeriod;
 }
 
 std::uint64_t tcFrameStartPulses::nsOf(std::uint64_t clocks) const {

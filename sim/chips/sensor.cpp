@@ -11,20 +11,19 @@ namespace sim {
 namespace {
 
 using namespace sensorRegisters;
+using limits::kLastColumnUnit;
+using limits::kLastRowPair;
 
 constexpr std::uint32_t kStopped = 0;
 constexpr std::uint32_t kStreaming = 3;
 constexpr std::uint32_t kLanesOn = 4;
 
-constexpr std::uint32_t kLastRowPair = 1027;
-constexpr std::uint32_t kLastColumnUnit = 431;
 constexpr std::uint16_t kLastAreaRegister =
     kAreaRows + kAreaStride * sensorArray::kAreas - 1; // column register of area 7
 
 // Two rows are read in one line; some lines more go by between frames.
 constexpr std::uint32_t kRowsPerLine = 2;
 constexpr std::uint32_t kOverheadLines = 20;
-constexpr std::uint32_t kNoPosition = 0x3FFF;
 
 bool isAreaRegister(std::uint16_t address) {
     return address >= kAreaRows && address <= kLastAreaRegister;

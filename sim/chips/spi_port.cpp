@@ -257,7 +257,7 @@ void tcSpiPort::send(const spi_ioc_transfer& transfer) {
 }
 
 void tcSpiPort::shiftOut(std::uint32_t word, unsigned bits, std::uint32_t speedHz) {
-    m_tooFast = m_tooFast || speedHz > sensorWire::kClockHz;
+    m_tooFast = m_tooFast || speedHz > limits::kFastestSpiHz;
     m_oddWords = m_oddWords || bits != kWordBits || (m_mode & SPI_LSB_FIRST) != 0;
     for (unsigned at = 0; at < bits; ++at) {
         const unsigned place = (m_mode & SPI_LSB_FIRST) != 0 ? at : bits - 1 - at;
@@ -305,7 +305,8 @@ void tcSpiPort::deliver(std::uint32_t word) {
         return;
     }
     if (m_tooFast) {
-        m_journal.violation(teRule::spiClock, "a word came faster than 10000000 Hz and was lost");
+        text.add("a word came faster than ").decimal(limits::kFastestSpiHz);
+        m_journal.violation(teRule::spiClock, text.add(" Hz and was lost").view());
         m_peripheral.wordLost(word, teWriteFate::tooFast);
         return;
     }

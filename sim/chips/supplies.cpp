@@ -11,7 +11,8 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint64_t kMs = 1'000'000; // ns
+using limits::kMillisecond;
+using limits::kWakesNs;
 
 struct tsRailSheet {
     std::string_view name;
@@ -21,13 +22,12 @@ struct tsRailSheet {
     std::uint64_t requiredNs; // from enable to the next step of the sequence
 };
 constexpr std::array<tsRailSheet, kRails> kFacts{{
-    {kRail1V2, "PS_1.2V_EN", 1.2, kMs / 2, 1 * kMs},
-    {kRailSvdd, "PS_3.3SVDD_EN", 3.3, 20 * kMs, 300 * kMs},
-    {kRailAvddh, "PS_3.3AVDDH_EN", 3.3, 20 * kMs, 300 * kMs},
+    {kRail1V2, "PS_1.2V_EN", 1.2, kMillisecond / 2, limits::kCoreSettlesNs},
+    {kRailSvdd, "PS_3.3SVDD_EN", 3.3, 20 * kMillisecond, limits::kThreeVoltsSettleNs},
+    {kRailAvddh, "PS_3.3AVDDH_EN", 3.3, 20 * kMillisecond, limits::kThreeVoltsSettleNs},
 }};
-constexpr std::uint64_t kWakeNs = 10 * kMs; // from release of reset
-constexpr double kUpFraction = 0.85;        // of the nominal voltage: below, the sensor is dead
-constexpr double kRounding = 1e-9;          // V, below what a step of the clock makes
+constexpr double kUpFraction = 0.85; // of the nominal voltage: below, the sensor is dead
+constexpr double kRounding = 1e-9;   // V, below what a step of the clock makes
 
 const tsRailSheet& factsOf(teRail rail) {
     return kFacts[static_cast<std::size_t>(rail)];
@@ -265,7 +265,7 @@ std::optional<std::uint64_t> tcSupplies::awakeNs() const {
     if (!sensorAwake()) {
         return std::nullopt;
     }
-    std::uint64_t latest = m_releasedNs + kWakeNs;
+    std::uint64_t latest = m_releasedNs + kWakesNs;
     for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
         latest = std::max(latest, upNs(rail).value_or(0));
     }
@@ -286,7 +286,7 @@ void tcSupplies::checkMeasurable(teRail rail) {
         microseconds(text, since(rail)).add(" after ").add(factsOf(rail).line);
         text.add("; ").decimal(factsOf(rail).requiredNs / 1000).add(" us are needed");
         m_journal.violation(teRule::adcEarly, text.view());
-    } else if (m_released && sinceRelease() < kWakeNs) {
+    } else if (m_released && sinceRelease() < kWakesNs) {
         microseconds(text, sinceRelease()).add(" after RESET_B; 10000 us are needed");
         m_journal.violation(teRule::adcEarly, text.view());
     }
@@ -297,7 +297,7 @@ bool tcSupplies::sensorKeepsState() const {
 }
 
 bool tcSupplies::sensorAwake() const {
-    return sensorKeepsState() && sinceRelease() >= kWakeNs;
+    return sensorKeepsState() && sinceRelease() >= kWakesNs;
 }
 
 } // namespace sim

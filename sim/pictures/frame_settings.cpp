@@ -19,7 +19,6 @@ namespace frame = frameCtrlRegisters;
 constexpr tsRegisterField kAdcDepth{0x20, 0, 0x7, "adc_depth", "3 = 10 bits, 5 = 12 bits"};
 constexpr std::uint32_t kAdcDepth10 = 3;
 
-constexpr std::uint32_t kNoPosition = 0x3FFF;
 constexpr std::uint32_t kPixelsPerUnit = 6;
 constexpr std::uint32_t kLinesPerUnit = 2;
 

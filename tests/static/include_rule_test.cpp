@@ -1,5 +1,6 @@
 // Who may include whom. The folders' rule is in docs/architecture.md.
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -90,6 +91,90 @@ TEST(IncludeRule, TheVirtualHeadKnowsRegisterTablesAndNoProductCode) {
                           {"sensor/registers.h", "fpga/registers.h", "common/register_field.h",
                            "varnox/core_registers.h"}),
                 testing::IsEmpty());
+}
+
+// Rooms of the virtual head, in the order in which they may know each other.
+const std::vector<std::string> kRooms{"base",     "journal",    "chips", "pictures",
+                                      "scenario", "recordings", "head",  "boundary"};
+const std::string kAfter = "after"; // what is made of a run later knows the text of its trace only
+
+/// The room of a path like "sim/chips/link.h"; "" for what lies in sim/ itself: the door.
+std::string roomOf(const std::string& path) {
+    const auto from = path.find('/') + 1;
+    const auto to = path.find('/', from);
+    return to == std::string::npos ? "" : path.substr(from, to - from);
+}
+
+bool mayKnow(const std::string& room, const std::string& other) {
+    if (room == other || room.empty()) {
+        return true;
+    }
+    if (room == kAfter) {
+        return other == kRooms.front();
+    }
+    const auto at = [](const std::string& name) {
+        return std::find(kRooms.begin(), kRooms.end(), name) - kRooms.begin();
+    };
+    return other != kAfter && !other.empty() && at(other) < at(room);
+}
+
+/// \return "file includes what" for each include inside sim/ that `mayKnow` forbids
+std::vector<std::string> upwardIncludes() {
+    std::vector<std::string> result;
+    for (const tsInclude& include : includesOf("sim")) {
+        if (home(include.what) == "sim" && !mayKnow(roomOf(include.file), roomOf(include.what))) {
+            result.push_back(include.file + " includes " + include.what);
+        }
+    }
+    return result;
+}
+
+TEST(IncludeRule, NoRoomOfTheVirtualHeadKnowsALaterOneOrTheDoor) {
+    EXPECT_THAT(upwardIncludes(), testing::IsEmpty());
+}
+
+TEST(IncludeRule, EveryFileOfTheVirtualHeadLivesInAKnownRoom) {
+    std::set<std::string> rooms(kRooms.begin(), kRooms.end());
+    rooms.insert(kAfter);
+    std::set<std::string> found;
+    for (const tsInclude& include : includesOf("sim")) {
+        found.insert(roomOf(include.file));
+    }
+    found.erase(""); // the door
+    EXPECT_EQ(found, rooms);
+}
+
+// The rooms are a table in the documentation, too: in the same order.
+TEST(IncludeRule, TheRoomsAreThoseOfTheDocumentation) {
+    std::ifstream file(fs::path(HEAD_SOURCE_DIRECTORY) / "docs" / "architecture.md");
+    std::vector<std::string> documented;
+    constexpr std::string_view kRow = "| `sim/";
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with(kRow)) {
+            const auto to = line.find('`', kRow.size());
+            documented.push_back(line.substr(kRow.size(), to - kRow.size()));
+        }
+    }
+    std::vector<std::string> expected;
+    for (const std::string& room : kRooms) {
+        expected.push_back(room + "/");
+    }
+    expected.push_back("virtual_head.h");
+    expected.push_back(kAfter + "/");
+    EXPECT_EQ(documented, expected);
+}
+
+TEST(IncludeRule, OneRoomsPermissionIsNotAnothers) {
+    EXPECT_TRUE(mayKnow("chips", "journal"));
+    EXPECT_FALSE(mayKnow("journal", "chips"));
+    EXPECT_FALSE(mayKnow("chips", ""));
+    EXPECT_TRUE(mayKnow("", "boundary"));
+    EXPECT_TRUE(mayKnow("after", "base"));
+    EXPECT_FALSE(mayKnow("after", "journal"));
+    EXPECT_FALSE(mayKnow("boundary", "after"));
+    EXPECT_EQ(roomOf("sim/chips/link.h"), "chips");
+    EXPECT_EQ(roomOf("sim/after/report/page.h"), "after");
+    EXPECT_EQ(roomOf("sim/virtual_head.h"), "");
 }
 
 TEST(IncludeRule, ApplicationsKnowPublicPlatformHeadersOnly) {

@@ -15,10 +15,6 @@ namespace Varnox {
 
 namespace {
 
-/// Register-file words that every board serves.
-constexpr std::uint32_t kFrameIntervalWord = 0x3A000; // us
-constexpr std::uint32_t kExposureWord = 0x3A004;      // us
-
 /// What a board without a thermometer reports: below absolute zero. [degrees Celsius]
 constexpr int kNoTemperature = -275;
 
@@ -83,8 +79,9 @@ tcSensorBoard::tcSensorBoard(int boardType, std::uint32_t regionBase, std::uint3
 tcSensorBoard::~tcSensorBoard() = default;
 
 void tcSensorBoard::update(tsUpdate& update) {
-    const bool frameInterval = update.address == kFrameIntervalWord;
-    if (update.kind != kUpdateWordWrite || (!frameInterval && update.address != kExposureWord))
+    const bool frameInterval = update.address == sensorBoardWords::kFrameInterval;
+    if (update.kind != kUpdateWordWrite ||
+        (!frameInterval && update.address != sensorBoardWords::kExposure))
         return;
     update.handled = true;
 

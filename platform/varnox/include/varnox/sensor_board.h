@@ -20,6 +20,12 @@ namespace Varnox {
 class tcAbstractHandler;
 class tcPipeline;
 
+/// Words of the register file that every board serves.
+namespace sensorBoardWords {
+inline constexpr std::uint32_t kFrameInterval = 0x3A000; // us
+inline constexpr std::uint32_t kExposure = 0x3A004;      // us
+} // namespace sensorBoardWords
+
 /// What a board says of itself.
 struct tsCameraInfo {
     char model[16];            ///< NUL-terminated
