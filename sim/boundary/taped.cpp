@@ -14,6 +14,7 @@
 #include "sim/base/timed_text.h"
 #include "sim/boundary/hardware.h"
 #include "sim/recordings/call_text.h"
+#include "sim/recordings/call_words.h"
 
 namespace sim::taped {
 

@@ -18,8 +18,6 @@ namespace sim {
 /// \return for example "0xFF210000 16384 rw shared"
 [[nodiscard]] std::string mapText(std::uint32_t physicalAddress, std::size_t length, int protection,
                                   int flags);
-/// \return for example "0F B9 04 36"
-[[nodiscard]] std::string bytesText(std::span<const std::uint8_t> bytes);
 
 /// \param argument as the program handed it over, before the call is answered
 /// \return for example "SPI_IOC_MESSAGE 0F B9 04 36 (10000000 Hz, 32 bits)"

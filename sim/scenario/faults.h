@@ -4,69 +4,14 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "sim/base/fault.h"
 #include "sim/chips/conditions.h"
 #include "sim/journal/journal.h"
+#include "sim/scenario/fault_plan.h"
 
 namespace sim {
-
-/// When a fault begins or ends.
-struct tsMoment {
-    std::optional<std::uint64_t> timeNs; // since the head was built
-    std::string event;                   // words with which its line begins; empty: no event
-    std::uint64_t nth = 1;
-    [[nodiscard]] bool given() const { return timeNs.has_value() || !event.empty(); }
-};
-
-/// Numbers of what goes wrong; each kind of fault has its own use for them.
-struct tsFaultNumbers {
-    std::uint32_t which = 0; // lanes, lines or flags, one bit each; rail; core; index of a word
-    std::uint32_t value = 0;
-    std::uint64_t timeNs = 0;
-    double volts = 0;
-    int error = 0;
-};
-
-/// A kind of fault: a row of the table.
-struct tsFaultKind {
-    const char* form; // "`lanes N ... lost`"
-    const char* meaning;
-    /// \return empty when the words say something else
-    std::optional<tsFaultNumbers> (*read)(const std::vector<std::string>& words);
-    /// \param beganNs when the fault began
-    void (*apply)(const tsFaultNumbers& numbers, std::uint64_t beganNs, tsConditions& conditions);
-};
-
-/// A fault as it was asked for.
-struct tsPlannedFault {
-    std::string name;
-    const tsFaultKind* kind = nullptr;
-    tsFaultNumbers numbers;
-    tsMoment from;                         // neither: from the start
-    tsMoment until;                        // neither: for ever
-    std::optional<std::uint64_t> lengthNs; // instead of `until`
-};
-
-/// A text of a fault that cannot be understood.
-struct tsFaultError {
-    std::string key;
-    std::string value;
-    std::string why; // "allowed is ..."
-};
-
-/// Puts one text into its place. \param key "what", "at", "after", "for" or "until"
-/// \return empty, or what is wrong
-std::optional<tsFaultError> setFaultText(tsFault& fault, const std::string& key,
-                                         const std::string& value);
-/// \param error set when the result is empty
-std::optional<tsPlannedFault> plannedFault(const tsFault& fault, tsFaultError& error);
-/// \return the keys and every kind of fault, as Markdown
-std::string faultsMarkdown();
-/// \return names of the keys, as an error lists them
-std::string faultKeys();
 
 /// The faults of a head. Takes no lock. All operations but constructor and `records` are possible
 /// in a signal handler.

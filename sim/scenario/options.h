@@ -10,7 +10,7 @@
 #include "sim/chips/conditions.h"
 #include "sim/chips/fpga.h"
 #include "sim/pictures/sensor_image.h"
-#include "sim/scenario/faults.h"
+#include "sim/scenario/fault_plan.h"
 
 namespace sim {
 

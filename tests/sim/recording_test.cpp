@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 #include "sim/recordings/call_text.h"
+#include "sim/recordings/call_words.h"
 #include "sim/recordings/recording.h"
 #include "sim/virtual_head.h"
 #include "tests/sim/head_user.h"

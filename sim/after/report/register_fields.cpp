@@ -1,4 +1,4 @@
-#include "sim/after/report_fields.h"
+#include "sim/after/report/register_fields.h"
 
 #include <span>
 
