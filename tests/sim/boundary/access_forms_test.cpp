@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "sim/virtual_head.h"
-#include "tests/sim/access_forms.h"
+#include "tests/sim/boundary/access_forms.h"
 #include "tests/sim/head_user.h"
 
 namespace {

@@ -1,2 +1,0 @@
-#define LEVEL optimized
-#include "tests/sim/access_forms.inc"

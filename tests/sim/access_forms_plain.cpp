@@ -1,2 +1,0 @@
-#define LEVEL plain
-#include "tests/sim/access_forms.inc"

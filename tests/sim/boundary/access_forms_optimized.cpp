@@ -1,0 +1,2 @@
+#define LEVEL optimized
+#include "tests/sim/boundary/access_forms.inc"

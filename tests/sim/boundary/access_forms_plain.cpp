@@ -1,0 +1,2 @@
+#define LEVEL plain
+#include "tests/sim/boundary/access_forms.inc"
