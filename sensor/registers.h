@@ -57,6 +57,10 @@ inline constexpr tsRegisterField kGsPos2{0x1C, 0, 0x3FFF, "gs_pos2",
                                          "second global-shutter position [lines]"};
 inline constexpr std::uint32_t kNoPosition = 0x3FFF; // of a position: no frame has this line
 inline constexpr tsRegisterField kTiming3B{0x3B, 0, 0x3FFF, "timing_3b", "timing position [lines]"};
+
+// ADC. Only settings files write it; the driver leaves it alone.
+inline constexpr tsRegisterField kAdcDepth{0x20, 0, 0x7, "adc_depth", "3 = 10 bits, 5 = 12 bits"};
+inline constexpr std::uint32_t kAdcDepth10Bits = 3;
 inline constexpr tsRegisterField kHdPrd{0xB0, 0, 0xFFF, "hd_prd",
                                         "horizontal period less one [master clocks]"};
 
@@ -113,12 +117,11 @@ inline constexpr tsRegisterField kTestPattern{0x300, 16, 0x7, "test_pattern",
 
 /// Every field, by address and shift; the areas stand for area 0.
 inline constexpr std::array kAll{
-    kFrameState, kFrameControlMode, kHdMax,        kTiming14,        kTiming15,
-    kGresPos,    kAccFpos,          kTiming1A,     kGsPos1,          kGsPos2,
-    kTiming3B,   kAGainCoarse,      kAGainCoarse2, kAGainFine,       kDGainCoarse,
-    kDGainFine,  kVScanInvert2,     kHScanInvert2, kHScanInvert,     kVScanInvert,
-    kBin,        kAreaRowStart,     kAreaRowEnd,   kAreaColumnStart, kAreaColumnEnd,
-    kHdPrd,      kClockRange,       kTestSignal,   kTestPattern,
+    kFrameState,      kFrameControlMode, kHdMax,       kTiming14,    kTiming15,     kGresPos,
+    kAccFpos,         kTiming1A,         kGsPos1,      kGsPos2,      kAdcDepth,     kTiming3B,
+    kAGainCoarse,     kAGainCoarse2,     kAGainFine,   kDGainCoarse, kDGainFine,    kVScanInvert2,
+    kHScanInvert2,    kHScanInvert,      kVScanInvert, kBin,         kAreaRowStart, kAreaRowEnd,
+    kAreaColumnStart, kAreaColumnEnd,    kHdPrd,       kClockRange,  kTestSignal,   kTestPattern,
 };
 
 } // namespace sensorRegisters

@@ -15,10 +15,6 @@ namespace {
 using namespace sensorRegisters;
 namespace frame = frameCtrlRegisters;
 
-// The virtual sensor's ADC, as the demonstration settings files set it.
-constexpr tsRegisterField kAdcDepth{0x20, 0, 0x7, "adc_depth", "3 = 10 bits, 5 = 12 bits"};
-constexpr std::uint32_t kAdcDepth10 = 3;
-
 constexpr std::uint32_t kPixelsPerUnit = 6;
 constexpr std::uint32_t kLinesPerUnit = 2;
 
@@ -63,7 +59,7 @@ tsSensorImage decodeSensor(const tcSensor& sensor, double clockMhz) {
     image.exposureUs = clockMhz > 0 ? exposureLines(sensor) * lineClocks / clockMhz : 0;
     image.analogueGain = analogueGain(sensor);
     image.digitalGain = digitalGain(sensor);
-    image.depth = sensor.field(kAdcDepth) == kAdcDepth10 ? 10 : 12;
+    image.depth = sensor.field(kAdcDepth) == kAdcDepth10Bits ? 10 : 12;
     image.testPattern = sensor.field(kTestPattern);
     image.testSignal = sensor.field(kTestSignal) == kTestSignalOn;
     return image;
