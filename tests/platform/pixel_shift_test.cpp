@@ -13,20 +13,20 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr std::uint32_t kBase = 0xFF217000;
+constexpr std::uint32_t kShift = 0xFF217000;
 
 } // namespace
 
 TEST(PixelShift, AsksTheCoreWhoItIsAndNothingElse) {
     const auto head = aVirtualHead().build();
-    const tcPixelShift shift(kBase);
+    const tcPixelShift shift(kShift);
     EXPECT_TRUE(shift.initialized());
     EXPECT_THAT(head.lines(sim::kHardwareEvents), ElementsAre("READ 0xFF217200 0x50534831"));
 }
 
 TEST(PixelShift, SetsDirectionAndAmountInOneWrite) {
     auto head = aVirtualHead().build();
-    tcPixelShift shift(kBase);
+    tcPixelShift shift(kShift);
     shift.reset(false);
     head.clearLog();
     EXPECT_TRUE(shift.setShift(1, 4));
@@ -40,19 +40,19 @@ TEST(PixelShift, SetsDirectionAndAmountInOneWrite) {
 
 TEST(PixelShift, KeepsResetAndShiftApart) {
     auto head = aVirtualHead().build();
-    tcPixelShift shift(kBase);
+    tcPixelShift shift(kShift);
     shift.reset(true);
     EXPECT_TRUE(shift.setShift(1, 4));
-    EXPECT_EQ(head.fpgaWord(kBase), 0x80000014U);
+    EXPECT_EQ(head.fpgaWord(kShift), 0x80000014U);
     shift.reset(false);
-    EXPECT_EQ(head.fpgaWord(kBase), 0x00000014U);
+    EXPECT_EQ(head.fpgaWord(kShift), 0x00000014U);
     shift.reset(true);
-    EXPECT_EQ(head.fpgaWord(kBase), 0x80000014U);
+    EXPECT_EQ(head.fpgaWord(kShift), 0x80000014U);
 }
 
 TEST(PixelShift, RefusesWhatIsOutOfRangeAndWritesNothing) {
     auto head = aVirtualHead().build();
-    tcPixelShift shift(kBase);
+    tcPixelShift shift(kShift);
     head.clearLog();
     EXPECT_FALSE(shift.setShift(2, 0));
     EXPECT_FALSE(shift.setShift(-1, 0));
@@ -64,10 +64,10 @@ TEST(PixelShift, RefusesWhatIsOutOfRangeAndWritesNothing) {
 TEST(PixelShift, NeverTouchesACoreThatIsNotThereAndReportsItOnce) {
     for (auto* builder :
          {+[] { return aVirtualHead().withSilentCore(sim::teCore::pixelShift).build(); },
-          +[] { return aVirtualHead().withMapFailing(kBase, EPERM).build(); }}) {
+          +[] { return aVirtualHead().withMapFailing(kShift, EPERM).build(); }}) {
         auto head = builder();
         testing::internal::CaptureStderr();
-        tcPixelShift shift(kBase);
+        tcPixelShift shift(kShift);
         testing::internal::GetCapturedStderr();
         EXPECT_FALSE(shift.initialized());
         head.clearLog();

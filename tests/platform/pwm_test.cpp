@@ -18,8 +18,8 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr std::uint32_t kBase = 0xFF211000;
-constexpr std::uint32_t kControl = 0xFF211000;
+constexpr std::uint32_t kPwm = 0xFF211000;
+constexpr std::uint32_t kPwmControl = 0xFF211000;
 constexpr std::uint32_t kPeriod = 0xFF211004;
 constexpr std::uint32_t kDuty = 0xFF211008;
 
@@ -42,7 +42,7 @@ protected:
     }
 
     sim::tcVirtualHead head = aVirtualHead().withQuietViolations().build();
-    tcPwm pwm{kBase, 36.0, ""};
+    tcPwm pwm{kPwm, 36.0, ""};
 };
 
 struct tsPeriod {
@@ -60,19 +60,19 @@ TEST_F(PwmTest, IsInitializedWhenTheCoreIdentifiesItself) {
 
 TEST(Pwm, AsksTheCoreWhoItIsAndNothingElse) {
     auto head = aVirtualHead().build();
-    const tcPwm pwm(kBase, 36.0, "");
+    const tcPwm pwm(kPwm, 36.0, "");
     EXPECT_THAT(head.lines(sim::kHardwareEvents), ElementsAre("READ 0xFF211200 0x50574D31"));
 }
 
 TEST(Pwm, IsNotInitializedWhenTheCoreIsSilent) {
     const auto head = aVirtualHead().withSilentCore(sim::teCore::pwm).build();
-    EXPECT_FALSE(tcPwm(kBase, 36.0, "").initialized());
+    EXPECT_FALSE(tcPwm(kPwm, 36.0, "").initialized());
 }
 
 TEST(Pwm, NeverTouchesACoreThatIsNotMapped) {
-    const auto head = aVirtualHead().withMapFailing(kBase, EPERM).build();
+    const auto head = aVirtualHead().withMapFailing(kPwm, EPERM).build();
     stderrOf([] {
-        tcPwm pwm(kBase, 36.0, "");
+        tcPwm pwm(kPwm, 36.0, "");
         EXPECT_FALSE(pwm.initialized());
         EXPECT_THROW(pwm.enableCore(true), std::runtime_error);
         EXPECT_THROW(pwm.setInvertPulse(true), std::runtime_error);
@@ -85,8 +85,8 @@ TEST(Pwm, NeverTouchesACoreThatIsNotMapped) {
 
 TEST(Pwm, SaysWhichCoreIsNotThere) {
     const auto head = aVirtualHead().withSilentCore(sim::teCore::pwm).build();
-    tcPwm unnamed(kBase, 36.0, "");
-    tcPwm named(kBase, 36.0, "frame start");
+    tcPwm unnamed(kPwm, 36.0, "");
+    tcPwm named(kPwm, 36.0, "frame start");
     try {
         unnamed.setPeriodFreq(30);
         ADD_FAILURE();
@@ -123,12 +123,12 @@ TEST_F(PwmTest, InvertsItsPulsesAndKeepsThemRunning) {
     pwm.setPeriodTime(1000);
     pwm.enableCore(true);
     pwm.setInvertPulse(true);
-    EXPECT_EQ(head.fpgaWord(kControl), 0x80000001U);
+    EXPECT_EQ(head.fpgaWord(kPwmControl), 0x80000001U);
     pwm.setInvertPulse(false);
-    EXPECT_EQ(head.fpgaWord(kControl), 0x80000000U);
+    EXPECT_EQ(head.fpgaWord(kPwmControl), 0x80000000U);
     pwm.setInvertPulse(true);
     pwm.enableCore(false);
-    EXPECT_EQ(head.fpgaWord(kControl), 0x00000001U);
+    EXPECT_EQ(head.fpgaWord(kPwmControl), 0x00000001U);
 }
 
 TEST_F(PwmTest, TakesPulsesOfSixteenBits) {

@@ -112,15 +112,15 @@ std::vector<std::string> openedFiles(tcFileWatch& files) {
 }
 
 /// Standard output that takes nothing from some text on, and says so by an exception.
-class tcFailingOutput {
+class tcOutputThatFails {
 public:
-    explicit tcFailingOutput(const std::string& from)
+    explicit tcOutputThatFails(const std::string& from)
         : m_buffer(from), m_before(std::cout.rdbuf(&m_buffer)) {
         std::cout.exceptions(std::ios::badbit);
     }
-    tcFailingOutput(const tcFailingOutput&) = delete;
-    tcFailingOutput& operator=(const tcFailingOutput&) = delete;
-    ~tcFailingOutput() {
+    tcOutputThatFails(const tcOutputThatFails&) = delete;
+    tcOutputThatFails& operator=(const tcOutputThatFails&) = delete;
+    ~tcOutputThatFails() {
         std::cout.exceptions(std::ios::goodbit);
         std::cout.clear();
         std::cout.rdbuf(m_before);
@@ -392,7 +392,7 @@ TEST_F(Entry, AConstructionThatFailsReleasesEverythingAndThrowsOn) {
     const auto before = head().calls(sim::teCall::mmap, "/dev/mem");
     const auto devices = trace(
         [&] {
-            const tcFailingOutput output("Constructing tc3U5MGXSSensorBoard");
+            const tcOutputThatFails output("Constructing tc3U5MGXSSensorBoard");
             EXPECT_THROW(makeSensor("/dev/spidev1.0"), std::ios_base::failure);
         },
         sim::teEventKind::device | sim::teEventKind::gpio);

@@ -60,11 +60,6 @@ protected:
     std::int64_t stored() { return sensor().getExposure().count(); }
 };
 
-tcLines operator+(tcLines one, const tcLines& other) {
-    one.insert(one.end(), other.begin(), other.end());
-    return one;
-}
-
 // ---- Exposure mode 0
 
 TEST_F(Exposure, Mode0ProgramsTheEndOfTheFrameAndTheStart) {

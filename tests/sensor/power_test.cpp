@@ -19,13 +19,6 @@ using testing::IsEmpty;
 
 namespace {
 
-using tcLines = std::vector<std::string>;
-
-tcLines operator+(tcLines one, const tcLines& other) {
-    one.insert(one.end(), other.begin(), other.end());
-    return one;
-}
-
 const tcLines kPort = {
     "NOTE OUT tc3U5MGXS::powerUp: Opening spidev...",
     "NOTE OUT tc3U5MGXS::powerUp: Done!\\n",

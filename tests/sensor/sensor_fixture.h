@@ -26,6 +26,14 @@ inline constexpr sim::tcKinds kSeen =
     sim::teEventKind::adc | sim::teEventKind::adcCommand | sim::teEventKind::sleep |
     sim::teEventKind::note | sim::teEventKind::read | sim::teEventKind::write;
 
+using tcLines = std::vector<std::string>;
+
+/// \return the lines of one after the other.
+inline tcLines operator+(tcLines one, const tcLines& other) {
+    one.insert(one.end(), other.begin(), other.end());
+    return one;
+}
+
 /// \return the trace line of one register write, byte by byte: value bits 7..0; value bits 15..8;
 ///         address bits 1..0 above value bits 21..16; address bits 9..2
 inline std::string registerWrite(unsigned int address, unsigned int value) {

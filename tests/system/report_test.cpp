@@ -98,7 +98,7 @@ std::vector<std::string> loggedWrites(const std::string& log) {
     return rows;
 }
 
-std::vector<std::string> cellsOf(const std::string& row) {
+std::vector<std::string> cellsOfPage(const std::string& row) {
     std::vector<std::string> cells{""};
     for (const char character : row) {
         if (character == '|') {
@@ -114,7 +114,7 @@ std::vector<std::string> cellsOf(const std::string& row) {
 std::vector<std::string> shownWrites(const std::string& page) {
     std::vector<std::string> rows;
     for (const std::string& row : rowsOf(page, "writes")) {
-        const std::vector<std::string> cells = cellsOf(row);
+        const std::vector<std::string> cells = cellsOfPage(row);
         rows.push_back(cells.at(0) + "|" + cells.at(2) + "|" + cells.at(5));
     }
     return rows;
@@ -277,7 +277,7 @@ TEST_F(RunReport, ShowsAFailedRunAsItsLogHasIt) {
     EXPECT_EQ(shownWrites(shown), loggedWrites(log));
     std::map<std::string, unsigned> fates;
     for (const std::string& row : rowsOf(shown, "writes")) {
-        const std::vector<std::string> cells = cellsOf(row);
+        const std::vector<std::string> cells = cellsOfPage(row);
         ++fates[cells.at(1) + ": " + cells.at(6)];
         EXPECT_TRUE(cells.at(1) == "FPGA" || cells.at(4).empty()) << row; // it never held anything
     }
@@ -303,7 +303,7 @@ TEST_F(RunReport, ShowsAHealthyRunAsItsLogHasItAndNamesItsFields) {
     std::vector<std::string> rows;
     for (const std::string& row : rowsOf(shown, "writes")) {
         rows.push_back(row.substr(row.find('|') + 1)); // without its time
-        const std::vector<std::string> cells = cellsOf(row);
+        const std::vector<std::string> cells = cellsOfPage(row);
         EXPECT_TRUE(cells.at(1) == "sensor" || !cells.at(3).empty()) << row;
     }
     EXPECT_THAT(

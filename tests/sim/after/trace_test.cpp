@@ -10,7 +10,7 @@ namespace {
 
 using testing::ElementsAre;
 
-std::string errorOf(const std::string& text) {
+std::string errorOfTrace(const std::string& text) {
     try {
         static_cast<void>(sim::parseTrace(std::string_view(text)));
     } catch (const std::runtime_error& error) {
@@ -40,14 +40,17 @@ TEST(Trace, IsPutInTheOrderOfTimeAndKeepsTheOrderOfAnInstant) {
 
 TEST(Trace, NamesTheLineThatIsWrong) {
     const std::string good = "[    0.000000002] B\n";
-    EXPECT_EQ(errorOf(good + "hello\n"), "line 2: expected \"[TIME] EVENT\"");
-    EXPECT_EQ(errorOf("\n"), "line 1: expected \"[TIME] EVENT\"");
-    EXPECT_EQ(errorOf("[ ] A"), "line 1: a time is seconds with nine digits after the point");
-    EXPECT_EQ(errorOf("[    1.5] A"), "line 1: a time is seconds with nine digits after the point");
-    EXPECT_EQ(errorOf(good + good + "[   -1.000000000] A"), "line 3: the time is not a number");
-    EXPECT_EQ(errorOf("[99999999999999999999.000000000] A"), "line 1: the time is not a number");
-    EXPECT_EQ(errorOf("[9999999999.000000000] A"), "line 1: the time is out of range");
-    EXPECT_EQ(errorOf("[    0.000000000]  "), "line 1: there is no event behind the time");
+    EXPECT_EQ(errorOfTrace(good + "hello\n"), "line 2: expected \"[TIME] EVENT\"");
+    EXPECT_EQ(errorOfTrace("\n"), "line 1: expected \"[TIME] EVENT\"");
+    EXPECT_EQ(errorOfTrace("[ ] A"), "line 1: a time is seconds with nine digits after the point");
+    EXPECT_EQ(errorOfTrace("[    1.5] A"),
+              "line 1: a time is seconds with nine digits after the point");
+    EXPECT_EQ(errorOfTrace(good + good + "[   -1.000000000] A"),
+              "line 3: the time is not a number");
+    EXPECT_EQ(errorOfTrace("[99999999999999999999.000000000] A"),
+              "line 1: the time is not a number");
+    EXPECT_EQ(errorOfTrace("[9999999999.000000000] A"), "line 1: the time is out of range");
+    EXPECT_EQ(errorOfTrace("[    0.000000000]  "), "line 1: there is no event behind the time");
 }
 
 TEST(Trace, KnowsNumbers) {
