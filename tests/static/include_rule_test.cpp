@@ -150,7 +150,8 @@ TEST(IncludeRule, TheRoomsAreThoseOfTheDocumentation) {
     std::vector<std::string> documented;
     constexpr std::string_view kRow = "| `sim/";
     for (std::string line; std::getline(file, line);) {
-        if (line.starts_with(kRow)) {
+        if (line.starts_with(kRow) &&
+            line[kRow.size()] != '`') { // the folder itself has a row, too
             const auto to = line.find('`', kRow.size());
             documented.push_back(line.substr(kRow.size(), to - kRow.size()));
         }
