@@ -1,6 +1,5 @@
 /// \file
-/// What `save` writes, and `load` and `diff` read: the commands that bring the operator's settings
-/// back.
+/// What `save` writes, and `load` and `diff` read: commands that bring the settings back.
 #pragma once
 
 #include <string>

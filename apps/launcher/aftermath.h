@@ -1,5 +1,7 @@
 /// \file
 /// What is made of a run afterwards: summary, pictures, waveform and report.
+///
+/// All of it throws std::runtime_error where a file cannot be read or written.
 #pragma once
 
 #include <map>
