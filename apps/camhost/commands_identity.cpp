@@ -4,8 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
-#include "apps/camhost/executor.h"
 #include "apps/camhost/results.h"
 #include "apps/camhost/setting.h"
 

@@ -1,7 +1,7 @@
 #include <limits>
 
+#include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
-#include "apps/camhost/executor.h"
 #include "apps/camhost/results.h"
 #include "apps/camhost/setting.h"
 

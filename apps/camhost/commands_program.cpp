@@ -1,4 +1,5 @@
 #include "apps/camhost/commands.h"
+#include "apps/camhost/completion.h"
 #include "apps/camhost/executor.h"
 
 namespace camhost {
@@ -40,13 +41,6 @@ std::string keyword(tcCall& call, tcArguments& arguments) {
     return executeKeyword(call.head(), name, rest);
 }
 
-std::vector<std::string> commandNames(tcCall& call) {
-    std::vector<std::string> names = call.head().keywords();
-    for (const tsCommand& command : call.table().commands())
-        names.push_back(command.name);
-    return names;
-}
-
 tsCommand command(const char* name, const char* arguments, const char* summary,
                   std::vector<std::string> examples, tsCommand::Run run) {
     return {kGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
@@ -58,7 +52,7 @@ void addProgramCommands(tcCommandTable& table) {
     tsCommand helpCommand = command("help", "[COMMAND]", "list the commands, or tell about one",
                                     {"help exposure"}, help);
     helpCommand.choices = [](tcCall& call, std::size_t index) {
-        return index == 0 ? commandNames(call) : std::vector<std::string>{};
+        return index == 0 ? firstWords(call) : std::vector<std::string>{};
     };
     table.add(std::move(helpCommand));
     tsCommand keywordCommand =

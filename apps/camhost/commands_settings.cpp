@@ -2,7 +2,7 @@
 #include <map>
 
 #include "apps/camhost/commands.h"
-#include "apps/camhost/settings_file.h"
+#include "apps/camhost/saved_settings.h"
 
 namespace camhost {
 

@@ -2,8 +2,8 @@
 #include <optional>
 #include <sstream>
 
+#include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
-#include "apps/camhost/executor.h"
 #include "apps/camhost/register_names.h"
 
 namespace camhost {

@@ -5,21 +5,9 @@
 #include <stdexcept>
 #include <string>
 
-namespace camhost {
+#include "apps/camhost/exit_status.h"
 
-/// Exit statuses of the program. Scripts rely on them: they never change their meaning.
-enum class teExit : int {
-    eSuccess = 0,
-    eInternal = 1,      ///< a defect of this program
-    eUsage = 2,         ///< command line not understood
-    ePlugin = 3,        ///< plug-in not loadable
-    eBoard = 4,         ///< board not constructed
-    eInitialize = 5,    ///< the board's initialization failed
-    eCommand = 6,       ///< a command failed
-    eScript = 7,        ///< script not readable
-    eListen = 8,        ///< address not to be had
-    eInterrupted = 130, ///< Ctrl-C or a request to end
-};
+namespace camhost {
 
 /// Ends the program: which stage failed, and a text that says what, where, why and what to do.
 class tcFatalError : public std::runtime_error {

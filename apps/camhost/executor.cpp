@@ -1,49 +1,15 @@
 #include "apps/camhost/executor.h"
 
-#include <algorithm>
 #include <exception>
-#include <iomanip>
-#include <sstream>
 
-#include "apps/camhost/interrupt.h"
+#include "apps/camhost/completion.h"
 
 namespace camhost {
 
 namespace {
 
-constexpr const char* kInitialize = "init";
-
-/// Unlocks for as long as it lives.
-class tcUnlocked {
-public:
-    explicit tcUnlocked(std::unique_lock<std::mutex>& lock) : m_lock(lock) { m_lock.unlock(); }
-    tcUnlocked(const tcUnlocked&) = delete;
-    tcUnlocked& operator=(const tcUnlocked&) = delete;
-    ~tcUnlocked() { m_lock.lock(); }
-
-private:
-    std::unique_lock<std::mutex>& m_lock;
-};
-
-std::string seconds(std::chrono::milliseconds time) {
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(1) << static_cast<double>(time.count()) / 1000.0
-         << " s";
-    return text.str();
-}
-
-/// \return for example "capture [#####     ] 2.5 s of 5.0 s"
-std::string progressLine(const std::string& what, std::chrono::milliseconds done,
-                         std::chrono::milliseconds all) {
-    constexpr int kWidth = 30;
-    const auto full = static_cast<std::size_t>(kWidth * done.count() / all.count());
-    return what + " [" + std::string(full, '#') + std::string(kWidth - full, ' ') + "] " +
-           seconds(done) + " of " + seconds(all);
-}
-
 teExit failedStage(const tsLine& line) {
-    return !line.words.empty() && line.words.front() == kInitialize ? teExit::eInitialize
-                                                                    : teExit::eCommand;
+    return statusOfFailed(line.words.empty() ? "" : line.words.front());
 }
 
 } // namespace
@@ -54,22 +20,6 @@ std::string executeKeyword(tcHead& head, const std::string& keyword, const std::
     if (reply.starts_with("<nack ") && reply != "<nack 0>")
         throw tcCommandError(reply);
     return reply;
-}
-
-bool tcCall::wait(std::chrono::milliseconds duration, const std::string& what) {
-    const tcUnlocked unlocked(m_lock);
-    const bool whole = tcInterrupt::sleep(duration, [&](std::chrono::milliseconds slept) {
-        m_caller.progress(progressLine(what, slept, duration));
-        return isWaitedFor();
-    });
-    m_caller.progress("");
-    return whole;
-}
-
-bool tcCall::pause(std::chrono::milliseconds duration) {
-    const tcUnlocked unlocked(m_lock);
-    return tcInterrupt::sleep(duration,
-                              [this](std::chrono::milliseconds) { return isWaitedFor(); });
 }
 
 tcExecutor::tcExecutor(tcHead& head, const tcCommandTable& table, tcOutput& output)
@@ -135,35 +85,9 @@ std::string tcExecutor::run(tcCall& call, tsLine line) {
 }
 
 std::vector<std::string> tcExecutor::completions(std::string_view line) {
-    tsLine split;
-    try {
-        split = splitLine(line);
-    } catch (const tcCommandError&) {
-        return {};
-    }
-    const bool newWord = line.empty() || line.back() == ' ' || line.back() == '\t';
-    if (newWord)
-        split.words.emplace_back();
-    if (split.words.empty())
-        return {};
-
-    std::vector<std::string> candidates;
     std::unique_lock lock(m_lock);
-    if (split.words.size() == 1) {
-        candidates = m_head.keywords();
-        for (const tsCommand& command : m_table.commands())
-            candidates.push_back(command.name);
-    } else if (const tsCommand* command = m_table.find(split.words.front());
-               command != nullptr && command->choices) {
-        tcCall call(m_head, m_table, lock, m_operator);
-        candidates = command->choices(call, split.words.size() - 2);
-    }
-    std::erase_if(candidates, [&](const std::string& candidate) {
-        return !candidate.starts_with(split.words.back());
-    });
-    std::sort(candidates.begin(), candidates.end());
-    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-    return candidates;
+    tcCall call(m_head, m_table, lock, m_operator);
+    return completionsOf(line, call);
 }
 
 } // namespace camhost

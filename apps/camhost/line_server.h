@@ -2,31 +2,14 @@
 /// Text commands over TCP.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "apps/camhost/executor.h"
+#include "apps/camhost/listen_address.h"
+#include "apps/camhost/server_limits.h"
 
 namespace camhost {
-
-/// Where to listen.
-struct tsAddress {
-    std::string host;       ///< numeric, for example "127.0.0.1" or "::1"
-    std::uint16_t port = 0; ///< 0: any that is free
-};
-
-/// Reads "PORT", ":PORT", "ADDRESS:PORT" or "[ADDRESS]:PORT". Without an address it is loopback.
-/// \throws tcFatalError (`eListen`) for anything else
-tsAddress parseAddress(const std::string& text);
-
-/// What clients may take.
-struct tsServerLimits {
-    std::size_t clients = 8;
-    std::size_t lineBytes = 4096;
-    std::size_t unreadBytes = 1048576; ///< of replies that a client does not fetch
-};
 
 /// Serves the host's commands to several clients at once, one command at a time.
 ///

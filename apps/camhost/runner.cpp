@@ -11,8 +11,7 @@
 namespace camhost {
 
 void tcRunner::fail(teExit status, const std::string& place, const std::string& text) {
-    if (m_status == teExit::eSuccess)
-        m_status = status;
+    m_status.failed(status);
     m_output.error("camhost: " + place + ": " + text);
 }
 

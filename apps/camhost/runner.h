@@ -33,7 +33,7 @@ public:
     [[nodiscard]] bool ended() const { return m_ended; }
 
     /// \return what the program ends with: the first failure, or success
-    [[nodiscard]] teExit status() const { return m_status; }
+    [[nodiscard]] teExit status() const { return m_status.get(); }
 
 private:
     void fail(teExit status, const std::string& place, const std::string& text);
@@ -43,7 +43,7 @@ private:
     bool m_keepGoing;
     bool m_echo;
     bool m_ended = false;
-    teExit m_status = teExit::eSuccess;
+    tcScriptStatus m_status;
 };
 
 } // namespace camhost

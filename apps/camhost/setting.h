@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/camhost/call.h"
 #include "apps/camhost/command_table.h"
-#include "apps/camhost/executor.h"
 
 namespace camhost {
 

@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "apps/launcher/exit_status.h"
 #include "sim/base/launch.h"
 #include "sim/virtual_head.h"
 

@@ -9,9 +9,6 @@
 
 #include "apps/launcher/kept_output.h"
 
-/// Status for a program that cannot be started, as shells have it.
-inline constexpr int kNotStarted = 127;
-
 /// What the program's process is told, by environment variables. Empty: nothing.
 struct tsOrders {
     std::string preload;

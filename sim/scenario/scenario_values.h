@@ -1,6 +1,8 @@
 /// \file
-/// From the value of a scenario's key to what it means for the head. Every operation returns false
-/// for a value that is not allowed; what it would have set is then of no use.
+/// From the value of a scenario's key to what it means for the head.
+///
+/// Every operation returns false for a value that is not allowed; what it would have set is then of
+/// no use.
 #pragma once
 
 #include <cstdint>

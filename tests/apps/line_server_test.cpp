@@ -10,6 +10,7 @@
 #include <asio.hpp>
 
 #include "apps/camhost/interrupt.h"
+#include "apps/camhost/listen_address.h"
 #include "tests/apps/camhost_fixture.h"
 #include "tests/support/patience.h"
 

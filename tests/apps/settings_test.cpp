@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "apps/camhost/settings_file.h"
+#include "apps/camhost/saved_settings.h"
 #include "tests/apps/camhost_fixture.h"
 #include "tests/apps/process.h"
 

@@ -1,4 +1,4 @@
-#include "apps/camhost/settings_file.h"
+#include "apps/camhost/saved_settings.h"
 
 #include <cerrno>
 #include <cstdio>
