@@ -67,14 +67,14 @@ tcPreparation::tcPreparation(const tsArguments& arguments)
 }
 
 fs::path tcPreparation::layOutWorkdir(const std::string& asked) const {
-    const fs::path folder = asked.empty() ? fs::current_path() : fs::path(asked);
+    fs::path folder = asked.empty() ? fs::current_path() : fs::path(asked);
     if (!fs::is_directory(folder)) {
         throw tcUsageError(folder.string() + ": no such directory");
     }
     if (m_replaced.empty()) {
         return folder;
     }
-    const fs::path linked = leftovers() / "work";
+    fs::path linked = leftovers() / "work";
     layOut(folder, linked, m_replaced);
     return linked;
 }
