@@ -1,8 +1,10 @@
+#include <filesystem>
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
 
 #include "tests/apps/camhost_fixture.h"
+#include "tests/apps/process.h"
 
 using testing::HasSubstr;
 
@@ -360,6 +362,10 @@ TEST_F(CommandsTest, InfoTellsEverythingInJson) {
 }
 
 TEST_F(CommandsTest, EveryExampleOfTheHelpIsUnderstood) {
+    // "save my.settings" leaves its file in the working directory.
+    const tcFolder folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
     for (const camhost::tsCommand& command : table.commands()) {
         for (const std::string& example : command.examples) {
             EXPECT_TRUE(example == command.name || example.starts_with(command.name + " "))
@@ -369,6 +375,7 @@ TEST_F(CommandsTest, EveryExampleOfTheHelpIsUnderstood) {
             EXPECT_EQ(got.text.find("usage:"), std::string::npos) << example << ": " << got.text;
         }
     }
+    std::filesystem::current_path(before);
 }
 
 TEST_F(CommandsTest, HelpListsTheKeywordsOfThePlugIn) {
