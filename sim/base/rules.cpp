@@ -33,18 +33,10 @@ consteval tcText milliseconds(std::uint64_t ns) {
 
 // "300,000"
 consteval tcText grouped(std::uint64_t value) {
-    tcText text;
-    std::uint64_t unit = 1;
-    while (value / unit >= 1000) {
-        unit *= 1000;
+    if (value < 1000) {
+        return tcText().decimal(value);
     }
-    text.decimal(value / unit);
-    while (unit > 1) {
-        value %= unit;
-        unit /= 1000;
-        text.add(",").decimal(value / unit, 3);
-    }
-    return text;
+    return tcText().add(grouped(value / 1000).view()).add(",").decimal(value % 1000, 3);
 }
 
 consteval tcText microseconds(std::uint64_t ns) {
