@@ -2,7 +2,7 @@
 
 #include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
-#include "apps/camhost/register_names.h"
+#include "apps/camhost/register_file_names.h"
 #include "apps/camhost/results.h"
 
 namespace camhost {

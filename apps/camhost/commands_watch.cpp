@@ -4,7 +4,7 @@
 
 #include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
-#include "apps/camhost/register_names.h"
+#include "apps/camhost/register_file_names.h"
 
 namespace camhost {
 

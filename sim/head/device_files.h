@@ -12,7 +12,7 @@
 
 #include "sim/base/calls.h"
 #include "sim/chips/conditions.h"
-#include "sim/scenario/options.h"
+#include "sim/scenario/head_options.h"
 
 namespace sim {
 

@@ -26,8 +26,8 @@
 #include "sim/pictures/frame_recorder.h"
 #include "sim/pictures/frame_settings.h"
 #include "sim/recordings/tape.h"
-#include "sim/scenario/faults.h"
-#include "sim/scenario/options.h"
+#include "sim/scenario/fault_timing.h"
+#include "sim/scenario/head_options.h"
 
 namespace sim {
 

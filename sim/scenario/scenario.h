@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "sim/scenario/options.h"
+#include "sim/scenario/head_options.h"
 
 namespace sim {
 

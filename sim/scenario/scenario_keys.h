@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "sim/scenario/options.h"
+#include "sim/scenario/head_options.h"
 
 namespace sim {
 

@@ -1,6 +1,6 @@
 #include "sim/scenario/scenario_pictures.h"
 
-#include "sim/scenario/options.h"
+#include "sim/scenario/head_options.h"
 #include "sim/scenario/scenario.h"
 
 namespace sim {

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "sim/chips/supplies.h"
-#include "sim/scenario/options.h"
+#include "sim/scenario/head_options.h"
 
 namespace sim::values {
 

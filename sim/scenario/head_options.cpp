@@ -1,4 +1,4 @@
-#include "sim/scenario/options.h"
+#include "sim/scenario/head_options.h"
 
 #include "sim/base/healthy_head.h"
 

@@ -1,4 +1,4 @@
-#include "apps/camhost/register_names.h"
+#include "apps/camhost/register_file_names.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "sim/scenario/faults.h"
+#include "sim/scenario/fault_timing.h"
 
 #include <algorithm>
 
