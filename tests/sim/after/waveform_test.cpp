@@ -119,10 +119,15 @@ TEST(ValueChangeDump, ShowsChangesOfOneInstantOneNanosecondApart) {
     EXPECT_THAT(changesOf(dump, "DPA-FIFO-RESET10"), ElementsAre("0 0"));
 }
 
+// A transfer of one byte that begins after 1 us. Wire: mode, bits of a word, clock [Hz].
+std::vector<std::string> aTransfer(const std::string& wire, const std::string& byte,
+                                   const std::string& end) {
+    return {"[    0.000001000] STATE SPI-WIRE " + wire, "[    0.000001000] STATE SPI-SELECT 1",
+            "[    0.000001000] SPI " + byte, "[    " + end + "] STATE SPI-SELECT 0"};
+}
+
 TEST(ValueChangeDump, ShowsEveryBitOfATransfer) {
-    const std::string dump = dumpOf(
-        {"[    0.000001000] STATE SPI-WIRE 0 8 1000000", "[    0.000001000] STATE SPI-SELECT 1",
-         "[    0.000001000] SPI A1", "[    0.000009000] STATE SPI-SELECT 0"});
+    const std::string dump = dumpOf(aTransfer("0 8 1000000", "A1", "0.000009000"));
     EXPECT_THAT(changesOf(dump, "SPI-CS"), ElementsAre("0 1", "1000 0", "8875 1"));
     EXPECT_THAT(changesOf(dump, "SPI-MOSI"),
                 ElementsAre("0 0", "1000 1", "2000 0", "3000 1", "4000 0", "8000 1"));
@@ -133,9 +138,7 @@ TEST(ValueChangeDump, ShowsEveryBitOfATransfer) {
 }
 
 TEST(ValueChangeDump, ShowsClockPolarityPhaseAndBitOrder) {
-    const std::string dump = dumpOf(
-        {"[    0.000001000] STATE SPI-WIRE 11 4 1000000", "[    0.000001000] STATE SPI-SELECT 1",
-         "[    0.000001000] SPI 01", "[    0.000005000] STATE SPI-SELECT 0"});
+    const std::string dump = dumpOf(aTransfer("11 4 1000000", "01", "0.000005000"));
     EXPECT_THAT(changesOf(dump, "SPI-MOSI"), ElementsAre("0 0", "1250 1", "2250 0"));
     EXPECT_THAT(changesOf(dump, "SPI-CLK"),
                 ElementsAre("0 0", "1000 1", "1250 0", "1750 1", "2250 0", "2750 1", "3250 0",
@@ -144,9 +147,7 @@ TEST(ValueChangeDump, ShowsClockPolarityPhaseAndBitOrder) {
 
 // In real time a message may be over before its bits would be: 100 ns instead of 1 us are left.
 TEST(ValueChangeDump, DrawsATransferFasterThatIsOverEarly) {
-    const std::string dump = dumpOf(
-        {"[    0.000001000] STATE SPI-WIRE 0 8 1000000", "[    0.000001000] STATE SPI-SELECT 1",
-         "[    0.000001000] SPI A1", "[    0.000001800] STATE SPI-SELECT 0"});
+    const std::string dump = dumpOf(aTransfer("0 8 1000000", "A1", "0.000001800"));
     EXPECT_THAT(changesOf(dump, "SPI-CS"), ElementsAre("0 1", "1000 0", "1788 1"));
     EXPECT_THAT(changesOf(dump, "SPI-MOSI"),
                 ElementsAre("0 0", "1000 1", "1100 0", "1200 1", "1300 0", "1700 1"));

@@ -119,6 +119,34 @@ void mapRegisters(int openFlags, int mapFlags) {
 
 using tcHead = sim::tcVirtualHead;
 
+tsPair offWhileRunning(const char* name, tcDescriptor tcUser::*supply) {
+    return step("supply-off-running", name, [supply](tcHead&, tcUser& user, bool inOrder) {
+        user.powerUp();
+        setLevel(user.reset, inOrder ? 0 : 1);
+        setLevel(user.*supply, 0);
+    });
+}
+
+// The commands go before the pauses: they take time on their bus.
+tsPair threeVoltsMeasured(const char* name, std::uint8_t command) {
+    return limit("adc-early", name, 300'000'000ns, 299'999'999ns,
+                 [command](tcHead&, tcUser& user, std::chrono::nanoseconds pause) {
+                     referenceOn(user);
+                     user.monitor.command(command);
+                     suppliesOn(user);
+                     sleep_for(pause);
+                     user.monitor.convert();
+                 });
+}
+
+tsPair modeOtherThan0(const char* name, unsigned other) {
+    return limit("spi-mode", name, 0U, other, [](tcHead&, tcUser& user, unsigned mode) {
+        user.powerUp();
+        EXPECT_EQ(user.port.setMode(mode), 0);
+        user.port.writeRegister(0x20, 1);
+    });
+}
+
 std::vector<tsPair> supplyPairs() {
     return {
         step("supply-order", "CoreBeforeSvdd",
@@ -191,28 +219,12 @@ std::vector<tsPair> supplyPairs() {
                   sleep_for(pause);
                   setLevel(user.reset, 1);
               }),
-        step("supply-off-running", "ResetBeforeCore",
-             [](tcHead&, tcUser& user, bool inOrder) {
-                 user.powerUp();
-                 setLevel(user.reset, inOrder ? 0 : 1);
-                 setLevel(user.core, 0);
-             }),
-        step("supply-off-running", "ResetBeforeSvdd",
-             [](tcHead&, tcUser& user, bool inOrder) {
-                 user.powerUp();
-                 setLevel(user.reset, inOrder ? 0 : 1);
-                 setLevel(user.svdd, 0);
-             }),
-        step("supply-off-running", "ResetBeforeAvddh",
-             [](tcHead&, tcUser& user, bool inOrder) {
-                 user.powerUp();
-                 setLevel(user.reset, inOrder ? 0 : 1);
-                 setLevel(user.avddh, 0);
-             }),
+        offWhileRunning("ResetBeforeCore", &tcUser::core),
+        offWhileRunning("ResetBeforeSvdd", &tcUser::svdd),
+        offWhileRunning("ResetBeforeAvddh", &tcUser::avddh),
     };
 }
 
-// The commands go before the pauses: they take time on their bus.
 std::vector<tsPair> measurementPairs() {
     using std::chrono::nanoseconds;
     return {
@@ -224,22 +236,8 @@ std::vector<tsPair> measurementPairs() {
                   sleep_for(pause);
                   user.monitor.convert();
               }),
-        limit("adc-early", "AvddhFor300Milliseconds", 300'000'000ns, 299'999'999ns,
-              [](tcHead&, tcUser& user, nanoseconds pause) {
-                  referenceOn(user);
-                  user.monitor.command(0xCC);
-                  suppliesOn(user);
-                  sleep_for(pause);
-                  user.monitor.convert();
-              }),
-        limit("adc-early", "SvddFor300Milliseconds", 300'000'000ns, 299'999'999ns,
-              [](tcHead&, tcUser& user, nanoseconds pause) {
-                  referenceOn(user);
-                  user.monitor.command(0xAC);
-                  suppliesOn(user);
-                  sleep_for(pause);
-                  user.monitor.convert();
-              }),
+        threeVoltsMeasured("AvddhFor300Milliseconds", 0xCC),
+        threeVoltsMeasured("SvddFor300Milliseconds", 0xAC),
         limit("adc-early", "TenMillisecondsAfterReset", 10'000'000ns, 9'999'999ns,
               [](tcHead&, tcUser& user, nanoseconds pause) {
                   referenceOn(user);
@@ -285,24 +283,9 @@ std::vector<tsPair> wirePairs() {
                      user.port.writeRegister(0x20, 1);
                  }
              }),
-        limit("spi-mode", "ClockPhase", 0U, 1U,
-              [](tcHead&, tcUser& user, unsigned mode) {
-                  user.powerUp();
-                  EXPECT_EQ(user.port.setMode(mode), 0);
-                  user.port.writeRegister(0x20, 1);
-              }),
-        limit("spi-mode", "ClockPolarity", 0U, 2U,
-              [](tcHead&, tcUser& user, unsigned mode) {
-                  user.powerUp();
-                  EXPECT_EQ(user.port.setMode(mode), 0);
-                  user.port.writeRegister(0x20, 1);
-              }),
-        limit("spi-mode", "ChipSelect", 0U, 0x40U,
-              [](tcHead&, tcUser& user, unsigned mode) {
-                  user.powerUp();
-                  EXPECT_EQ(user.port.setMode(mode), 0);
-                  user.port.writeRegister(0x20, 1);
-              }),
+        modeOtherThan0("ClockPhase", 1),
+        modeOtherThan0("ClockPolarity", 2),
+        modeOtherThan0("ChipSelect", 0x40),
         limit("spi-word", "ThirtyTwoBits", 32, 31,
               [](tcHead&, tcUser& user, int bits) {
                   user.powerUp();
