@@ -103,6 +103,12 @@ tsOpenFile* tcDescriptors::find(int descriptor) {
     return nullptr;
 }
 
+bool tcDescriptors::isOpen(teDevice device) const {
+    return std::any_of(m_files.begin(), m_files.begin() + m_everUsed, [device](const auto& file) {
+        return file.inode != 0 && !file.isLineRequest && file.device == device;
+    });
+}
+
 void tcDescriptors::sweep(tcModel& model) {
     for (std::size_t at = 0; at < m_everUsed; ++at) {
         tsOpenFile& file = m_files[at];
@@ -114,6 +120,8 @@ void tcDescriptors::sweep(tcModel& model) {
         file.inode = 0;
         if (file.isLineRequest) {
             model.gpio.release(file.lines);
+        } else if (file.device == teDevice::spi && !isOpen(teDevice::spi)) {
+            model.spi.released();
         }
     }
 }

@@ -45,6 +45,7 @@ public:
 
 private:
     tsOpenFile* freeSlot();
+    [[nodiscard]] bool isOpen(teDevice device) const;
     int create(bool closeOnExec, tsOpenFile*& file);
 
     static constexpr std::size_t kFiles = 512;

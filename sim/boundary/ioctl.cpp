@@ -69,7 +69,8 @@ int modelledIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* 
     if (result == -ENOTTY && refusal <= 0 && _IOC_TYPE(request) != kTerminalRequests) {
         unknownCall(head, file.device, "ioctl", request);
     }
-    return result;
+    // Where other devices say ENOTTY, the kernel's GPIO lines say EINVAL.
+    return result == -ENOTTY && file.isLineRequest ? -EINVAL : result;
 }
 
 int headIoctl(tcModel& head, tsOpenFile& file, int descriptor, std::uint32_t request,

@@ -30,7 +30,8 @@ constexpr std::uint64_t kAddressEnd = std::uint64_t{1} << 32;
 
 int mappingError(tcModel& head, const tsOpenFile& file, const taped::tsMapping& mapping) {
     const auto page = static_cast<std::uint32_t>(::getpagesize());
-    if (mapping.length == 0 || mapping.physicalAddress % page != 0) {
+    if (mapping.length == 0 || mapping.physicalAddress % page != 0 ||
+        (mapping.flags & MAP_TYPE) == 0) { // neither shared nor private
         return EINVAL;
     }
     if ((mapping.protection & PROT_WRITE) != 0 && (file.flags & O_ACCMODE) == O_RDONLY) {

@@ -23,6 +23,9 @@ ssize_t modelledRead(tcModel& head, const tsOpenFile& file, std::span<std::uint8
     if (file.device == teDevice::i2c) {
         return i2cBus::read(head.adc, file.i2cAddress, buffer, refusal);
     }
+    if (file.device == teDevice::spi) {
+        return head.spi.read(buffer, refusal);
+    }
     if (refusal == 0) {
         unknownCall(head, file.device, "read of bytes", static_cast<std::uint32_t>(buffer.size()));
     }

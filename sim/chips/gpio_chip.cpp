@@ -50,6 +50,11 @@ int outputValueOf(const gpio_v2_line_config& config, std::uint32_t index) {
     return 0;
 }
 
+// The bits that lines of a request have in values and masks.
+std::uint64_t maskOf(const tsLineRequest& lines) {
+    return (lines.count == GPIO_V2_LINES_MAX ? 0 : std::uint64_t{1} << lines.count) - 1;
+}
+
 bool validConfig(const gpio_v2_line_config& config, std::uint32_t count) {
     if (config.num_attrs > GPIO_V2_LINE_NUM_ATTRS_MAX) {
         return false;
@@ -140,6 +145,9 @@ int tcGpioChip::describeLine(void* argument) const {
     copyName(info.consumer, line.used || !used(info.offset) ? line.consumer : "somebody-else");
     info.num_attrs = 0;
     info.flags = line.output ? GPIO_V2_LINE_FLAG_OUTPUT : GPIO_V2_LINE_FLAG_INPUT;
+    if (line.activeLow) {
+        info.flags |= GPIO_V2_LINE_FLAG_ACTIVE_LOW;
+    }
     if (used(info.offset)) {
         info.flags |= GPIO_V2_LINE_FLAG_USED;
     }
@@ -192,15 +200,17 @@ void tcGpioChip::configure(const tsLineRequest& lines, const gpio_v2_line_config
     for (std::uint32_t index = 0; index < lines.count; ++index) {
         tsLine& line = m_lines[lines.offsets[index]];
         const std::uint64_t flags = flagsOf(config, index);
+        const bool activeLow = (flags & GPIO_V2_LINE_FLAG_ACTIVE_LOW) != 0;
+        if (error == 0) {
+            line.activeLow = activeLow;
+        }
         if ((flags & GPIO_V2_LINE_FLAG_OUTPUT) != 0) {
-            const bool activeLow = (flags & GPIO_V2_LINE_FLAG_ACTIVE_LOW) != 0;
             const int level = outputValueOf(config, index) ^ (activeLow ? 1 : 0);
             m_journal.event(teLine::gpioOutput, lines.offsets[index],
                             static_cast<std::uint64_t>(level), error,
                             labelOf(lines.offsets[index]));
             if (error == 0) {
                 line.output = true;
-                line.activeLow = activeLow;
                 drive(line, level, true);
             }
         } else if ((flags & GPIO_V2_LINE_FLAG_INPUT) != 0) {
@@ -242,7 +252,7 @@ int tcGpioChip::setValues(const tsLineRequest& lines, const gpio_v2_line_values&
             error = error != 0 ? error : EPERM;
         }
     }
-    if (error == 0 && (values.mask & ((lines.count == 64 ? 0 : 1ULL << lines.count) - 1)) == 0) {
+    if (error == 0 && (values.mask & maskOf(lines)) == 0) {
         error = EINVAL;
     }
     for (std::uint32_t index = 0; index < lines.count; ++index) {
@@ -261,6 +271,9 @@ int tcGpioChip::setValues(const tsLineRequest& lines, const gpio_v2_line_values&
 }
 
 int tcGpioChip::getValues(const tsLineRequest& lines, gpio_v2_line_values& values) const {
+    if ((values.mask & maskOf(lines)) == 0) {
+        return -EINVAL; // nothing is asked for
+    }
     values.bits = 0;
     for (std::uint32_t index = 0; index < lines.count; ++index) {
         const tsLine& line = m_lines[lines.offsets[index]];
@@ -276,11 +289,13 @@ void tcGpioChip::drive(tsLine& line, int level, bool requested) {
     m_wiring.lineDriven(line.name, level, requested);
 }
 
-// The chip keeps an output's level when nobody holds the line any more.
+// The chip keeps direction and level when nobody holds the line any more; the kernel forgets that
+// it was active low.
 void tcGpioChip::release(const tsLineRequest& lines) {
     for (std::uint32_t index = 0; index < lines.count; ++index) {
         tsLine& line = m_lines[lines.offsets[index]];
         line.used = false;
+        line.activeLow = false;
         line.consumer.clear();
         m_journal.event(teLine::gpioReleased, lines.offsets[index], 0, 0,
                         labelOf(lines.offsets[index]));

@@ -16,7 +16,7 @@ constexpr std::uintptr_t kLastAddress = 0x7F;
 
 int messages(tcAdc& bus, void* argument, int refusal) {
     const auto& list = *static_cast<i2c_rdwr_ioctl_data*>(argument);
-    if (list.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) {
+    if (list.msgs == nullptr || list.nmsgs == 0 || list.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) {
         return -EINVAL;
     }
     std::uint32_t done = 0;

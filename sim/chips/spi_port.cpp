@@ -159,6 +159,19 @@ int tcSpiPort::write(std::span<const std::uint8_t> bytes, int refusal) {
     return message({&transfer, 1}, refusal);
 }
 
+int tcSpiPort::read(std::span<std::uint8_t> bytes, int refusal) {
+    if (bytes.size() > kLargestMessage) {
+        return -EMSGSIZE;
+    }
+    spi_ioc_transfer transfer{};
+    void* start = bytes.data();
+    std::uintptr_t address = 0;
+    std::memcpy(&address, &start, sizeof address);
+    transfer.rx_buf = address;
+    transfer.len = static_cast<std::uint32_t>(bytes.size());
+    return message({&transfer, 1}, refusal);
+}
+
 int tcSpiPort::check(std::span<const spi_ioc_transfer> transfers) const {
     std::uint64_t total = 0;
     for (const spi_ioc_transfer& transfer : transfers) {

@@ -45,6 +45,10 @@ public:
     int ioctl(std::uint32_t request, void* argument, int refusal);
     /// `write` on the device: one message of one transfer. \return bytes, or -errno
     int write(std::span<const std::uint8_t> bytes, int refusal);
+    /// `read` on the device: one message of one transfer, which sends zeroes. \return as `write`
+    int read(std::span<std::uint8_t> bytes, int refusal);
+    /// The last descriptor of the device is closed: the clock is the device tree's again.
+    void released() { m_speedHz = kDeviceTreeHz; }
 
     [[nodiscard]] std::uint64_t words() const { return m_words; }
     /// \return how long the last message took on the wire [ns]
@@ -63,6 +67,8 @@ private:
     void tellRest();
     void deliver(std::uint32_t word);
 
+    static constexpr std::uint32_t kDeviceTreeHz = 1'000'000; // the port's largest clock there
+
     tcSpiPeripheral& m_peripheral;
     tcJournal& m_journal;
     const tsConditions& m_now;
@@ -71,7 +77,7 @@ private:
 
     std::uint32_t m_mode = 0; // with SPI_LSB_FIRST
     std::uint8_t m_bits = 8;
-    std::uint32_t m_speedHz = 1'000'000;
+    std::uint32_t m_speedHz = kDeviceTreeHz;
 
     std::uint64_t m_messages = 0;
     std::uint64_t m_words = 0;

@@ -96,7 +96,11 @@ TEST(Memory, WhatTheKernelRefusesIsRefused) {
     EXPECT_EQ(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, readOnly, fileOffset(0xFF200004)),
               MAP_FAILED);
     EXPECT_EQ(errno, EINVAL);
+    // Neither shared nor private.
+    EXPECT_EQ(mmap(nullptr, 4096, PROT_READ, 0, readOnly, fileOffset(0xFF200000)), MAP_FAILED);
+    EXPECT_EQ(errno, EINVAL);
     close(readOnly);
+    EXPECT_TRUE(head.violations().empty());
 }
 
 TEST(Memory, OpeningAndMappingFailAsAskedFor) {

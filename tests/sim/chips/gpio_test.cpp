@@ -182,6 +182,79 @@ TEST(Gpio, PollingALineWaits) {
     EXPECT_EQ(poll(&waiting, 1, 1), 0);
 }
 
+// Flags of a line as its LINEINFO has them.
+std::uint64_t flagsOf(const tcDescriptor& chip, unsigned offset) {
+    gpio_v2_line_info info{};
+    info.offset = offset;
+    EXPECT_EQ(ioctl(chip.get(), GPIO_V2_GET_LINEINFO_IOCTL, &info), 0);
+    return info.flags;
+}
+
+TEST(Gpio, ActiveLowIsShownAndForgottenWithTheRequest) {
+    const auto head = sim::aVirtualHead().build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    EXPECT_EQ(flagsOf(chip, lines::kTrigger), GPIO_V2_LINE_FLAG_INPUT);
+    {
+        gpio_v2_line_request request{};
+        request.offsets[0] = lines::kTrigger;
+        request.num_lines = 1;
+        request.config.flags = GPIO_V2_LINE_FLAG_OUTPUT | GPIO_V2_LINE_FLAG_ACTIVE_LOW;
+        ASSERT_EQ(ioctl(chip.get(), GPIO_V2_GET_LINE_IOCTL, &request), 0);
+        const tcDescriptor line(request.fd);
+        EXPECT_EQ(flagsOf(chip, lines::kTrigger),
+                  GPIO_V2_LINE_FLAG_OUTPUT | GPIO_V2_LINE_FLAG_ACTIVE_LOW | GPIO_V2_LINE_FLAG_USED);
+        EXPECT_EQ(getLevel(line), 0); // inactive, which is a high pin
+    }
+    EXPECT_EQ(head.line("EXT_TRIG_EN"), 1);
+    EXPECT_EQ(flagsOf(chip, lines::kTrigger), GPIO_V2_LINE_FLAG_OUTPUT);
+    gpio_v2_line_request again{}; // as it is: neither input nor output
+    again.offsets[0] = lines::kTrigger;
+    again.num_lines = 1;
+    ASSERT_EQ(ioctl(chip.get(), GPIO_V2_GET_LINE_IOCTL, &again), 0);
+    EXPECT_EQ(getLevel(tcDescriptor(again.fd)), 1);
+}
+
+TEST(Gpio, AnInputCanBeActiveLow) {
+    const auto head = sim::aVirtualHead().build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    gpio_v2_line_request request{};
+    request.offsets[0] = 2;
+    request.num_lines = 1;
+    request.config.flags = GPIO_V2_LINE_FLAG_INPUT | GPIO_V2_LINE_FLAG_ACTIVE_LOW;
+    ASSERT_EQ(ioctl(chip.get(), GPIO_V2_GET_LINE_IOCTL, &request), 0);
+    const tcDescriptor line(request.fd);
+    EXPECT_EQ(head.line("HEAD_PRESENT_B"), 0);
+    EXPECT_EQ(getLevel(line), 1);
+}
+
+TEST(Gpio, ValuesOfNoLineAreRefused) {
+    const auto head = sim::aVirtualHead().build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    const tcDescriptor line = requestOutput(chip.get(), lines::kTrigger, 1);
+    for (const std::uint64_t mask : {0ULL, 2ULL}) { // none, and one that the request does not have
+        gpio_v2_line_values values{};
+        values.mask = mask;
+        errno = 0;
+        EXPECT_EQ(ioctl(line.get(), GPIO_V2_LINE_GET_VALUES_IOCTL, &values), -1) << mask;
+        EXPECT_EQ(errno, EINVAL) << mask;
+    }
+    EXPECT_TRUE(head.violations().empty());
+}
+
+TEST(Gpio, AnUnknownRequestOnALineIsInvalid) {
+    const auto head = sim::aVirtualHead().withQuietViolations().build();
+    const tcDescriptor chip = openDevice("/dev/gpiochip0");
+    const tcDescriptor line = requestOutput(chip.get(), lines::kTrigger, 1);
+    EXPECT_EQ(ioctl(line.get(), _IO('X', 1), nullptr), -1);
+    EXPECT_EQ(errno, EINVAL);
+    ASSERT_EQ(head.violations().size(), 1U);
+    EXPECT_EQ(head.violations()[0].rule, "device-call");
+    winsize size{}; // "is this a terminal?" is a fair question, answered in the same way
+    EXPECT_EQ(ioctl(line.get(), TIOCGWINSZ, &size), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(head.violations().size(), 1U);
+}
+
 TEST(Gpio, TheOldInterfaceIsAViolation) {
     const auto head = sim::aVirtualHead().withQuietViolations().build();
     const tcDescriptor chip = openDevice("/dev/gpiochip0");

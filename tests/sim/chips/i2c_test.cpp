@@ -104,6 +104,20 @@ TEST(Adc, ACombinedTransferIsTheSame) {
     EXPECT_THAT(result, ElementsAre(0x0A, 0x8F));
 }
 
+TEST(Adc, ACombinedTransferOfNothingIsRefused) {
+    const auto head = sim::aVirtualHead().build();
+    tcUser user;
+    i2c_msg message{0x49, I2C_M_RD, 0, nullptr};
+    for (i2c_rdwr_ioctl_data transfer :
+         {i2c_rdwr_ioctl_data{&message, 0}, i2c_rdwr_ioctl_data{nullptr, 1},
+          i2c_rdwr_ioctl_data{&message, I2C_RDWR_IOCTL_MAX_MSGS + 1}}) {
+        errno = 0;
+        EXPECT_EQ(ioctl(user.monitor.descriptor(), I2C_RDWR, &transfer), -1) << transfer.nmsgs;
+        EXPECT_EQ(errno, EINVAL) << transfer.nmsgs;
+    }
+    EXPECT_TRUE(head.violations().empty());
+}
+
 TEST(Adc, AShortTransferLeavesItsLastMessageAway) {
     auto head = sim::aVirtualHead().build();
     tcUser user;

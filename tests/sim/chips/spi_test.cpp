@@ -138,6 +138,54 @@ TEST(Spi, WriteIsAMessageOfOneTransfer) {
     EXPECT_EQ(head.sensorRegister(1), 9U);
 }
 
+TEST(Spi, ReadIsAMessageOfZeroes) {
+    const auto head = sim::aVirtualHead().build();
+    tcUser user;
+    user.powerUp();
+    ASSERT_EQ(user.port.setSpeed(10'000'000), 0);
+    const auto before = head.now();
+    std::uint8_t bytes[] = {1, 2, 3, 4};
+    EXPECT_EQ(read(user.port.descriptor(), bytes, 4), 4);
+    EXPECT_THAT(bytes, ElementsAre(0, 0, 0, 0));
+    EXPECT_EQ(head.now() - before, std::chrono::nanoseconds(3200)); // 32 bits at 10 MHz
+    EXPECT_EQ(head.sensorRegister(0), 0U);                 // the sensor cannot tell it from a write
+    EXPECT_EQ(read(user.port.descriptor(), bytes, 3), -1); // no whole word
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_TRUE(head.violations().empty());
+}
+
+TEST(Spi, ReadHasTheLengthOfABuffer) {
+    const auto head = sim::aVirtualHead().build();
+    const tcPort port;
+    std::vector<std::uint8_t> bytes(4097, 1);
+    EXPECT_EQ(read(port.descriptor(), bytes.data(), 4097), -1);
+    EXPECT_EQ(errno, EMSGSIZE);
+    EXPECT_THAT(head.lines(teEventKind::spi), IsEmpty());
+}
+
+TEST(Spi, TheLastCloseGivesTheClockBack) {
+    const auto head = sim::aVirtualHead().build();
+    const auto speedOf = [](int descriptor) {
+        std::uint32_t speed = 0;
+        EXPECT_EQ(ioctl(descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &speed), 0);
+        return speed;
+    };
+    const std::uint32_t fast = 10'000'000;
+    const std::uint8_t bits = 32;
+    {
+        const tcPort port;
+        ASSERT_EQ(ioctl(port.descriptor(), SPI_IOC_WR_MAX_SPEED_HZ, &fast), 0);
+        ASSERT_EQ(ioctl(port.descriptor(), SPI_IOC_WR_BITS_PER_WORD, &bits), 0);
+        { EXPECT_EQ(speedOf(tcPort().descriptor()), fast); } // somebody else comes and goes
+        EXPECT_EQ(speedOf(port.descriptor()), fast);
+    }
+    const tcPort again;
+    EXPECT_EQ(speedOf(again.descriptor()), 1'000'000U);
+    std::uint8_t kept = 0; // the other settings stay
+    ASSERT_EQ(ioctl(again.descriptor(), SPI_IOC_RD_BITS_PER_WORD, &kept), 0);
+    EXPECT_EQ(kept, 32);
+}
+
 TEST(Spi, ALongTransferIsLoggedToTheLastByte) {
     const auto head = sim::aVirtualHead().build();
     tcUser user;
