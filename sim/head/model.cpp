@@ -1,15 +1,8 @@
 #include "sim/head/model.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <pthread.h>
-#include <stdexcept>
 
 #include "sensor/registers.h"
-#include "sim/base/calls.h"
-#include "sim/base/events.h"
-#include "sim/base/fault.h"
-#include "sim/base/healthy_head.h"
 #include "sim/base/states.h"
 #include "sim/base/text.h"
 

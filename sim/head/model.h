@@ -2,14 +2,10 @@
 /// The head as one thing: its parts, and how they act on each other.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "sim/base/states.h"
 #include "sim/base/write_fates.h"
