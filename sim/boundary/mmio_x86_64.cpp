@@ -249,7 +249,7 @@ struct tsOperation {
 };
 
 std::size_t constantLength(const tsInstruction& instruction, bool byteForm) {
-    return byteForm ? 1 : (instruction.operandSize ? 2 : 4);
+    return byteForm ? 1 : (instruction.width(false) == 2 ? 2 : 4); // REX.W outweighs 0x66
 }
 
 tsOperation classifyTwoBytes(const tsInstruction& instruction) {
@@ -276,7 +276,7 @@ tsOperation classifyTwoBytes(const tsInstruction& instruction) {
     if (opcode == 0x6E && instruction.operandSize) { // MOVD to XMM
         return {reads, scalar, 0};
     }
-    if (opcode == 0x7E && instruction.operandSize) { // MOVD from XMM
+    if (opcode == 0x7E && instruction.operandSize && !instruction.repeat) { // MOVD from XMM
         return {writes, scalar, 0};
     }
     if ((opcode == 0x10 || opcode == 0x11) && instruction.repeat) { // MOVSS
