@@ -110,9 +110,7 @@ std::size_t operandLength(std::uint8_t modRm, std::uint8_t sib) {
 
 tsInstruction parse(std::uintptr_t pc) {
     tsInstruction instruction;
-    const void* code = nullptr;
-    std::memcpy(&code, &pc, sizeof code);
-    std::memcpy(instruction.bytes.data(), code, kLongestInstruction);
+    copyCode(pc, instruction.bytes);
     std::size_t at = 0;
     parsePrefixes(instruction, at);
     if (at + 4 < kLongestInstruction && (instruction.bytes[at] & 0xF0) == 0x40) {

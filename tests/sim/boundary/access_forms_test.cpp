@@ -1,7 +1,10 @@
 // Every form of access that a compiler makes is seen as what it is.
 
+#include <algorithm>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <vector>
 
 #include "sim/virtual_head.h"
 #include "tests/sim/boundary/access_forms.h"
@@ -362,6 +365,41 @@ TEST_F(MemoryOperand, AnInstructionThatCannotBeDecodedStopsTheProgram) {
                               : "D"(m_word), "c"(1), "a"(0)
                               : "memory"),
                  "virtual head: cannot decode the access to register 0xFF213000 .* bytes F3 AB");
+}
+
+// A function up to the last byte of a page, with an inaccessible page behind it.
+class tcLastCode {
+public:
+    explicit tcLastCode(const std::vector<std::uint8_t>& code)
+        : m_pages(mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE | PROT_EXEC,
+                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
+        auto* end = static_cast<std::uint8_t*>(m_pages) + kPage;
+        mprotect(end, kPage, PROT_NONE);
+        const void* start = std::copy_backward(code.begin(), code.end(), end);
+        std::memcpy(&m_function, &start, sizeof start);
+    }
+    tcLastCode(const tcLastCode&) = delete;
+    tcLastCode& operator=(const tcLastCode&) = delete;
+    ~tcLastCode() { munmap(m_pages, 2 * kPage); }
+    // RDI holds the address, EAX the result.
+    std::uint32_t operator()(volatile std::uint32_t* word) const { return m_function(word); }
+
+private:
+    static constexpr std::size_t kPage = 4096;
+    void* m_pages;
+    std::uint32_t (*m_function)(volatile std::uint32_t*) = nullptr;
+};
+
+TEST_F(MemoryOperand, NothingNeedLieBehindTheInstruction) {
+    holds(0x77);
+    EXPECT_EQ(tcLastCode({0x8B, 0x07, 0xC3})(m_word), 0x77U);                 // MOV, RET
+    EXPECT_EQ(tcLastCode({0x31, 0xC0, 0x0B, 0x07, 0xC3})(m_word), 0x77U);     // XOR, OR, RET
+    EXPECT_EQ(tcLastCode({0x69, 0x07, 2, 0, 0, 0, 0xC3})(m_word), 2U * 0x77); // IMUL, RET
+}
+
+TEST_F(MemoryOperand, TheBytesOfARefusedInstructionEndWithItsPage) {
+    const tcLastCode code({0xFF, 0x37}); // PUSH
+    EXPECT_DEATH(code(m_word), "cannot decode the access .* bytes FF 37\n");
 }
 
 TEST_F(MemoryOperand, ALoadOfTwoWordsIsNotTakenForAStore) {
