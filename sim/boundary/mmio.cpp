@@ -1,10 +1,13 @@
 #include "sim/boundary/mmio.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <sys/syscall.h>
 #include <ucontext.h>
+#include <unistd.h>
 
 #include "sim/base/real_calls.h"
 #include "sim/base/text.h"
@@ -20,7 +23,17 @@ namespace {
 constinit std::atomic<bool> s_installed{false};
 struct ::sigaction s_programAction {};
 
-constexpr std::size_t kShownBytes = 16; // of an instruction that cannot be decoded
+constexpr std::size_t kShownBytes = 16;     // of an instruction that cannot be decoded
+constexpr std::uintptr_t kPage = 4096;      // the smallest there is
+constexpr std::size_t kKernelSignalSet = 8; // bytes
+
+// Whether a set of signals can be read there. The kernel reads it before it refuses the operation,
+// so that nothing changes.
+bool readable(std::uintptr_t address) {
+    constexpr int noOperation = -1;
+    return syscall(SYS_rt_sigprocmask, noOperation, address, nullptr, kKernelSignalSet) != 0 &&
+           errno != EFAULT;
+}
 
 [[noreturn]] void stopUndecodable(std::uintptr_t address, std::uint32_t physicalAddress,
                                   const void* context) {
@@ -29,10 +42,8 @@ constexpr std::size_t kShownBytes = 16; // of an instruction that cannot be deco
     text.add("virtual head: cannot decode the access to register ").hex(physicalAddress, 8);
     text.add(" (address ").hex(address).add(") at PC ").hex(pc).add(", bytes");
     std::array<std::uint8_t, kShownBytes> bytes{};
-    const void* code = nullptr;
-    std::memcpy(&code, &pc, sizeof code);
-    std::memcpy(bytes.data(), code, bytes.size());
-    for (const std::uint8_t byte : bytes) {
+    const std::size_t shown = copyCode(pc, bytes);
+    for (const std::uint8_t byte : std::span(bytes).first(shown)) {
         text.add(" ").bareHex(byte, 2);
     }
     stopProgram(text.add("\n").view());
@@ -101,6 +112,16 @@ std::uintptr_t numberOf(const void* pointer) {
     std::uintptr_t number = 0;
     std::memcpy(&number, &pointer, sizeof number);
     return number;
+}
+
+std::size_t copyCode(std::uintptr_t pc, std::span<std::uint8_t> bytes) {
+    const std::uintptr_t left = kPage - pc % kPage;
+    const std::size_t length =
+        left >= bytes.size() || readable(pc + left) ? bytes.size() : static_cast<std::size_t>(left);
+    const void* code = nullptr;
+    std::memcpy(&code, &pc, sizeof code);
+    std::memcpy(bytes.data(), code, length);
+    return length;
 }
 
 void installTrap() {

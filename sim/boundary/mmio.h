@@ -6,7 +6,9 @@
 #pragma once
 
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace sim {
 
@@ -37,6 +39,10 @@ std::uintptr_t programCounter(const void* context);
 std::uint32_t busLoad(std::uint32_t physicalAddress, unsigned width);
 /// One store to the head. Possible in a signal handler. \param width [bytes]
 void busStore(std::uint32_t physicalAddress, unsigned width, std::uint32_t value);
+/// Copies the machine code at an address as far as it can be read: nothing need lie behind the page
+/// of an instruction. Possible in a signal handler; changes errno.
+/// \return bytes copied; the others stay as they are
+std::size_t copyCode(std::uintptr_t pc, std::span<std::uint8_t> bytes);
 /// \return address as a number
 std::uintptr_t numberOf(const void* pointer);
 

@@ -110,9 +110,7 @@ std::size_t operandLength(std::uint8_t modRm, std::uint8_t sib) {
 
 tsInstruction parse(std::uintptr_t pc) {
     tsInstruction instruction;
-    const void* code = nullptr;
-    std::memcpy(&code, &pc, sizeof code);
-    std::memcpy(instruction.bytes.data(), code, kLongestInstruction);
+    copyCode(pc, instruction.bytes);
     std::size_t at = 0;
     parsePrefixes(instruction, at);
     if (at + 4 < kLongestInstruction && (instruction.bytes[at] & 0xF0) == 0x40) {
@@ -249,7 +247,7 @@ struct tsOperation {
 };
 
 std::size_t constantLength(const tsInstruction& instruction, bool byteForm) {
-    return byteForm ? 1 : (instruction.operandSize ? 2 : 4);
+    return byteForm ? 1 : (instruction.width(false) == 2 ? 2 : 4); // REX.W outweighs 0x66
 }
 
 tsOperation classifyTwoBytes(const tsInstruction& instruction) {
@@ -276,7 +274,7 @@ tsOperation classifyTwoBytes(const tsInstruction& instruction) {
     if (opcode == 0x6E && instruction.operandSize) { // MOVD to XMM
         return {reads, scalar, 0};
     }
-    if (opcode == 0x7E && instruction.operandSize) { // MOVD from XMM
+    if (opcode == 0x7E && instruction.operandSize && !instruction.repeat) { // MOVD from XMM
         return {writes, scalar, 0};
     }
     if ((opcode == 0x10 || opcode == 0x11) && instruction.repeat) { // MOVSS

@@ -1,7 +1,10 @@
 // Every form of access that a compiler makes is seen as what it is.
 
+#include <algorithm>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <vector>
 
 #include "sim/virtual_head.h"
 #include "tests/sim/boundary/access_forms.h"
@@ -288,6 +291,32 @@ TEST_F(MemoryOperand, MovesThroughVectorRegisters) {
     EXPECT_THAT(m_head.violations(), IsEmpty());
 }
 
+TEST_F(MemoryOperand, MovesOfVectorRegistersBits) {
+    holds(0x3F800000);
+    std::uint64_t low = 0;
+    asm volatile("movd %1, %%xmm7\n\tmovq %%xmm7, %0" : "=r"(low) : "m"(*m_word) : "xmm7");
+    EXPECT_EQ(low, 0x3F800000U);
+    asm volatile("movd %1, %%xmm7\n\tmovd %%xmm7, %0" : "=m"(*m_word) : "r"(0x89U) : "xmm7");
+    EXPECT_THAT(accesses(),
+                ElementsAre("READ 0xFF213000 0x3F800000", "WRITE 0xFF213000 0x00000089"));
+}
+
+// A REX.W prefix outweighs the one for 16 bits, which assemblers leave there as padding.
+TEST_F(MemoryOperand, AWideConstantKeepsItsLengthBehindTwoSizePrefixes) {
+    std::uint64_t expected = 0;
+    std::uint64_t product = 0;
+    bool equal = false;
+    asm volatile("imulq $0x01234567, %1, %0" : "=r"(expected) : "m"(*m_word) : "cc");
+    asm volatile(".byte 0x66\n\timulq $0x01234567, (%1), %0"
+                 : "=r"(product)
+                 : "r"(m_word)
+                 : "memory", "cc");
+    asm volatile(".byte 0x66\n\tcmpq $0x01234567, (%1)" : "=@cce"(equal) : "r"(m_word) : "memory");
+    EXPECT_EQ(product, expected);
+    EXPECT_FALSE(equal);
+    EXPECT_EQ(m_head.violations().size(), 3U); // loads of 8 bytes
+}
+
 TEST_F(MemoryOperand, TheStoredRegisterMayBeTheBase) {
     const auto low = static_cast<std::uint32_t>(std::uintptr_t(m_word) & 0xFFFFFFFF);
     asm volatile("mov %0, %%rax\n\tmovl %%eax, (%%rax)" : : "r"(m_word) : "rax", "memory");
@@ -336,6 +365,49 @@ TEST_F(MemoryOperand, AnInstructionThatCannotBeDecodedStopsTheProgram) {
                               : "D"(m_word), "c"(1), "a"(0)
                               : "memory"),
                  "virtual head: cannot decode the access to register 0xFF213000 .* bytes F3 AB");
+}
+
+// A function up to the last byte of a page, with an inaccessible page behind it.
+class tcLastCode {
+public:
+    explicit tcLastCode(const std::vector<std::uint8_t>& code)
+        : m_pages(mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE | PROT_EXEC,
+                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
+        auto* end = static_cast<std::uint8_t*>(m_pages) + kPage;
+        mprotect(end, kPage, PROT_NONE);
+        const void* start = std::copy_backward(code.begin(), code.end(), end);
+        std::memcpy(&m_function, &start, sizeof start);
+    }
+    tcLastCode(const tcLastCode&) = delete;
+    tcLastCode& operator=(const tcLastCode&) = delete;
+    ~tcLastCode() { munmap(m_pages, 2 * kPage); }
+    // RDI holds the address, EAX the result.
+    std::uint32_t operator()(volatile std::uint32_t* word) const { return m_function(word); }
+
+private:
+    static constexpr std::size_t kPage = 4096;
+    void* m_pages;
+    std::uint32_t (*m_function)(volatile std::uint32_t*) = nullptr;
+};
+
+TEST_F(MemoryOperand, NothingNeedLieBehindTheInstruction) {
+    holds(0x77);
+    EXPECT_EQ(tcLastCode({0x8B, 0x07, 0xC3})(m_word), 0x77U);                 // MOV, RET
+    EXPECT_EQ(tcLastCode({0x31, 0xC0, 0x0B, 0x07, 0xC3})(m_word), 0x77U);     // XOR, OR, RET
+    EXPECT_EQ(tcLastCode({0x69, 0x07, 2, 0, 0, 0, 0xC3})(m_word), 2U * 0x77); // IMUL, RET
+}
+
+TEST_F(MemoryOperand, TheBytesOfARefusedInstructionEndWithItsPage) {
+    const tcLastCode code({0xFF, 0x37}); // PUSH
+    EXPECT_DEATH(code(m_word), "cannot decode the access .* bytes FF 37\n");
+}
+
+TEST_F(MemoryOperand, ALoadOfTwoWordsIsNotTakenForAStore) {
+    EXPECT_DEATH(asm volatile(".byte 0x66, 0xF3, 0x0F, 0x7E, 0x00" // MOVQ XMM0, [RAX]
+                              :
+                              : "a"(m_word)
+                              : "xmm0", "memory"),
+                 "cannot decode the access to register 0xFF213000 .* bytes 66 F3 0F 7E 00");
 }
 
 #endif
