@@ -1,7 +1,6 @@
 # How test programs are built and run: head_add_test().
 
 option(HEAD_TEST_UNITY "Compile several test files at once: quicker in all, slower after a change of one" OFF)
-set(HEAD_UNITY_FILES 8 CACHE STRING "Test files that are compiled at once")
 
 find_package(GTest REQUIRED)
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
