@@ -40,9 +40,17 @@ target_include_directories(head_options INTERFACE ${CMAKE_SOURCE_DIR})
 # file that is no larger than a gigabyte in it.
 add_compile_options("$<$<CXX_COMPILER_ID:GNU>:SHELL:--param ggc-min-expand=100 --param ggc-min-heapsize=1048576>")
 
+# What does not ship is linked in a quarter of the time; what ships keeps the linker of its compiler. The cross
+# compiler knows only its own.
+set(HEAD_QUICK_LINK "")
+find_program(HEAD_LLD ld.lld)
+if(HEAD_LLD AND NOT CMAKE_CROSSCOMPILING)
+  set(HEAD_QUICK_LINK -fuse-ld=lld)
+endif()
+
 if(HEAD_SANITIZE)
   add_compile_options(-fsanitize=${HEAD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
-  add_link_options(-fsanitize=${HEAD_SANITIZE})
+  add_link_options(-fsanitize=${HEAD_SANITIZE} ${HEAD_QUICK_LINK})
   # GCC takes members of the standard library for uninitialized once they are instrumented.
   add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   if(HEAD_SANITIZE MATCHES undefined)
@@ -52,3 +60,31 @@ else()
   add_compile_options($<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong)
   add_link_options(-Wl,-z,relro,-z,now)
 endif()
+
+option(HEAD_UNITY "Compile several files of the product at once: for builds that do not ship" OFF)
+set(HEAD_UNITY_FILES 8 CACHE STRING "Files that are compiled at once")
+
+# head_unity(NAME [SINGLE ...]): compiles several sources of a library or program at once, with HEAD_UNITY. Most of
+# what a source costs are its headers. SINGLE: what is compiled by itself; what has flags of its own is, too. The
+# compiler names a source that cannot do without: its helpers have the names of another's.
+function(head_unity name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SINGLE")
+  if(NOT HEAD_UNITY)
+    return()
+  endif()
+  get_target_property(sources ${name} SOURCES)
+  list(REMOVE_ITEM sources ${arg_SINGLE} "")
+  list(LENGTH sources count)
+  math(EXPR groups "(${count} + ${HEAD_UNITY_FILES} - 1) / ${HEAD_UNITY_FILES}")
+  # Dealt out like cards: sources that do alike things stand side by side in a list, and have helpers of the same
+  # name in their unnamed namespaces.
+  set(group 0)
+  foreach(source ${sources})
+    set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${group})
+    math(EXPR group "(${group} + 1) % ${groups}")
+  endforeach()
+  set_source_files_properties(${arg_SINGLE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  # What stands in an unnamed namespace of an included file may be in several files, in general: not here.
+  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+endfunction()

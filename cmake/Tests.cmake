@@ -1,7 +1,6 @@
 # How test programs are built and run: head_add_test().
 
 option(HEAD_TEST_UNITY "Compile several test files at once: quicker in all, slower after a change of one" OFF)
-set(HEAD_UNITY_FILES 8 CACHE STRING "Test files that are compiled at once")
 
 find_package(GTest REQUIRED)
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
@@ -25,6 +24,7 @@ math(EXPR HEAD_HANG_ALL "8 * ${HEAD_HANG}")
 # optimized, they are not; and nobody steps through them in these builds (preset "debug" is for that).
 add_library(head_test_options INTERFACE)
 target_link_libraries(head_test_options INTERFACE head_options GTest::gmock)
+target_link_options(head_test_options INTERFACE ${HEAD_QUICK_LINK})
 if(NOT CMAKE_BUILD_TYPE STREQUAL Debug)
   target_compile_options(head_test_options INTERFACE -O0 -g0 -U_FORTIFY_SOURCE)
 elseif(HEAD_SANITIZE)
