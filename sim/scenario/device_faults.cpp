@@ -42,7 +42,7 @@ void applyLine(const tsFaultNumbers& numbers, std::uint64_t, tsConditions& condi
     (numbers.value == kBusy ? conditions.busyLines : conditions.missingLines) |= numbers.which;
 }
 
-constexpr std::array kKinds{
+constexpr std::array kDeviceKinds{
     tsFaultKind{"`ADC fails ERRNO` or `ADC short`",
                 "Transfers with the supply monitor fail: ENXIO when nobody acknowledges, "
                 "ETIMEDOUT when the bus never becomes free. Or the last message is missing.",
@@ -111,7 +111,7 @@ constexpr std::array kKinds{
 } // namespace
 
 std::span<const tsFaultKind> deviceFaults() {
-    return kKinds;
+    return kDeviceKinds;
 }
 
 } // namespace sim

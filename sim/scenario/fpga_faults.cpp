@@ -82,7 +82,7 @@ tcNumbers readStuckWord(const std::vector<std::string>& words) {
     return numbers;
 }
 
-constexpr std::array kKinds{
+constexpr std::array kFpgaKinds{
     tsFaultKind{
         "`block NAME unmappable`; NAME is base, clock, frame-control, pwm, "
         "bad-pixel-take-over, bad-pixel-table, bad-pixel or pixel-shift",
@@ -110,7 +110,7 @@ constexpr std::array kKinds{
 } // namespace
 
 std::span<const tsFaultKind> fpgaFaults() {
-    return kKinds;
+    return kFpgaKinds;
 }
 
 } // namespace sim

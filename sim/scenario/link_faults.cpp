@@ -110,7 +110,7 @@ void applyPolarity(const tsFaultNumbers& numbers, std::uint64_t, tsConditions& c
     conditions.link.polarity = numbers.which;
 }
 
-constexpr std::array kKinds{
+constexpr std::array kLinkKinds{
     tsFaultKind{"`PLL never`, `PLL late MS` or `PLL lost`; `locked`, `rgLocked` or `gbLocked` in "
                 "the place of `PLL`",
                 "The receiver's PLL, or one of its flags: does not lock, takes MS milliseconds to "
@@ -127,7 +127,7 @@ constexpr std::array kKinds{
 } // namespace
 
 std::span<const tsFaultKind> linkFaults() {
-    return kKinds;
+    return kLinkKinds;
 }
 
 } // namespace sim

@@ -78,7 +78,7 @@ void applyUnreadable(const tsFaultNumbers& numbers, std::uint64_t, tsConditions&
     railOf(numbers, conditions).unreadable = true;
 }
 
-constexpr std::array kKinds{
+constexpr std::array kSupplyKinds{
     tsFaultKind{"`rail VDD1.2 0.9`, or an offset with its sign: `rail VDD1.2 -0.3`",
                 "The supply has another voltage at once.", readRail, applyRail},
     tsFaultKind{"`rail VDD1.2 droops 0.3 over 20`",
@@ -94,7 +94,7 @@ constexpr std::array kKinds{
 } // namespace
 
 std::span<const tsFaultKind> supplyFaults() {
-    return kKinds;
+    return kSupplyKinds;
 }
 
 } // namespace sim
