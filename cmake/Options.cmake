@@ -56,9 +56,23 @@ if(HEAD_SANITIZE)
   if(HEAD_SANITIZE MATCHES undefined)
     add_compile_options(-fsanitize=float-cast-overflow)
   endif()
+  # For tests: how a process dies, and how long it takes, differs.
+  foreach(sanitizer address thread)
+    if(HEAD_SANITIZE MATCHES ${sanitizer})
+      string(TOUPPER HEAD_${sanitizer}_SANITIZER definition)
+      add_compile_definitions(${definition})
+    endif()
+  endforeach()
 else()
   add_compile_options($<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong)
   add_link_options(-Wl,-z,relro,-z,now)
+endif()
+
+# A library that names what nothing defines does not link. Clang's sanitizers are in programs alone: an instrumented
+# library leaves their names open.
+set(HEAD_NO_UNDEFINED "")
+if(NOT HEAD_SANITIZE OR NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+  set(HEAD_NO_UNDEFINED -Wl,--no-undefined)
 endif()
 
 option(HEAD_UNITY "Compile several files of the product at once: for builds that do not ship" OFF)

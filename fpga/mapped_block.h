@@ -27,10 +27,10 @@ struct tsMappedBlock {
     [[nodiscard]] bool ok() const { return m_ok; }
 
     /// One single 32-bit load.
-    [[nodiscard]] std::uint32_t read(std::uint32_t word) const { return m_registers[word]; }
+    [[nodiscard]] std::uint32_t read(std::uint32_t word) const { return *at(word); }
 
     /// One single 32-bit store.
-    void write(std::uint32_t word, std::uint32_t value) { m_registers[word] = value; }
+    void write(std::uint32_t word, std::uint32_t value) { *at(word) = value; }
 
     /// One load of the field's register. \return the field, shifted down
     [[nodiscard]] std::uint32_t read(const tsRegisterField& field) const {
@@ -42,6 +42,12 @@ struct tsMappedBlock {
 
 private:
     void map();
+
+    // In integers: only touching a block that is not mapped is fatal, not naming a place in it.
+    [[nodiscard]] volatile std::uint32_t* at(std::uint32_t word) const {
+        return reinterpret_cast<volatile std::uint32_t*>(
+            reinterpret_cast<std::uintptr_t>(m_registers) + word * sizeof(std::uint32_t));
+    }
 
     volatile std::uint32_t* m_registers = nullptr; // first register of the block
     std::uint32_t m_physicalBase;                  // after alignment: of the page mapped first

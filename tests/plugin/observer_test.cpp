@@ -87,7 +87,7 @@ TEST_F(Observer, DigitalGainAboveThreeFailsWithoutACall) {
 
 TEST_F(Observer, OtherWordsArePrintedAndLeftUnmarked) {
     makeReadyBoard();
-    for (const auto& [address, line] : std::map<std::uint32_t, std::string>{
+    for (const auto& word : std::map<std::uint32_t, std::string>{
              {0x3A000, "237568"},
              {0x3CFFF, "249855"},
              {0x3D001, "249857"},
@@ -96,8 +96,8 @@ TEST_F(Observer, OtherWordsArePrintedAndLeftUnmarked) {
              {0xFFFFFFFF, "4294967295"},
          }) {
         tsUpdate update;
-        EXPECT_EQ(seen([&] { update = send(address, 1); }),
-                  text({printed("tcRegFileObs::update register: " + line + "\n")}));
+        EXPECT_EQ(seen([&] { update = send(word.first, 1); }),
+                  text({printed("tcRegFileObs::update register: " + word.second + "\n")}));
         EXPECT_FALSE(update.handled);
         EXPECT_EQ(update.status, 0);
     }

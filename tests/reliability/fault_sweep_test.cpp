@@ -22,7 +22,7 @@
 #include "tests/support/board_fixture.h"
 #include "tests/support/temporary_directory.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HEAD_ADDRESS_SANITIZER)
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -40,7 +40,7 @@ constexpr const char* kMem = "/dev/mem";
 // third of a call's errnos then, another third at the next call. What the target adds is its own
 // structures and offsets at each call, not other errnos: a seventh there, as its emulator is ten
 // times as slow.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(HEAD_ADDRESS_SANITIZER) || defined(HEAD_THREAD_SANITIZER)
 constexpr std::size_t kStride = 3;
 #elif defined(__arm__)
 constexpr std::size_t kStride = 7;
@@ -93,9 +93,9 @@ constexpr std::array kFatal{
 };
 
 /// How a process dies of a block that is not mapped. A sanitizer reports the signal and exits.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HEAD_ADDRESS_SANITIZER)
 constexpr const char* kFatalDeath = "exit 1";
-#elif defined(__SANITIZE_THREAD__)
+#elif defined(HEAD_THREAD_SANITIZER)
 constexpr const char* kFatalDeath = "exit 66";
 #else
 constexpr const char* kFatalDeath = "signal 11"; // SIGSEGV
@@ -488,7 +488,7 @@ protected:
     }
 
     static std::vector<std::string> leaks() {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HEAD_ADDRESS_SANITIZER)
         if (__lsan_do_recoverable_leak_check() != 0) {
             return {"memory leaked; the sanitizer says where"};
         }
@@ -618,7 +618,7 @@ TEST_F(FaultSweep, TwoFailuresAtATimeDoNoMoreHarm) {
 
 // The undefined-behaviour sanitizer needs descriptors itself, whenever it probes memory with a
 // pipe, and ends the process where there is none.
-#ifndef __SANITIZE_ADDRESS__
+#ifndef HEAD_ADDRESS_SANITIZER
 TEST_F(FaultSweep, AProcessWithoutDescriptorsLeftLosesNone) {
     constexpr std::size_t kMost = 24;
     const tsWorkResult result = workInChildren(

@@ -13,7 +13,7 @@ std::int64_t liveBlocks() {
     return blocks;
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(HEAD_ADDRESS_SANITIZER) && !defined(HEAD_THREAD_SANITIZER)
 
 namespace {
 

@@ -676,7 +676,7 @@ private:
 };
 
 TEST_F(Properties, HoldAfterEveryCallOfAnySequence) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(HEAD_ADDRESS_SANITIZER) || defined(HEAD_THREAD_SANITIZER)
     constexpr int kSequences = 4;
 #else
     constexpr int kSequences = 20;

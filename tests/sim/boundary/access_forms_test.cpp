@@ -381,8 +381,15 @@ public:
     tcLastCode(const tcLastCode&) = delete;
     tcLastCode& operator=(const tcLastCode&) = delete;
     ~tcLastCode() { munmap(m_pages, 2 * kPage); }
-    // RDI holds the address, EAX the result.
-    std::uint32_t operator()(volatile std::uint32_t* word) const { return m_function(word); }
+    // RDI holds the address, EAX the result. Clang would look for the function's type before its
+    // code.
+#ifdef __clang__
+    __attribute__((no_sanitize("function")))
+#endif
+    std::uint32_t
+    operator()(volatile std::uint32_t* word) const {
+        return m_function(word);
+    }
 
 private:
     static constexpr std::size_t kPage = 4096;
