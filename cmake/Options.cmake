@@ -56,6 +56,19 @@ if(HEAD_SANITIZE)
   if(HEAD_SANITIZE MATCHES undefined)
     add_compile_options(-fsanitize=float-cast-overflow)
   endif()
+  if(HEAD_SANITIZE STREQUAL thread AND CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    # Tests bring an `operator new` of their own, and Clang links another before it, unless the runtime is named.
+    execute_process(
+      COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.tsan-${CMAKE_SYSTEM_PROCESSOR}.a
+      OUTPUT_VARIABLE tsan
+      OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    add_link_options(
+      -fno-sanitize=thread
+      "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-Wl,--whole-archive,${tsan},--no-whole-archive,--dynamic-list=${tsan}.syms>"
+    )
+    # Tests stand before functions of a library, and meet its own calls as well.
+    add_compile_options(-fsemantic-interposition)
+  endif()
   # For tests: how a process dies, and how long it takes, differs.
   foreach(sanitizer address thread)
     if(HEAD_SANITIZE MATCHES ${sanitizer})
