@@ -88,15 +88,16 @@ if(NOT HEAD_SANITIZE OR NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
   set(HEAD_NO_UNDEFINED -Wl,--no-undefined)
 endif()
 
-option(HEAD_UNITY "Compile several files of the product at once: for builds that do not ship" OFF)
+set(HEAD_UNITY OFF CACHE STRING "Compile several files at once: OFF, TOOLS (virtual head, programs) or ON")
 set(HEAD_UNITY_FILES 8 CACHE STRING "Files that are compiled at once")
 
-# head_unity(NAME [SINGLE ...]): compiles several sources of a library or program at once, with HEAD_UNITY. Most of
+# head_unity(NAME [PRODUCT] [SINGLE ...]): compiles several sources of a library or program at once, with HEAD_UNITY. Most of
 # what a source costs are its headers. SINGLE: what is compiled by itself; what has flags of its own is, too. The
-# compiler names a source that cannot do without: its helpers have the names of another's.
+# compiler names a source that cannot do without: its helpers have the names of another's. PRODUCT: what camera stacks
+# load, which is compiled as anybody would, file by file, wherever it may ship.
 function(head_unity name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SINGLE")
-  if(NOT HEAD_UNITY)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PRODUCT" "" "SINGLE")
+  if(NOT HEAD_UNITY OR (arg_PRODUCT AND HEAD_UNITY STREQUAL TOOLS))
     return()
   endif()
   get_target_property(sources ${name} SOURCES)
