@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kLineBytes = 4096; // more is no line for people
 constexpr std::size_t kLinkLines = 32;
+constexpr std::size_t kLines = 4096;
 
 bool isBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r';
@@ -59,6 +60,7 @@ tcBoardTalk::~tcBoardTalk() {
 void tcBoardTalk::beginCommand() {
     const std::lock_guard lock(m_lock);
     m_newCommand = true;
+    m_lines.clear();
 }
 
 std::map<std::string, double> tcBoardTalk::supplies() const {
@@ -69,6 +71,11 @@ std::map<std::string, double> tcBoardTalk::supplies() const {
 std::vector<std::string> tcBoardTalk::link() const {
     const std::lock_guard lock(m_lock);
     return m_link;
+}
+
+std::vector<std::string> tcBoardTalk::lines() const {
+    const std::lock_guard lock(m_lock);
+    return {m_lines.begin(), m_lines.end()};
 }
 
 tcBoardTalk::int_type tcBoardTalk::overflow(int_type character) {
@@ -93,7 +100,11 @@ int tcBoardTalk::sync() {
 
 void tcBoardTalk::hear(char character) {
     if (character == '\n') {
-        keep(trimmed(m_line));
+        const std::string line = trimmed(m_line);
+        keep(line);
+        m_lines.push_back(line);
+        if (m_lines.size() > kLines)
+            m_lines.pop_front();
         m_line.clear();
     } else if (m_line.size() < kLineBytes) {
         m_line += character;

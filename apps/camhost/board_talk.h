@@ -2,6 +2,7 @@
 /// What a board tells by printing only.
 #pragma once
 
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -17,7 +18,8 @@ namespace camhost {
 ///
 /// - supplies: the last "NAME: VOLTS" of every name that begins with V;
 /// - the link: the lines that speak of locks or alignment, in their order, of the last command that
-///   printed any.
+///   printed any;
+/// - all lines of the last command, in their order.
 ///
 /// All operations may be called from several threads, with others printing meanwhile.
 class tcBoardTalk : private std::streambuf {
@@ -28,7 +30,8 @@ public:
     tcBoardTalk& operator=(const tcBoardTalk&) = delete;
     ~tcBoardTalk() override;
 
-    /// A new command begins: lines of the link that it prints replace those kept so far.
+    /// A new command begins: lines of the link that it prints replace those kept so far, and its
+    /// lines begin.
     void beginCommand();
 
     /// \return names and voltages [V], by name
@@ -36,6 +39,9 @@ public:
 
     /// \return at most the last 32 lines
     [[nodiscard]] std::vector<std::string> link() const;
+
+    /// \return at most the last 4096 lines of the command
+    [[nodiscard]] std::vector<std::string> lines() const;
 
 private:
     int_type overflow(int_type character) override;
@@ -52,6 +58,7 @@ private:
     bool m_newCommand = false;
     std::map<std::string, double> m_supplies;
     std::vector<std::string> m_link;
+    std::deque<std::string> m_lines;
 };
 
 /// Reads a line of the link that ends in a mask, one bit a lane: "DPA Lock: fff".

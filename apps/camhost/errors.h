@@ -27,6 +27,17 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// An operation that the board answered with a failure.
+class tcBoardError : public tcCommandError {
+public:
+    tcBoardError(const std::string& text, int result) : tcCommandError(text), m_result(result) {}
+    /// \return what the board answered
+    [[nodiscard]] int result() const { return m_result; }
+
+private:
+    int m_result;
+};
+
 /// A command that was stopped from outside.
 class tcInterrupted : public tcCommandError {
 public:

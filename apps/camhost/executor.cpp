@@ -61,6 +61,8 @@ tsReply tcExecutor::execute(std::string_view line, const tsCaller& caller) {
         return {teExit::eSuccess, text, call.quitRequested()};
     } catch (const tcInterrupted& exception) {
         return {teExit::eInterrupted, exception.what()};
+    } catch (const tcBoardError& exception) {
+        return {failedStage(split), exception.what() + m_head.explanation(exception.result())};
     } catch (const tcCommandError& exception) {
         return {failedStage(split), exception.what()};
     } catch (const std::exception& exception) {
@@ -71,7 +73,7 @@ tsReply tcExecutor::execute(std::string_view line, const tsCaller& caller) {
 
 std::string tcExecutor::run(tcCall& call, tsLine line) {
     const std::string name = line.words.front();
-    m_head.talk().beginCommand();
+    m_head.beginCommand();
     if (const tsCommand* command = m_table.find(name)) {
         tcArguments arguments(name, command->arguments, std::move(line));
         return command->run(call, arguments);

@@ -4,13 +4,19 @@
 
 namespace camhost {
 
-tcHead::tcHead(int sensorType, std::unique_ptr<Varnox::tcSensorBoard> board, tcOutput& output)
+tcHead::tcHead(int sensorType,
+               const std::function<std::unique_ptr<Varnox::tcSensorBoard>()>& makeBoard,
+               tcOutput& output)
     : m_sensorType(sensorType),
       m_registerFile(*Varnox::tcRegisterFile::getInstance(nullptr, true)),
-      m_board(std::move(board)) {
+      m_board(makeBoard()),
+      m_builtWith(lines()) {
     m_board->setPipeline(&m_pipeline);
-    m_board->setStatusListener([&output](int level, const std::string& text) {
-        output.log("[" + std::to_string(level) + "] " + text);
+    m_board->setStatusListener([this, &output](int level, const std::string& text) {
+        const std::string line = "[" + std::to_string(level) + "] " + text;
+        output.log(line);
+        const std::lock_guard lock(m_statusLock);
+        m_statusLines.push_back(line);
     });
     takeHandlers();
     m_registerFile.observable().registerObserver(*m_board);
@@ -40,6 +46,32 @@ tcHead::~tcHead() {
     m_handlers.clear(); // they work on the board: they go first
     m_board->setStatusListener(nullptr);
     m_board.reset();
+}
+
+void tcHead::beginCommand() {
+    m_talk.beginCommand();
+    m_complaints.beginCommand();
+    const std::lock_guard lock(m_statusLock);
+    m_statusLines.clear();
+}
+
+std::vector<std::string> tcHead::lines() const {
+    std::vector<std::string> lines = m_talk.lines();
+    const std::vector<std::string> complaints = m_complaints.lines();
+    lines.insert(lines.end(), complaints.begin(), complaints.end());
+    const std::lock_guard lock(m_statusLock);
+    lines.insert(lines.end(), m_statusLines.begin(), m_statusLines.end());
+    return lines;
+}
+
+std::string tcHead::explanation(int result) const {
+    if (!m_failures)
+        return {};
+    std::vector<std::string> all = m_builtWith; // a line that was not there then is not there now
+    const std::vector<std::string> now = lines();
+    all.insert(all.end(), now.begin(), now.end());
+    const auto explanation = m_failures->explain(result, all);
+    return explanation ? "\n" + failures::textOf(*explanation) : "";
 }
 
 Varnox::tcMultipleROISensor* tcHead::regions() {

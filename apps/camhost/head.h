@@ -2,12 +2,15 @@
 /// One camera head, as the host drives it.
 #pragma once
 
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <varnox/abstract_handler.h>
@@ -18,6 +21,7 @@
 
 #include "apps/camhost/board_talk.h"
 #include "apps/camhost/output.h"
+#include "apps/failures/failure_table.h"
 
 namespace camhost {
 
@@ -29,9 +33,10 @@ namespace camhost {
 class tcHead {
 public:
     /// \param sensorType what the plug-in says it serves
-    /// \param board      fresh from the plug-in
+    /// \param makeBoard  makes a fresh board of the plug-in; what it throws is passed on
     /// \param output     where status lines go; outlives the head
-    tcHead(int sensorType, std::unique_ptr<Varnox::tcSensorBoard> board, tcOutput& output);
+    tcHead(int sensorType, const std::function<std::unique_ptr<Varnox::tcSensorBoard>()>& makeBoard,
+           tcOutput& output);
     tcHead(const tcHead&) = delete;
     tcHead& operator=(const tcHead&) = delete;
     ~tcHead();
@@ -39,6 +44,13 @@ public:
     [[nodiscard]] int sensorType() const { return m_sensorType; }
     /// \return what the board told by printing
     [[nodiscard]] tcBoardTalk& talk() { return m_talk; }
+    /// What the board prints from now on belongs to a new command.
+    void beginCommand();
+    /// From now on failures are explained.
+    void knowFailures(failures::tcFailureTable table) { m_failures = std::move(table); }
+    /// \param result a failure that the board answered to this command
+    /// \return a newline and what it means, by the board's table; empty where nothing fits
+    [[nodiscard]] std::string explanation(int result) const;
     [[nodiscard]] Varnox::tcSensorBoard& board() { return *m_board; }
     [[nodiscard]] Varnox::tcPipeline& pipeline() { return m_pipeline; }
     [[nodiscard]] Varnox::tcRegisterFile& registerFile() { return m_registerFile; }
@@ -62,12 +74,18 @@ private:
     using tmHandlers = std::map<std::string, Varnox::tcAbstractHandler*>;
 
     void takeHandlers();
+    [[nodiscard]] std::vector<std::string> lines() const;
 
     tcBoardTalk m_talk{std::cout}; // the last to go: boards print to the end
+    tcBoardTalk m_complaints{std::cerr};
+    mutable std::mutex m_statusLock;
+    std::vector<std::string> m_statusLines; // of the last command
+    std::optional<failures::tcFailureTable> m_failures;
     int m_sensorType;
     Varnox::tcPipeline m_pipeline;
     Varnox::tcRegisterFile& m_registerFile;
     std::unique_ptr<Varnox::tcSensorBoard> m_board;
+    std::vector<std::string> m_builtWith;         // lines that the board printed as it was made
     tmHandlers m_keywords;                        // not owned
     Varnox::tcAbstractHandler* m_chain = nullptr; // not owned
     std::set<std::unique_ptr<Varnox::tcAbstractHandler>> m_handlers;

@@ -17,6 +17,7 @@
 #include "apps/camhost/output.h"
 #include "apps/camhost/plugin.h"
 #include "apps/camhost/runner.h"
+#include "apps/failures/failure_table.h"
 
 namespace camhost {
 
@@ -78,6 +79,20 @@ teExit carryOut(const tsOptions& options, const std::string& script, tcExecutor&
     return runner.status();
 }
 
+/// A board without a table, or with one that cannot be read, works as well; its failures stay
+/// numbers.
+void readFailures(const tcPlugin& plugin, tcHead& head, tcOutput& output) {
+    const std::optional<std::string> file = failures::tableBeside(plugin.path());
+    if (!file)
+        return;
+    try {
+        head.knowFailures(failures::tcFailureTable(*file));
+    } catch (const std::exception& error) {
+        output.error(std::string("camhost: warning: ") + error.what() +
+                     ". Failures will not be explained; install the plug-in's package again.");
+    }
+}
+
 teExit drive(const tsOptions& options, tcOutput& output) {
     const std::string script = fromHere(options.script);
     if (!options.log.empty())
@@ -88,7 +103,9 @@ teExit drive(const tsOptions& options, tcOutput& output) {
         output.error("camhost: warning: " + warning);
     tcInterrupt::install();
 
-    tcHead head(plugin.sensorType(), plugin.makeBoard(options.spi), output);
+    tcHead head(
+        plugin.sensorType(), [&] { return plugin.makeBoard(options.spi); }, output);
+    readFailures(plugin, head, output);
     output.log(servedText(plugin, head));
     const tcCommandTable table = makeCommandTable();
     tcExecutor executor(head, table, output);

@@ -55,8 +55,9 @@ std::string remedyFor(int result) {
 void requireSuccess(const std::string& what, int result, const std::string& still) {
     if (result == Varnox::eSuccess)
         return;
-    throw tcCommandError(what + " failed, " + resultText(result) +
-                         (still.empty() ? "" : "; " + still) + "; " + remedyFor(result));
+    throw tcBoardError(what + " failed, " + resultText(result) +
+                           (still.empty() ? "" : "; " + still) + "; " + remedyFor(result),
+                       result);
 }
 
 } // namespace camhost

@@ -15,7 +15,7 @@ std::string remedyFor(int result);
 /// Throws for everything but success.
 /// \param what the operation, as "exposure 5000 us"
 /// \param still what holds now, as "exposure stays 30000 us"; may be empty
-/// \throws tcCommandError with operation, result, its meaning and what to do
+/// \throws tcBoardError with operation, result, its meaning and what to do
 void requireSuccess(const std::string& what, int result, const std::string& still = {});
 
 } // namespace camhost

@@ -21,7 +21,8 @@ class CamhostTest : public testing::Test {
 protected:
     explicit CamhostTest(const std::string& device = "x") {
         testing::internal::CaptureStdout();
-        head = std::make_unique<camhost::tcHead>(42, std::make_unique<tcFakeBoard>(device), output);
+        head = std::make_unique<camhost::tcHead>(
+            42, [&] { return std::make_unique<tcFakeBoard>(device); }, output);
         executor = std::make_unique<camhost::tcExecutor>(*head, table, output);
     }
     ~CamhostTest() override {

@@ -68,7 +68,8 @@ protected:
         std::filesystem::copy(HEAD_DATA, folder.path(), std::filesystem::copy_options::recursive);
         std::filesystem::current_path(folder.path());
         testing::internal::CaptureStdout();
-        session.emplace(plugin.sensorType(), plugin.makeBoard("/dev/spidev1.0"), output);
+        session.emplace(
+            plugin.sensorType(), [&] { return plugin.makeBoard("/dev/spidev1.0"); }, output);
         executor.emplace(*session, table, output);
     }
     ~DocumentationTest() override {

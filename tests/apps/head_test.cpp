@@ -1,8 +1,12 @@
 #include "apps/camhost/head.h"
 
+#include <fstream>
+#include <iostream>
+
 #include <gmock/gmock.h>
 
 #include "tests/apps/fake_board.h"
+#include "tests/support/temporary_directory.h"
 
 using camhost::tcHead;
 using camhost::tcOutput;
@@ -12,7 +16,8 @@ TEST(Head, DeletesEveryHandlerOnceAndBeforeTheBoard) {
     tcOutput output;
     testing::internal::CaptureStdout();
     {
-        tcHead head(42, std::make_unique<tcFakeBoard>("x"), output);
+        tcHead head(
+            42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
         EXPECT_THAT(head.keywords(), ElementsAre("CLKS", "FAKE", "FAKE2"));
     }
     const std::string out = testing::internal::GetCapturedStdout();
@@ -32,7 +37,8 @@ TEST(Head, EndsARunningCapture) {
     tcOutput output;
     testing::internal::CaptureStdout();
     {
-        tcHead head(42, std::make_unique<tcFakeBoard>("x"), output);
+        tcHead head(
+            42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
         EXPECT_EQ(head.board().start(), 0);
     }
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
@@ -43,7 +49,8 @@ TEST(Head, HandsKeywordsToTheirHandlersAndOthersToTheChain) {
     tcOutput output;
     testing::internal::CaptureStdout();
     {
-        tcHead head(42, std::make_unique<tcFakeBoard>("x"), output);
+        tcHead head(
+            42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
         EXPECT_EQ(head.execute("CLKS", ""), "<ack ^1>");
         EXPECT_EQ(head.execute("FAKE", "a  b"), "<ack>");
         EXPECT_EQ(head.execute("FAKE", ""), "<ack a  b>");
@@ -61,7 +68,8 @@ TEST(Head, AnswersNothingKnownForABoardWithoutHandlers) {
         tcBareBoard() : tcSensorBoard(0, 0, 0, 0, nullptr) {}
     };
     tcOutput output;
-    tcHead head(0, std::make_unique<tcBareBoard>(), output);
+    tcHead head(
+        0, [] { return std::make_unique<tcBareBoard>(); }, output);
     EXPECT_EQ(head.execute("CLKS", ""), "<nack 1>");
     EXPECT_TRUE(head.keywords().empty());
     EXPECT_EQ(head.regions(), nullptr);
@@ -72,7 +80,8 @@ TEST(Head, TakesEverythingOffTheRegisterFile) {
     tcOutput output;
     testing::internal::CaptureStdout();
     {
-        tcHead head(42, std::make_unique<tcFakeBoard>("x"), output);
+        tcHead head(
+            42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
         EXPECT_TRUE(file.write_word(0x3A074, 1).handled);   // by a handler
         EXPECT_TRUE(file.write_word(0x3A004, 100).handled); // by the board
     }
@@ -85,12 +94,57 @@ TEST(Head, KeepsWhatBoardsDoNotTell) {
     tcOutput output;
     testing::internal::CaptureStdout();
     {
-        tcHead head(42, std::make_unique<tcFakeBoard>("x"), output);
+        tcHead head(
+            42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
         EXPECT_EQ(head.remembered("bpp"), std::nullopt);
         head.remember("bpp", 2);
         EXPECT_EQ(head.remembered("bpp"), 2);
         head.forgetSettings();
         EXPECT_EQ(head.remembered("bpp"), std::nullopt);
     }
+    testing::internal::GetCapturedStdout();
+}
+
+// Says what a board of this test said, as it was made and later.
+camhost::tcHead& teach(camhost::tcHead& head, const std::string& expression) {
+    const tcTemporaryDirectory folder;
+    const auto path = folder.path() / "x.failures.json";
+    std::ofstream(path)
+        << R"({"format": 1, "lanes": 1, "blocks": {}, "supplies": {}, "failures": [
+        {"name": "n", "stage": "s", "when": {"lines": [")" +
+               expression + R"("]}, "says": "{1}", "causes": [{"cause": "c", "measure": "m"}]}]})";
+    head.knowFailures(failures::tcFailureTable(path.string()));
+    return head;
+}
+
+TEST(Head, ExplainsAFailureByAllThatTheBoardSaid) {
+    tcOutput output;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    {
+        tcHead head(
+            42,
+            [] {
+                std::cerr << "made: no line\n";
+                return std::make_unique<tcFakeBoard>("x");
+            },
+            output);
+        EXPECT_EQ(head.explanation(-2), "") << "without a table";
+        head.beginCommand();
+        std::cout << "out: 1\n";
+        std::cerr << "err: 2\n";
+        EXPECT_EQ(head.board().start(), 0); // a status line: "[0] Starting capture..."
+        const std::string rest = "\n  likely: c\n  measure: m";
+        EXPECT_EQ(teach(head, "^made: (.*)$").explanation(-2), "\n  no line" + rest);
+        EXPECT_EQ(teach(head, "^out: (.*)$").explanation(-2), "\n  1" + rest);
+        EXPECT_EQ(teach(head, "^err: (.*)$").explanation(-2), "\n  2" + rest);
+        EXPECT_EQ(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2), "\n  Starting" + rest);
+        head.beginCommand();
+        EXPECT_EQ(teach(head, "^made: (.*)$").explanation(-2), "\n  no line" + rest);
+        EXPECT_EQ(teach(head, "^out: (.*)$").explanation(-2), "");
+        EXPECT_EQ(teach(head, "^err: (.*)$").explanation(-2), "");
+        EXPECT_EQ(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2), "");
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "made: no line\nerr: 2\n");
     testing::internal::GetCapturedStdout();
 }

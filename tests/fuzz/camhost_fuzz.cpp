@@ -17,7 +17,7 @@ namespace {
 struct tsHost {
     camhost::tcOutput output;
     camhost::tcCommandTable table = camhost::makeCommandTable();
-    camhost::tcHead head{42, std::make_unique<tcFakeBoard>("x"), output};
+    camhost::tcHead head{42, [] { return std::make_unique<tcFakeBoard>("x"); }, output};
     camhost::tcExecutor executor{head, table, output};
 };
 

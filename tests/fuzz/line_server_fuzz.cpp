@@ -30,7 +30,7 @@ constexpr std::array<std::string_view, 3> kWaiting{"wait", "watch", "capture"};
 struct tsHost {
     camhost::tcOutput output;
     camhost::tcCommandTable table = camhost::makeCommandTable();
-    camhost::tcHead head{42, std::make_unique<tcFakeBoard>("x"), output};
+    camhost::tcHead head{42, [] { return std::make_unique<tcFakeBoard>("x"); }, output};
     camhost::tcExecutor executor{head, table, output};
     camhost::tcLineServer server{executor, {"127.0.0.1", 0}, {4, kLineBytes, 1'000'000}};
 };

@@ -1,4 +1,5 @@
-// Every row of docs/diagnostics.md happens: the shipped plug-in in camhost on the virtual head.
+// Every example of the table of failures happens: the shipped plug-in in camhost on the virtual
+// head.
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "sim/virtual_head.h"
 #include "tests/support/temporary_directory.h"
@@ -22,53 +24,49 @@ using tcLines = std::vector<std::string>;
 const std::string kSource = HEAD_SOURCE_DIRECTORY;
 
 struct tsRow {
-    std::size_t line = 0; // of the page
+    std::string name;     // section and number
     std::string commands; // "init; start"
     std::string result;   // "-2", "signal 11"
+    std::string says;     // what camhost says below the result; may be empty
+    std::string failure;  // the entry that it comes from; empty where nothing failed
     tcLines output;       // of standard output
     tcLines errors;       // all of standard error
     tcLines fault;        // "what = ...", or one name of a file
 };
 
-// What stands between the backquotes of a cell. "\t" is a tab.
-tcLines codeOf(const std::string& cell) {
-    static const std::regex span("`([^`]*)`");
-    tcLines result;
-    for (std::sregex_iterator at(cell.begin(), cell.end(), span), end; at != end; ++at) {
-        result.push_back(std::regex_replace((*at)[1].str(), std::regex(R"(\\t)"), "\t"));
-    }
-    return result;
+nlohmann::json readTable() {
+    std::ifstream file(kSource + "/plugin/sensor_board_3u5mgxs.failures.json");
+    return nlohmann::json::parse(file);
 }
 
-tcLines cellsOf(const std::string& line) {
-    tcLines cells;
-    std::size_t from = line.find('|') + 1;
-    for (std::size_t to = line.find('|', from); to != std::string::npos;
-         to = line.find('|', from)) {
-        cells.push_back(line.substr(from, to - from));
-        from = to + 1;
+tsRow rowOf(const nlohmann::json& example) {
+    std::string commands;
+    for (const auto& command : example.at("commands")) {
+        commands += (commands.empty() ? "" : "; ") + command.get<std::string>();
     }
-    return cells;
+    return {.name = {},
+            .commands = commands,
+            .result = example.contains("signal") ? "signal " + example.at("signal").dump()
+                                                 : example.at("result").dump(),
+            .says = example.value("says", ""),
+            .failure = example.value("failure", ""),
+            .output = example.at("output").get<tcLines>(),
+            .errors = example.at("errors").get<tcLines>(),
+            .fault = example.contains("scenario")
+                         ? tcLines{example.at("scenario").get<std::string>()}
+                         : example.at("fault").get<tcLines>()};
 }
 
-std::vector<tsRow> readPage() {
-    std::ifstream page(kSource + "/docs/diagnostics.md");
+std::vector<tsRow> readRows() {
     std::vector<tsRow> rows;
-    std::size_t number = 0;
-    for (std::string line; std::getline(page, line);) {
-        ++number;
-        if (!line.starts_with("| `")) {
-            continue;
+    const nlohmann::json table = readTable();
+    for (const auto& section : table.at("sections")) {
+        std::size_t number = 0;
+        for (const auto& example : section.at("examples")) {
+            rows.push_back(rowOf(example));
+            rows.back().name =
+                section.at("title").get<std::string>() + ", " + std::to_string(++number);
         }
-        const tcLines cells = cellsOf(line);
-        EXPECT_EQ(cells.size(), 6U) << "line " << number;
-        if (cells.size() != 6) {
-            continue;
-        }
-        const std::string result = cells[0].substr(cells[0].rfind("`: ") + 3);
-        rows.push_back({number, codeOf(cells[0])[0],
-                        result.substr(0, result.find_last_not_of(' ') + 1), codeOf(cells[1]),
-                        codeOf(cells[2]), codeOf(cells[5])});
     }
     return rows;
 }
@@ -89,15 +87,16 @@ std::string scenarioOf(const tsRow& row) {
     return text;
 }
 
-// The head complains with lines of its own, camhost with the last one.
+// The head complains with lines of its own, camhost with the last ones.
 tcLines productErrors(const tcLines& lines) {
     tcLines result;
     bool head = false;
     for (const std::string& line : lines) {
-        head = line.starts_with("virtual head: ") || (head && line.starts_with("  "));
-        const bool others = line.starts_with("camhost: command line: ") ||
-                            line.starts_with("qemu: "); // the emulator's word on a fatal signal
-        if (!head && !others) {
+        const bool programs =
+            line.starts_with("virtual head: ") || line.starts_with("camhost: command line: ");
+        head = programs || (head && line.starts_with("  "));
+        const bool emulator = line.starts_with("qemu: "); // its word on a fatal signal
+        if (!head && !emulator) {
             result.push_back(line);
         }
     }
@@ -117,10 +116,19 @@ tcLines tellingLines(const tcLines& lines, const tcLines& wanted) {
     return result;
 }
 
+// camhost's last lines: what failed, and below it what that means.
+tcLines lastWords(const tcLines& errors) {
+    const auto last = std::find_if(errors.rbegin(), errors.rend(), [](const std::string& line) {
+        return line.starts_with("camhost: command line: ");
+    });
+    return last == errors.rend() ? tcLines{} : tcLines(last.base() - 1, errors.end());
+}
+
 std::string resultOf(const tcLines& errors, int status) {
     static const std::regex failed(R"(camhost: command line: .* failed, result (-?[0-9]+): .*)");
     std::smatch match;
-    if (!errors.empty() && std::regex_match(errors.back(), match, failed)) {
+    const tcLines words = lastWords(errors);
+    if (!words.empty() && std::regex_match(words.front(), match, failed)) {
         return match[1];
     }
     constexpr int killed = 128;
@@ -147,15 +155,25 @@ std::string commandLine(const tsRow& row, const std::filesystem::path& folder) {
 TEST(Diagnostics, EveryRowHappens) {
     const tcTemporaryDirectory directory;
     const std::filesystem::path& folder = directory.path();
-    const std::vector<tsRow> rows = readPage();
+    const std::vector<tsRow> rows = readRows();
     EXPECT_GT(rows.size(), 80U);
     for (const tsRow& row : rows) {
-        SCOPED_TRACE("docs/diagnostics.md:" + std::to_string(row.line));
+        SCOPED_TRACE(row.name);
         std::ofstream(folder / "scenario.ini") << scenarioOf(row);
         const int status = runCommand("(" + commandLine(row, folder) + ")").status;
         const tcLines errors = linesOf(contentOf(folder / "errors"));
         EXPECT_EQ(resultOf(errors, status), row.result);
         EXPECT_THAT(productErrors(errors), ElementsAreArray(row.errors));
+        const tcLines words = lastWords(errors);
+        if (row.says.empty()) {
+            EXPECT_LE(words.size(), 1U) << words.back();
+        } else if (words.size() != 4) {
+            ADD_FAILURE() << "camhost does not say what it means";
+        } else {
+            EXPECT_EQ(words[1], "  " + row.says);
+            EXPECT_TRUE(words[2].starts_with("  likely: ")) << words[2];
+            EXPECT_TRUE(words[3].starts_with("  measure: ")) << words[3];
+        }
         EXPECT_THAT(tellingLines(linesOf(contentOf(folder / "output")), row.output),
                     ElementsAreArray(row.output));
         const std::string summary = contentOf(folder / "summary");
@@ -164,10 +182,28 @@ TEST(Diagnostics, EveryRowHappens) {
     }
 }
 
-// The faults of the page, those of its files included.
-tcLines faultsOfThePage() {
+// What a program says depends on the entry; the page quotes the same one.
+TEST(Diagnostics, EveryFailureHasARowAndEveryRowAFailure) {
+    std::set<std::string> failures;
+    const nlohmann::json table = readTable();
+    for (const auto& failure : table.at("failures")) {
+        failures.insert(failure.at("name").get<std::string>());
+    }
+    // Limits of a head of one's own: in tests/apps/failure_table_test.cpp.
+    EXPECT_EQ(failures.erase("supply"), 1U);
+    for (const tsRow& row : readRows()) {
+        const bool failed = row.result != "0" && !row.result.starts_with("signal");
+        EXPECT_EQ(!row.failure.empty(), failed) << row.name;
+        EXPECT_EQ(!row.says.empty(), failed) << row.name;
+        failures.erase(row.failure);
+    }
+    EXPECT_THAT(failures, IsEmpty());
+}
+
+// The faults of the table, those of its files included.
+tcLines faultsOfTheTable() {
     tcLines faults;
-    for (const tsRow& row : readPage()) {
+    for (const tsRow& row : readRows()) {
         for (const std::string& line : linesOf(scenarioOf(row))) {
             if (line.starts_with("what")) {
                 faults.push_back(line.substr(line.find('=') + 2));
@@ -183,7 +219,7 @@ TEST(Diagnostics, EveryKindOfFaultHasARow) {
     for (std::size_t kind = 0; kind < kinds.size(); ++kind) {
         missing.insert(kind);
     }
-    for (const std::string& fault : faultsOfThePage()) {
+    for (const std::string& fault : faultsOfTheTable()) {
         const std::optional<std::size_t> kind = sim::faultKindOf(fault);
         ASSERT_TRUE(kind) << fault;
         missing.erase(*kind);
@@ -196,7 +232,7 @@ TEST(Diagnostics, EveryKindOfFaultHasARow) {
 }
 
 TEST(Diagnostics, EveryVariantOfAFaultHasARow) {
-    const tcLines faults = faultsOfThePage();
+    const tcLines faults = faultsOfTheTable();
     for (const char* variant : {"PLL never",
                                 "PLL late",
                                 "PLL lost",

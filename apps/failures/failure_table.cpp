@@ -1,0 +1,253 @@
+#include "apps/failures/failure_table.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include <nlohmann/json.hpp>
+
+namespace failures {
+
+namespace {
+
+constexpr int kFormat = 1;
+constexpr int kHexadecimal = 16;
+constexpr std::size_t kCausesShown = 3; // who has tried these reads the documentation
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : ", ") + word;
+    return text;
+}
+
+std::string withoutBackquotes(std::string text) {
+    std::erase(text, '`');
+    return text;
+}
+
+/// Puts words in the places of a text that name them: "{supply}".
+/// \throws std::runtime_error for a place that is open, or has no word
+std::string filled(const std::string& text, const std::map<std::string, std::string>& words) {
+    std::string result;
+    std::size_t from = 0;
+    for (auto open = text.find('{'); open != text.npos; open = text.find('{', from)) {
+        const auto close = text.find('}', open);
+        const std::string name = text.substr(open + 1, close - open - 1);
+        const auto word = words.find(name);
+        if (close == text.npos || word == words.end())
+            throw std::runtime_error("\"says\" has a place {" + name + "} that nothing fills");
+        result += text.substr(from, open - from) + word->second;
+        from = close + 1;
+    }
+    return result + text.substr(from);
+}
+
+/// \return of "VDD1.2: 1.0498" the volts, for the name VDD1.2
+std::optional<std::string> voltsOf(const std::string& line, const std::string& name) {
+    const std::string start = name + ": ";
+    if (!line.starts_with(start))
+        return std::nullopt;
+    return line.substr(start.size());
+}
+
+double numberOf(const std::string& text) {
+    double value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
+std::string shortNumber(double value) {
+    std::string text = std::to_string(value);
+    text.erase(text.find_last_not_of('0') + 1);
+    return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
+}
+
+tcFailureTable::teSupply supplyOf(const std::string& word) {
+    if (word == "low")
+        return tcFailureTable::teSupply::eLow;
+    if (word == "high")
+        return tcFailureTable::teSupply::eHigh;
+    throw std::runtime_error("\"supply\" is low or high, not \"" + word + "\"");
+}
+
+/// Fills the text with words of the kinds that a match gives.
+/// \throws std::runtime_error for a place that no match fills
+void checkPlaces(const tcFailureTable::tsFailure& failure) {
+    std::map<std::string, std::string> words;
+    if (failure.blocks)
+        words["blocks"];
+    if (failure.supply != tcFailureTable::teSupply::eAny)
+        words = {{"supply", ""}, {"volts", ""}, {"least", ""}, {"most", ""}};
+    unsigned groups = 0;
+    for (const std::regex& line : failure.lines)
+        groups += line.mark_count();
+    for (unsigned group = 1; group <= groups; ++group) {
+        words[std::to_string(group)];
+        words["lanes " + std::to_string(group)];
+    }
+    (void)filled(failure.explanation.what, words);
+}
+
+tcFailureTable::tsFailure failureOf(const nlohmann::json& entry) {
+    tcFailureTable::tsFailure failure;
+    failure.explanation.name = entry.at("name").get<std::string>();
+    failure.explanation.stage = entry.at("stage").get<std::string>();
+    failure.explanation.what = entry.at("says").get<std::string>();
+    for (const auto& cause : entry.at("causes"))
+        failure.explanation.causes.push_back(
+            {withoutBackquotes(cause.at("cause").get<std::string>()),
+             withoutBackquotes(cause.at("measure").get<std::string>())});
+    const auto& when = entry.at("when");
+    if (when.contains("result"))
+        failure.result = when.at("result").get<int>();
+    failure.blocks = when.value("blocks", false);
+    if (when.contains("supply"))
+        failure.supply = supplyOf(when.at("supply").get<std::string>());
+    for (const auto& line : when.value("lines", std::vector<std::string>{}))
+        failure.lines.emplace_back(line);
+    checkPlaces(failure);
+    return failure;
+}
+
+} // namespace
+
+tcFailureTable::tcFailureTable(const std::string& file) {
+    std::ifstream stream(file);
+    if (!stream)
+        throw std::runtime_error(file + " cannot be read");
+    std::string place = "its beginning";
+    try {
+        const auto table = nlohmann::json::parse(stream);
+        if (table.at("format") != kFormat)
+            throw std::runtime_error("its format is not 1");
+        place = "\"lanes\"";
+        m_lanes = table.at("lanes").get<unsigned>();
+        place = "\"blocks\"";
+        for (const auto& [bit, name] : table.at("blocks").items())
+            m_blocks[static_cast<unsigned>(std::stoul(bit))] = name.get<std::string>();
+        place = "\"supplies\"";
+        for (const auto& [name, limits] : table.at("supplies").items())
+            m_supplies[name] = {limits.at("least").get<double>(), limits.at("most").get<double>()};
+        for (const auto& entry : table.at("failures")) {
+            place = "failure " + std::to_string(m_failures.size() + 1);
+            m_failures.push_back(failureOf(entry));
+        }
+    } catch (const std::exception& error) {
+        throw std::runtime_error(file + " is no table of failures, at " + place + ": " +
+                                 error.what());
+    }
+}
+
+std::optional<tsExplanation> tcFailureTable::explain(int result,
+                                                     const std::vector<std::string>& lines) const {
+    for (const tsFailure& failure : m_failures) {
+        if (const std::optional<tmWords> words = matched(failure, result, lines)) {
+            tsExplanation explanation = failure.explanation;
+            explanation.what = filled(explanation.what, *words);
+            return explanation;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<tcFailureTable::tmWords>
+tcFailureTable::matched(const tsFailure& failure, int result,
+                        const std::vector<std::string>& lines) const {
+    tmWords words;
+    const bool fits =
+        (!failure.result || *failure.result == result) &&
+        (!failure.blocks || matchBlocks(result, words)) &&
+        (failure.supply == teSupply::eAny || matchSupply(failure.supply, lines, words)) &&
+        matchLines(failure, lines, words);
+    return fits ? std::optional(words) : std::nullopt;
+}
+
+// Each expression takes the newest line that fits it: boards try again and print again.
+bool tcFailureTable::matchLines(const tsFailure& failure, const std::vector<std::string>& lines,
+                                tmWords& words) const {
+    std::size_t number = 1;
+    for (const std::regex& wanted : failure.lines) {
+        std::smatch match;
+        const auto found = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& line) {
+            return std::regex_search(line, match, wanted);
+        });
+        if (found == lines.rend())
+            return false;
+        for (std::size_t group = 1; group < match.size(); ++group, ++number) {
+            words[std::to_string(number)] = match[group];
+            words["lanes " + std::to_string(number)] = clearLanes(match[group]);
+        }
+    }
+    return true;
+}
+
+bool tcFailureTable::matchBlocks(int result, tmWords& words) const {
+    std::vector<std::string> names;
+    auto rest = static_cast<unsigned>(result);
+    for (const auto& [bit, name] : m_blocks) {
+        if ((rest & bit) != 0)
+            names.push_back(name);
+        rest &= ~bit;
+    }
+    words["blocks"] = joined(names);
+    return rest == 0 && !names.empty();
+}
+
+// Boards measure a supply several times: the last time counts.
+bool tcFailureTable::matchSupply(teSupply wanted, const std::vector<std::string>& lines,
+                                 tmWords& words) const {
+    for (const auto& [name, limits] : m_supplies) {
+        const auto found = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& line) {
+            return voltsOf(line, name).has_value();
+        });
+        if (found == lines.rend())
+            continue;
+        const std::string volts = *voltsOf(*found, name);
+        const double value = numberOf(volts);
+        if (wanted == teSupply::eLow ? value < limits.least : value > limits.most) {
+            words["supply"] = name;
+            words["volts"] = volts;
+            words["least"] = shortNumber(limits.least);
+            words["most"] = shortNumber(limits.most);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string tcFailureTable::clearLanes(const std::string& mask) const {
+    std::uint32_t bits = 0;
+    std::from_chars(mask.data(), mask.data() + mask.size(), bits, kHexadecimal);
+    std::vector<std::string> lanes;
+    for (unsigned lane = 0; lane < m_lanes; ++lane) {
+        if ((bits >> lane & 1U) == 0)
+            lanes.push_back(std::to_string(lane));
+    }
+    return (lanes.size() == 1 ? "lane " : "lanes ") + joined(lanes);
+}
+
+std::optional<std::string> tableBeside(const std::string& plugin) {
+    const auto table = std::filesystem::path(plugin).replace_extension(".failures.json");
+    std::error_code error;
+    return std::filesystem::is_regular_file(table, error) ? std::optional(table.string())
+                                                          : std::nullopt;
+}
+
+std::string textOf(const tsExplanation& explanation) {
+    std::string likely;
+    std::string measure;
+    const bool several = explanation.causes.size() > 1;
+    const std::size_t shown = std::min(explanation.causes.size(), kCausesShown);
+    for (std::size_t n = 0; n < shown; ++n) {
+        const std::string number = several ? "(" + std::to_string(n + 1) + ") " : "";
+        likely += (n == 0 ? "" : "; ") + number + explanation.causes[n].cause;
+        measure += (n == 0 ? "" : "; ") + number + explanation.causes[n].measure;
+    }
+    return "  " + explanation.what + "\n  likely: " + likely + "\n  measure: " + measure;
+}
+
+} // namespace failures

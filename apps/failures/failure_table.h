@@ -1,0 +1,84 @@
+/// \file
+/// What failures of a board mean, from the table that lies beside its plug-in.
+/// docs/failure-table.md describes the file.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace failures {
+
+/// Why something failed, and what shows whether it is so.
+struct tsCause {
+    std::string cause;
+    std::string measure;
+};
+
+/// What a result and the lines that came with it mean.
+struct tsExplanation {
+    std::string name;            ///< of the failure, as the table has it: "lanes"
+    std::string stage;           ///< of bringing the head up: "lanes"
+    std::string what;            ///< "lane 3 of 12 did not lock"
+    std::vector<tsCause> causes; ///< the likely one first
+};
+
+/// A table of failures. Nothing changes it once it is read.
+class tcFailureTable {
+public:
+    /// \param file JSON, of format 1
+    /// \throws std::runtime_error with file, place and reason where it cannot be read or understood
+    explicit tcFailureTable(const std::string& file);
+
+    /// \param result what the board answered
+    /// \param lines  all that the board printed meanwhile, oldest first, without newlines
+    /// \return of the first failure of the table that fits; nothing where none does
+    [[nodiscard]] std::optional<tsExplanation> explain(int result,
+                                                       const std::vector<std::string>& lines) const;
+
+    /// What is wrong with a supply.
+    enum class teSupply { eAny, eLow, eHigh };
+
+    /// Limits of a supply [V].
+    struct tsLimits {
+        double least;
+        double most;
+    };
+
+    /// One entry of the table: what it means, and when it does.
+    struct tsFailure {
+        tsExplanation explanation; // `what` with its places still in braces
+        std::optional<int> result;
+        bool blocks = false; // the result is a mask of blocks
+        teSupply supply = teSupply::eAny;
+        std::vector<std::regex> lines;
+    };
+
+private:
+    using tmWords = std::map<std::string, std::string>;
+
+    [[nodiscard]] std::optional<tmWords> matched(const tsFailure& failure, int result,
+                                                 const std::vector<std::string>& lines) const;
+    bool matchLines(const tsFailure& failure, const std::vector<std::string>& lines,
+                    tmWords& words) const;
+    bool matchBlocks(int result, tmWords& words) const;
+    bool matchSupply(teSupply wanted, const std::vector<std::string>& lines, tmWords& words) const;
+    [[nodiscard]] std::string clearLanes(const std::string& mask) const;
+
+    unsigned m_lanes = 0;
+    std::map<unsigned, std::string> m_blocks; // by bit
+    std::map<std::string, tsLimits> m_supplies;
+    std::vector<tsFailure> m_failures;
+};
+
+/// \param plugin path of a plug-in, "sensor_board_x.so"
+/// \return path of its table, "sensor_board_x.failures.json", where there is such a file
+[[nodiscard]] std::optional<std::string> tableBeside(const std::string& plugin);
+
+/// \return three lines for whoever sits before the head: what failed, the three likeliest causes in
+///         their order, and what to measure for each
+[[nodiscard]] std::string textOf(const tsExplanation& explanation);
+
+} // namespace failures
