@@ -164,28 +164,28 @@ TEST_F(Launcher, WritesAPictureOfEachFrame) {
     const tsResult result =
         launch("--frames " + inFolder("new/frames") + " -- " + kProgram + " capture");
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.err, HasSubstr("  delivered picture: 240 x 128 from x 240 y 256\n"));
+    EXPECT_THAT(result.err, HasSubstr("  delivered picture: 240 x 128 from x 240 y 384\n"));
     EXPECT_THAT(result.err, HasSubstr("  frames: 3\n  pictures: 3 of 3 delivered\n"));
     const std::string first = inFolder("new/frames/frame-0001.png");
     const tsPicture picture = pictureIn(first);
     EXPECT_EQ(picture.width, 240U);
     EXPECT_EQ(picture.height, 128U);
-    EXPECT_EQ(picture.at(0, 48), 1264U);    // column 240
+    EXPECT_EQ(picture.at(0, 112), 1264U);   // column 240
     EXPECT_EQ(picture.at(239, 119), 1503U); // column 479
-    EXPECT_EQ(picture.at(0, 56), 1336U);    // row 312
-    EXPECT_EQ(picture.at(0, 127), 1407U);   // row 383
+    EXPECT_EQ(picture.at(0, 120), 1528U);   // row 504
+    EXPECT_EQ(picture.at(0, 127), 1535U);   // row 511
     EXPECT_EQ(picture.at(20, 30), 3800U);
     const std::string text = contentOf(first);
     EXPECT_THAT(text, HasSubstr(std::string("tEXtSettings\0time: 0.", 21)));
-    EXPECT_THAT(text, HasSubstr("readout area: 0 rows 256 to 383 columns 240 to 479\n"));
+    EXPECT_THAT(text, HasSubstr("readout area: 0 rows 384 to 511 columns 240 to 479\n"));
     EXPECT_THAT(text, HasSubstr("digital gain: 1.000\n"));
     EXPECT_EQ(std::distance(fs::directory_iterator(m_folder / "new/frames"), {}), 3);
 }
 
 TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
     launch("--frames . -- " + kProgram + " capture");
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 48), 1264U);
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(0, 48), 2528U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 112), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(0, 112), 2528U);
     EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(20, 30), 4095U);
     EXPECT_THAT(contentOf(m_folder / "work/frame-0003.png"), HasSubstr("digital gain: 2.000\n"));
 }
@@ -194,15 +194,15 @@ TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
 TEST_F(Launcher, TakesAPictureWithTheSettingsOfItsTimeWithinAMessageToo) {
     const tsResult result = launch("--frames . -- " + kProgram + " capture-within-a-message");
     EXPECT_THAT(result.err, HasSubstr("  pictures: 2 of 2 delivered\n"));
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 112), 1264U);
     EXPECT_THAT(contentOf(m_folder / "work/frame-0001.png"), HasSubstr("digital gain: 1.000\n"));
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 48), 2528U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 112), 2528U);
 }
 
 // In real time nothing tells the head that time passes, only the next call.
 TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTimeInRealTimeToo) {
     launch("--time real --frames . -- " + kProgram + " capture");
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 112), 1264U);
 }
 
 // Rising edges of the frame-start line [s].
@@ -302,15 +302,15 @@ TEST_F(Launcher, WritesNoPictureOfAHeadThatDeliversNone) {
 TEST_F(Launcher, ShowsTheSceneThatItIsGiven) {
     writeWhite(inFolder("white.png"));
     launch("--frames . --scene ../white.png -- " + kProgram + " capture");
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 4095U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 112), 4095U);
 }
 
 TEST_F(Launcher, ShowsSceneAndDefectsOfTheScenario) {
     writeWhite(inFolder("white.png"));
-    write("scenario.ini", "[Scene]\npicture = white.png\n[Defects]\ndead = 241 258 5\n");
+    write("scenario.ini", "[Scene]\npicture = white.png\n[Defects]\ndead = 241 386 5\n");
     launch("--frames . --scenario " + inFolder("scenario.ini") + " -- " + kProgram + " capture");
     const tsPicture picture = pictureIn(inFolder("work/frame-0001.png"));
-    EXPECT_EQ(picture.at(0, 48), 4095U);
+    EXPECT_EQ(picture.at(0, 112), 4095U);
     EXPECT_EQ(picture.at(1, 2), 5U);
 }
 
