@@ -49,6 +49,7 @@ void declare(CLI::App& app, tsArguments& arguments) {
     app.footer("Usage: virtual-head [OPTIONS] -- PROGRAM [ARGUMENTS]\n"
                "Exit status: the program's; 9 when that is 0 and a rule of the head was broken;\n"
                "10 when that is 0 and the program did not do all that the recording says;\n"
+               "11 when that is 0 and no picture came while the sensor streamed;\n"
                "2 for wrong usage; 127 when the program cannot be started.");
 }
 

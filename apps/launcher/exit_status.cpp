@@ -30,6 +30,17 @@ int statusOfReplay(const tsArguments& arguments, const tsOrders& orders, int sta
     return status == 0 && differs ? kDiffers : status;
 }
 
+// Says why no picture came, on standard error. \return whether there is such a time
+bool tellSilences(const tcPreparation& preparation) {
+    std::istringstream lines(allOf(preparation.leftovers(), "silences."));
+    bool any = false;
+    for (std::string line; std::getline(lines, line);) {
+        std::cerr << "virtual-head: " << line << "\n" << std::flush;
+        any = true;
+    }
+    return any;
+}
+
 } // namespace
 
 int exitStatus(const tsArguments& arguments, const tcPreparation& preparation, const tsEnd& end) {
@@ -37,5 +48,9 @@ int exitStatus(const tsArguments& arguments, const tcPreparation& preparation, c
     if (!arguments.replay.empty()) {
         return statusOfReplay(arguments, preparation.orders(), end.status, violated);
     }
-    return end.status == 0 && violated ? kViolations : end.status;
+    const bool silent = tellSilences(preparation);
+    if (end.status != 0) {
+        return end.status;
+    }
+    return violated ? kViolations : (silent ? kNoPictures : end.status);
 }

@@ -88,6 +88,7 @@ tsOrders tcPreparation::ordersFor(const tsArguments& arguments) const {
     orders.trace = wantsTrace(arguments) ? (leftovers() / "trace").string() : "";
     orders.report = (leftovers() / "report").string();
     orders.verdict = (leftovers() / "verdict").string();
+    orders.silences = (leftovers() / "silences").string();
     orders.frames = m_pictures ? (leftovers() / "frames").string() : "";
     orders.maxFrames = std::to_string(arguments.maxFrames);
     orders.record = absolute(arguments.record);

@@ -61,6 +61,19 @@ int capture() {
     return 0;
 }
 
+// No picture comes: a core of the pipeline is held in reset. \return as a program that notices, or
+// does not
+int captureNothing(int status) {
+    tcUser user;
+    if (!streamPart(user)) {
+        return 1;
+    }
+    tcRegisters(0xFF217000, 4096).write(0, 0x80000000);
+    usleep(700000);
+    user.stop();
+    return status;
+}
+
 // Two frames. The first one ends within a message that doubles the gain 20 ms later.
 int captureWithinAMessage() {
     tcUser user;
@@ -138,6 +151,9 @@ int main(int count, char** values) {
     }
     if (what == "capture") {
         return capture();
+    }
+    if (what == "capture-nothing") {
+        return captureNothing(count > 2 ? std::atoi(values[2]) : 0);
     }
     if (what == "capture-within-a-message") {
         return captureWithinAMessage();

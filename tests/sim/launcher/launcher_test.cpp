@@ -110,6 +110,27 @@ TEST_F(Launcher, EndsWith9AfterAViolation) {
     EXPECT_THAT(result.err, HasSubstr("sensor-asleep: register 0x04 <- 0x000008"));
 }
 
+TEST_F(Launcher, EndsWith11WhenNoPictureCame) {
+    const std::string told = "virtual-head: no picture came while the sensor streamed for ";
+    const std::string why = "the pipeline is held: the pixel-shift core is in reset\n";
+    tsResult result = launch("--summary ../summary -- " + kProgram + " capture-nothing");
+    EXPECT_EQ(result.status, 11);
+    EXPECT_THAT(result.err, StartsWith(told + "700."));
+    EXPECT_THAT(result.err, testing::EndsWith(" (a frame takes 100.000 ms): " + why));
+    EXPECT_THAT(contentOf(m_folder / "summary"), HasSubstr(" on: " + why));
+    // The program's own failure is the news, but it is said all the same.
+    result = launch("--summary ../summary -- " + kProgram + " capture-nothing 3");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, StartsWith(told));
+    // So is a broken rule.
+    result = launch("-- sh -c '" + kProgram + " capture-nothing; " + kProgram + " violate 0'");
+    EXPECT_EQ(result.status, 9);
+    EXPECT_THAT(result.err, HasSubstr(told));
+    result = launch("-- " + kProgram + " capture");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("no picture")));
+}
+
 TEST_F(Launcher, ReportsHoweverTheProgramEnds) {
     tsResult result = launch("-- " + kProgram + " quick-exit");
     EXPECT_EQ(result.status, 9);
