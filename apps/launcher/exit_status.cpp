@@ -31,11 +31,13 @@ int statusOfReplay(const tsArguments& arguments, const tsOrders& orders, int sta
 }
 
 // Says why no picture came, on standard error. \return whether there is such a time
-bool tellSilences(const tcPreparation& preparation) {
+bool tellSilences(const tsArguments& arguments, const tcPreparation& preparation) {
     std::istringstream lines(allOf(preparation.leftovers(), "silences."));
     bool any = false;
     for (std::string line; std::getline(lines, line);) {
-        std::cerr << "virtual-head: " << line << "\n" << std::flush;
+        if (!arguments.overview) { // whose verdict says so
+            std::cerr << "virtual-head: " << line << "\n" << std::flush;
+        }
         any = true;
     }
     return any;
@@ -48,7 +50,7 @@ int exitStatus(const tsArguments& arguments, const tcPreparation& preparation, c
     if (!arguments.replay.empty()) {
         return statusOfReplay(arguments, preparation.orders(), end.status, violated);
     }
-    const bool silent = tellSilences(preparation);
+    const bool silent = tellSilences(arguments, preparation);
     if (end.status != 0) {
         return end.status;
     }

@@ -22,10 +22,10 @@ constexpr const char* kHead =
 } // namespace
 
 std::string report(const std::vector<tsTraceLine>& trace, const std::vector<tsThumbnail>& pictures,
-                   const std::optional<std::string>& printed) {
+                   const tsRunFacts& facts) {
     const tsRun run = readRun(trace);
     return kHead + page::stages(run) + page::delays(run) + page::supplies(run) +
-           page::training(run) + page::clamps(printed) + page::exposures(run) +
+           page::training(run) + page::clamps(facts.printed) + page::exposures(run) +
            page::pictures(pictures) +
            page::troubles("faults", "Faults of the scenario", run.faults) +
            page::troubles("violations", "Violations", run.violations) +

@@ -2,10 +2,10 @@
 /// A run of the head as one page.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "sim/after/run_facts.h"
 #include "sim/after/trace_reader.h"
 #include "sim/base/thumbnail.h"
 
@@ -19,13 +19,13 @@ namespace sim {
 /// The page stands alone: no script, nothing from elsewhere.
 ///
 /// \param pictures of the run, in order; empty where none were asked for
-/// \param printed  what the program printed; its lines "NAME: asked A, applied B, limited by C
-/// (...)"
-///                 are the page's clamps. Empty: nobody kept it, and the page says how to
+/// \param facts    what is known beside the trace. Lines "NAME: asked A, applied B, limited by C
+///                 (...)" of what the program printed are the page's clamps; where nobody kept it,
+///                 the page says how to
 /// \return HTML
 /// \throws std::runtime_error for a line that no head writes
 [[nodiscard]] std::string report(const std::vector<tsTraceLine>& trace,
                                  const std::vector<tsThumbnail>& pictures = {},
-                                 const std::optional<std::string>& printed = std::nullopt);
+                                 const tsRunFacts& facts = {});
 
 } // namespace sim

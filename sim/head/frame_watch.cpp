@@ -81,6 +81,7 @@ void tcFrameWatch::look(const tsDelivery& now, std::uint64_t nowNs) {
     }
     if (now.arrived > m_arrived && now.badPixelsRun && now.pixelShiftRuns) {
         m_delivered = true;
+        m_pictures += now.arrived - m_arrived;
     }
     m_arrived = now.arrived;
     const bool wanted = now.pulses && now.link.enabled;

@@ -45,6 +45,8 @@ public:
         return std::span(m_silences).first(m_kept);
     }
     [[nodiscard]] std::uint64_t silenceCount() const { return m_count; }
+    /// \return number of pictures that left the pipeline
+    [[nodiscard]] std::uint64_t delivered() const { return m_pictures; }
     /// \return the link as it was when the sensor streamed last, and whoever captures wanted
     /// frames: with pulses and the core on, if that ever was. Empty: the sensor never streamed.
     [[nodiscard]] std::optional<tsLinkState> linkInCapture() const { return m_link; }
@@ -62,6 +64,7 @@ private:
     bool m_delivered = false;
     std::uint64_t m_fromNs = 0;
     std::uint64_t m_arrived = 0; // at the last look
+    std::uint64_t m_pictures = 0;
     std::optional<tsLinkState> m_link;
     bool m_linkIsWanted = false; // of a moment with pulses and the core on
 };

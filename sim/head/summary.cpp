@@ -44,7 +44,7 @@ std::string described(const std::vector<tsFaultRecord>& faults) {
     return text;
 }
 
-std::string milliseconds(std::uint64_t ns) {
+std::string inMilliseconds(std::uint64_t ns) {
     tcText text;
     return std::string(text.fixed(static_cast<double>(ns) / 1e6).add(" ms").view());
 }
@@ -62,10 +62,10 @@ std::string linkOf(tcModel& head) {
 std::string silences(const tcModel& head) {
     std::string text;
     for (const tsSilence& silence : head.frameWatch.silences()) {
-        text += "no picture came while the sensor streamed for " + milliseconds(silence.lastedNs) +
-                " from " + seconds(std::chrono::nanoseconds(silence.fromNs)) +
-                " on (a frame takes " + milliseconds(silence.intervalNs) +
-                "): " + std::string(silence.why.view()) + "\n";
+        text += "no picture came while the sensor streamed for " +
+                inMilliseconds(silence.lastedNs) + " from " +
+                seconds(std::chrono::nanoseconds(silence.fromNs)) + " on (a frame takes " +
+                inMilliseconds(silence.intervalNs) + "): " + std::string(silence.why.view()) + "\n";
     }
     const std::uint64_t more = head.frameWatch.silenceCount() - head.frameWatch.silences().size();
     return more == 0 ? text : text + "nor " + std::to_string(more) + " more times\n";

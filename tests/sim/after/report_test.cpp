@@ -168,6 +168,12 @@ TEST(ReportedStages, OfARunInWhichNothingHappenedAreNotDrawn) {
     EXPECT_THAT(sim::report({}), HasSubstr("<td>never</td><td>reset released</td><td></td>"));
 }
 
+sim::tsRunFacts printing(const std::string& text) {
+    sim::tsRunFacts facts;
+    facts.printed = text;
+    return facts;
+}
+
 TEST(ReportedClamps, AreThoseOfThePrintedLines) {
     const std::string printed =
         "interval: asked 20000 us, applied 27000 us, limited by the shortest "
@@ -175,7 +181,7 @@ TEST(ReportedClamps, AreThoseOfThePrintedLines) {
         "exposure: asked 20000 us, applied 20000 us (result 0: success)\n"
         "x: asked <1>, applied 2 & 3, limited by 4 (result 5";
     EXPECT_THAT(
-        sim::report({}, {}, printed),
+        sim::report({}, {}, printing(printed)),
         HasSubstr("<table id=\"clamps\">\n<tr><th>Setting</th><th>Asked</th><th>Applied</th>"
                   "<th>Limited by</th></tr>\n<tr><td>interval</td><td>20000 us</td><td>27000 "
                   "us</td><td>the shortest interval of 27100 us</td></tr>\n<tr><td>x</td>"
@@ -183,7 +189,7 @@ TEST(ReportedClamps, AreThoseOfThePrintedLines) {
 }
 
 TEST(ReportedClamps, AreMissedWithTheReason) {
-    EXPECT_THAT(sim::report({}, {}, "all is well\n"),
+    EXPECT_THAT(sim::report({}, {}, printing("all is well\n")),
                 HasSubstr("<p id=\"clamps\">none that the program told</p>"));
     EXPECT_THAT(sim::report({}),
                 HasSubstr("<p id=\"clamps\">the program's output was not kept, for there was no "

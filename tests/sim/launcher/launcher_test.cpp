@@ -110,6 +110,35 @@ TEST_F(Launcher, EndsWith9AfterAViolation) {
     EXPECT_THAT(result.err, HasSubstr("sensor-asleep: register 0x04 <- 0x000008"));
 }
 
+// In place of the program's standard output and the summary; what it complains of is shown.
+TEST_F(Launcher, GivesAnOverviewOfARun) {
+    tsResult result = launch("--overview --frames shots -- sh -c '" + kProgram +
+                             " capture; echo said; echo complained >&2'");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "complained\n");
+    EXPECT_THAT(result.out, StartsWith("stages\n      0.000 ms  1.2 V on\n"));
+    EXPECT_THAT(result.out, HasSubstr("\nlanes\n  0 1 2 3 4 5 6 7 8 9 10 11 locked, aligned\n"
+                                      "pictures\n  3 delivered, 3 kept, the last one is "
+                                      "shots/frame-0003.png\nverdict\n"
+                                      "  All went well: 3 pictures delivered.\n"));
+    EXPECT_THAT(result.out, testing::Not(HasSubstr("said")));
+
+    result = launch("--overview --summary ../summary --scenario " + kScenarios +
+                    "/dead-lane.ini -- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, StartsWith("head\n  dead-lane.ini: Lane 3 carries nothing.\n"));
+    EXPECT_THAT(result.out, HasSubstr("\n  The program failed: it ended with status 1.\n"
+                                      "  - Lane 3 did not lock.\n"));
+    EXPECT_THAT(contentOf(m_folder / "summary"), StartsWith("what the virtual head saw\n"));
+
+    // Said once.
+    result = launch("--overview -- " + kProgram + " capture-nothing");
+    EXPECT_EQ(result.status, 11);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(result.out, HasSubstr("\n  The program succeeded, but no picture came.\n"
+                                      "  - No picture came while the sensor streamed for 700."));
+}
+
 TEST_F(Launcher, EndsWith11WhenNoPictureCame) {
     const std::string told = "virtual-head: no picture came while the sensor streamed for ";
     const std::string why = "the pipeline is held: the pixel-shift core is in reset\n";
