@@ -11,12 +11,12 @@
 
 namespace sim {
 
-/// Describes a run: stages with their durations, the delays of power-up against those that the
-/// hardware needs, what the ADC measured, training of the link attempt by attempt and lane by lane,
-/// exposures with the bounds that they reached, pictures, violations, and every register write with
-/// its fields, old and new value.
+/// Describes a run: a verdict, the waveform, stages with their durations, the delays of power-up
+/// against those that the hardware needs, what the ADC measured, training of the link attempt by
+/// attempt and lane by lane, exposures with the bounds that they reached, pictures, violations, and
+/// every register write with its fields, old and new value.
 ///
-/// The page stands alone: no script, nothing from elsewhere.
+/// The page stands alone: nothing from elsewhere.
 ///
 /// \param pictures of the run, in order; empty where none were asked for
 /// \param facts    what is known beside the trace. Lines "NAME: asked A, applied B, limited by C

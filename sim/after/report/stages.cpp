@@ -17,8 +17,9 @@ std::string stages(const tsRun& run) {
     for (const char* name : all.never) {
         rows += row({"never", name, ""});
     }
-    return "<h2>Stages</h2>\n" + stageBars(all.reached, run.endNs) +
-           table("stages", {"Time", "Stage", "Until the next"}, rows);
+    return "<h2>Stages</h2>\n<div class=\"beside\">\n<section>\n" +
+           stageBars(all.reached, run.endNs) + "</section>\n<section>\n" +
+           table("stages", {"Time", "Stage", "Until the next"}, rows) + "</section>\n</div>\n";
 }
 
 } // namespace sim::page
