@@ -6,7 +6,7 @@ namespace sim {
 
 std::string tsRunFacts::scenarioTitle() const {
     const std::size_t folder = scenario.find_last_of('/');
-    const std::string name = folder == std::string::npos ? scenario : scenario.substr(folder + 1);
+    std::string name = folder == std::string::npos ? scenario : scenario.substr(folder + 1);
     if (scenarioText.empty() || (scenarioText[0] != ';' && scenarioText[0] != '#')) {
         return name;
     }
