@@ -2,9 +2,32 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 namespace sim::page {
+
+namespace {
+
+// The receiver's PLL has locked when all of its flags are set.
+tcMoment reachedAt(const tsRun& run, const char* what) {
+    constexpr std::array flags{"PLL-LOCKED", "PLL-RG-LOCKED", "PLL-GB-LOCKED"};
+    if (what != std::string_view(flags[0])) {
+        return run.firstTime(what);
+    }
+    tcMoment last;
+    for (const char* flag : flags) {
+        const tcMoment first = run.firstTime(flag);
+        if (!first) {
+            return std::nullopt;
+        }
+        last = std::max(last, first);
+    }
+    return last;
+}
+
+} // namespace
 
 tsStages stagesOf(const tsRun& run) {
     constexpr std::array<std::pair<const char*, const char*>, 11> names{
@@ -21,7 +44,7 @@ tsStages stagesOf(const tsRun& run) {
          {"FRAMES", "frames arrive"}}};
     tsStages stages;
     for (const auto& [what, name] : names) {
-        if (const tcMoment first = run.firstTime(what)) {
+        if (const tcMoment first = reachedAt(run, what)) {
             stages.reached.push_back({*first, run.endNs, name});
         } else {
             stages.never.push_back(name);

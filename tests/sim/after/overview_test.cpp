@@ -141,7 +141,8 @@ TEST(Verdict, SaysWhichPllFlagDidNotLock) {
     const sim::tsVerdict verdict =
         judged({"STATE CORE-ENABLED 1", "STATE PLL-LOCKED 1", "STATE PLL-RG-LOCKED 1"}, failed());
     EXPECT_THAT(verdict.findings,
-                ElementsAre("PLL flag gbLocked did not lock.", HasSubstr("Last stage reached: ")));
+                ElementsAre("PLL flag gbLocked did not lock.",
+                            HasSubstr("Last stage reached: frame-control core on,")));
     EXPECT_EQ(verdict.diagnosis->measure, "Clock of the green and blue lanes");
 }
 

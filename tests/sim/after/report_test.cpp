@@ -150,7 +150,9 @@ TEST(ReportedStages, AreDrawnAsBarsOverTheRun) {
         sim::report(sim::parseTrace(std::string_view("[    0.100000000] GPIO PS_1.2V_EN = 1\n"
                                                      "[    0.300000000] GPIO RESET_B = 1\n"
                                                      "[    0.900000000] STATE CORE-ENABLED 1\n"
-                                                     "[    0.900000000] STATE PLL-LOCKED 1\n"
+                                                     "[    0.850000000] STATE PLL-LOCKED 1\n"
+                                                     "[    0.900000000] STATE PLL-GB-LOCKED 1\n"
+                                                     "[    0.900000000] STATE PLL-RG-LOCKED 1\n"
                                                      "[    1.000000000] STATE END\n")));
     // The run is 600 pixels wide and begins at 180.
     EXPECT_THAT(barsOf(page),
