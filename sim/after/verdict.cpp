@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "sim/after/report/page.h"
@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kSignalled = 128; // and the signal, as shells have it
 
-std::string counted(std::size_t count, const std::string& one, const std::string& many) {
+std::string counted(std::uint64_t count, const std::string& one, const std::string& many) {
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
