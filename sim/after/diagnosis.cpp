@@ -62,7 +62,9 @@ std::optional<tsDiagnosis> ofDevices(const tsSymptoms& symptoms) {
         return tsDiagnosis{"The SPI port cannot be opened: no such device, or no right to it",
                            "ls -l /dev/spidev*; the device tree"};
     }
-    if (failed(symptoms, "OPEN /dev/gpiochip") || failed(symptoms, "GPIO ")) {
+    // Without the line of external triggers the head runs all the same.
+    if (!symptoms.poweredUp &&
+        (failed(symptoms, "OPEN /dev/gpiochip") || failed(symptoms, "GPIO "))) {
         return tsDiagnosis{"A line of the head is not there, or somebody else holds it",
                            "gpioinfo; the device tree"};
     }
@@ -158,6 +160,10 @@ tsSymptoms symptomsOf(const tsRun& run, const tsRunFacts& facts) {
             symptoms.rules.push_back(name);
         }
     }
+    constexpr std::array power{"PS_1.2V_EN", "PS_3.3SVDD_EN", "PS_3.3AVDDH_EN", "RESET_B"};
+    symptoms.poweredUp = std::all_of(power.begin(), power.end(), [&run](const char* line) {
+        return run.firstTime(line).has_value();
+    });
     addTraining(run, symptoms);
     symptoms.silences = facts.silences;
     return symptoms;

@@ -17,6 +17,7 @@ struct tsSymptoms {
     std::vector<page::tsJudgedReading> supplies; ///< the last wrong reading of each
     std::vector<std::string> failedCalls;        ///< "OPEN /dev/spidev1.0 failed ENOENT"
     std::vector<std::string> rules;              ///< that were broken, each once
+    bool poweredUp = false;                      ///< supplies were switched on, reset was released
     bool coreOn = false;                         ///< the link was trained at all
     std::vector<std::string> pllFlags;           ///< of the last training: those that did not lock
     std::vector<unsigned> lanes;                 ///< of the last training: those that did not lock

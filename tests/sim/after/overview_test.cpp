@@ -169,6 +169,13 @@ TEST(Verdict, NamesCallsThatFailed) {
                 HasSubstr("i2cdetect"));
     EXPECT_THAT(judged({"OPEN /dev/mem failed EACCES"}, failed()).diagnosis->cause,
                 HasSubstr("cannot be mapped"));
+    // A head that was powered up can do without the line of external triggers.
+    EXPECT_THAT(judged(joined({"GPIO PS_3.3SVDD_EN = 1", "GPIO PS_3.3AVDDH_EN = 1",
+                               "GPIO RESET_B = 1", "OPEN /dev/gpiochip1 failed ENOENT"},
+                              joined(kTrained, lanes(0xFF7))),
+                       failed())
+                    .diagnosis->cause,
+                HasSubstr("A lane carries nothing"));
     // The program may have come over it.
     EXPECT_EQ(judged({"SPI 00 00 00 24 failed short"}).headline,
               "The program succeeded: pictures not counted. Not every call did.");
