@@ -2,7 +2,7 @@
 
 _virtual_head() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i
-    local options="--help --version --scenario --workdir --log --summary --vcd --report --draw
+    local options="--help --version --scenario --workdir --log --summary --overview --vcd --report --draw
         --time --frames
         --record --replay --hardware --max-frames --scene --print-registers
         --print-rules --print-scenario-keys -h"

@@ -26,7 +26,7 @@ from pathlib import Path
 SOURCE = Path(__file__).resolve().parent.parent
 DEVICE = "/dev/spidev1.0"
 # Says when the programs were built, which no two builds have in common.
-BUILT = re.compile(rb'"SW:[^"]*"')
+BUILT = re.compile(rb'("|&quot;)SW:.*?("|&quot;)')
 
 
 def any_milliseconds(chance):
@@ -120,7 +120,7 @@ def anonymous(text, folder, build):
     """Without the names of the build and of the folder in which it ran, and without the build's time."""
     for place, name in ((build, b"BUILD"), (folder, b"FOLDER")):
         text = text.replace(os.fsencode(place), name)
-    return BUILT.sub(b'"SW:"', text)
+    return BUILT.sub(rb'\1SW:\2', text)
 
 
 def keep(folder, name, result, build):

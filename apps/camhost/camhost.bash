@@ -2,7 +2,7 @@
 
 _camhost() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local options="--help --version --plugin --spi --workdir --log --command --interactive --listen
+    local options="--help --version --plugin --spi --workdir --board-output --command --interactive --listen
         --keep-going --echo -h -c -i"
     local commands="init start stop capture wait status info exposure interval roi trigger clock
         pattern mirror bpp regfile help"
@@ -17,7 +17,7 @@ _camhost() {
     --workdir)
         mapfile -t COMPREPLY < <(compgen -d -- "$word")
         ;;
-    --log)
+    --board-output)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         ;;
     --listen)

@@ -38,9 +38,10 @@ void addOptions(CLI::App& app, tsOptions& options) {
     app.add_option("--workdir", options.workdir,
                    "Folder with the settings files that the board reads")
         ->type_name("FOLDER");
-    app.add_option("--log", options.log,
+    app.add_option("--board-output", options.log,
                    "Where the board's status lines and the plug-in's own output go; - is standard "
-                   "error. Standard output then carries replies only")
+                   "error. Standard output then carries replies only. What happens on the head's "
+                   "devices is another matter: the log of virtual-head")
         ->type_name("FILE");
     app.add_option("-c,--command", options.commands,
                    "Command to carry out; may be given several "

@@ -50,9 +50,9 @@ void tcOutput::sendLogTo(const std::string& file) {
                              O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
                              kReadableByAll));
     if (!log.isOpen())
-        throw tcFatalError(teExit::eUsage, "log file \"" + file +
-                                               "\" cannot be written: " + std::strerror(errno) +
-                                               ". Name another one with --log.");
+        throw tcFatalError(teExit::eUsage, "the board's output cannot go to \"" + file +
+                                               "\": " + std::strerror(errno) +
+                                               ". Name another file with --board-output.");
     if (file != "-")
         waitWhenFull(log.get());
     m_replies = tcDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));

@@ -2,11 +2,13 @@
 
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 #include "apps/launcher/exit_status.h"
 #include "apps/launcher/files.h"
 #include "apps/launcher/traces.h"
+#include "sim/after/overview.h"
 #include "sim/after/report.h"
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
@@ -39,6 +41,52 @@ void writeEach(const std::string& path, const std::vector<tsTrace>& traces, Conv
     }
 }
 
+// As a shell takes it; words that it would take apart or change stand in quotes.
+std::string commandOf(const std::vector<std::string>& program) {
+    constexpr const char* plain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:=,+@%";
+    std::string text;
+    for (const std::string& word : program) {
+        const bool quoted = word.empty() || word.find_first_not_of(plain) != std::string::npos;
+        text += (text.empty() ? "" : " ") + (quoted ? "'" + word + "'" : word);
+    }
+    return text;
+}
+
+sim::tsRunFacts factsOf(const tsArguments& arguments, const tcPreparation& preparation,
+                        const tsEnd& end, pid_t process) {
+    sim::tsRunFacts facts;
+    facts.command = commandOf(arguments.program);
+    facts.version = "virtual-head " HEAD_VERSION;
+    facts.scenario = arguments.scenario;
+    facts.scenarioText = arguments.scenario.empty() ? "" : contentOf(arguments.scenario);
+    facts.printed = end.printed;
+    facts.status = end.status;
+    const auto left = [&](const char* name) {
+        return contentOf(preparation.leftovers() / (name + std::to_string(process)));
+    };
+    if (const std::string delivered = left("delivered."); !delivered.empty()) {
+        facts.pictures = std::stoull(delivered);
+    }
+    std::istringstream silences(left("silences."));
+    for (std::string line; std::getline(silences, line);) {
+        facts.silences.push_back(line);
+    }
+    return facts;
+}
+
+// The picture files of a process, as one finds them from here.
+std::vector<std::string> filesIn(const std::string& folder, const tcPictures& pictures,
+                                 pid_t process) {
+    std::vector<std::string> files;
+    if (const auto made = pictures.find(process); made != pictures.end()) {
+        for (const sim::tsThumbnail& picture : made->second) {
+            files.push_back((fs::path(folder) / picture.file).string());
+        }
+    }
+    return files;
+}
+
 } // namespace
 
 void writeSummary(const tsArguments& arguments, const tcPreparation& preparation,
@@ -49,7 +97,9 @@ void writeSummary(const tsArguments& arguments, const tcPreparation& preparation
         summary = "what the virtual head saw\n  unknown: the program was killed, or did not load "
                   "the head's library (is it\n  statically linked?)\n";
     }
-    say(arguments.summary, summary);
+    if (!arguments.overview || !arguments.summary.empty()) {
+        say(arguments.summary, summary);
+    }
 }
 
 tcPictures writePictures(const tsArguments& arguments, tcPreparation& preparation) {
@@ -65,8 +115,8 @@ tcPictures writePictures(const tsArguments& arguments, tcPreparation& preparatio
     return pictures;
 }
 
-void writeWaveformAndReport(const tsArguments& arguments, const tcPreparation& preparation,
-                            const tsEnd& end, const tcPictures& pictures) {
+void writeAfterwards(const tsArguments& arguments, const tcPreparation& preparation,
+                     const tsEnd& end, const tcPictures& pictures) {
     if (!wantsTrace(arguments)) {
         return;
     }
@@ -76,6 +126,13 @@ void writeWaveformAndReport(const tsArguments& arguments, const tcPreparation& p
         const auto made = pictures.find(process);
         return sim::report(trace,
                            made != pictures.end() ? made->second : std::vector<sim::tsThumbnail>(),
-                           end.printed);
+                           factsOf(arguments, preparation, end, process));
     });
+    if (arguments.overview) {
+        const pid_t process = traces.front().process;
+        std::cout << sim::overview(sim::parseTrace(traces.front().text),
+                                   factsOf(arguments, preparation, end, process),
+                                   filesIn(arguments.frames, pictures, process))
+                  << std::flush;
+    }
 }

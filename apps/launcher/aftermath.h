@@ -22,6 +22,7 @@ void writeSummary(const tsArguments& arguments, const tcPreparation& preparation
 /// Writes a picture of each recorded frame, where pictures are asked for.
 [[nodiscard]] tcPictures writePictures(const tsArguments& arguments, tcPreparation& preparation);
 
-/// Writes the value-change dump and the page, where they are asked for: one file a process.
-void writeWaveformAndReport(const tsArguments& arguments, const tcPreparation& preparation,
-                            const tsEnd& end, const tcPictures& pictures);
+/// Writes the value-change dump and the page, where they are asked for: one file a process. Prints
+/// the overview of the first process, where it is asked for.
+void writeAfterwards(const tsArguments& arguments, const tcPreparation& preparation,
+                     const tsEnd& end, const tcPictures& pictures);

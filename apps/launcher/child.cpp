@@ -93,6 +93,8 @@ void setVariable(const char* name, const std::string& value) {
     setVariable(kTrace, orders.trace);
     setVariable(kReport, orders.report);
     setVariable(kVerdict, orders.verdict);
+    setVariable(kDelivered, orders.delivered);
+    setVariable(kSilences, orders.silences);
     setVariable("LD_PRELOAD", orders.preload);
     std::vector<std::string> words = program;
     std::vector<char*> arguments;

@@ -18,6 +18,8 @@ struct tsOrders {
     std::string trace;
     std::string report;
     std::string verdict;
+    std::string delivered;
+    std::string silences;
     std::string frames;
     std::string maxFrames;
     std::string record;

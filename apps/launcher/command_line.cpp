@@ -12,9 +12,13 @@ namespace {
 void declare(CLI::App& app, tsArguments& arguments) {
     app.add_option("--scenario", arguments.scenario, "INI file that says what is wrong");
     app.add_option("--workdir", arguments.workdir, "the program's working directory");
-    app.add_option("--log", arguments.log, "file for every event, one a line");
+    app.add_option("--log", arguments.log,
+                   "file for every event at the device boundary, one a line");
     app.add_option("--summary", arguments.summary,
                    "file for the summary, - for standard output; default: standard error");
+    app.add_flag("--overview", arguments.overview,
+                 "stages, lanes, settings, pictures and a verdict in place of the program's "
+                 "standard output and the summary");
     app.add_option("--vcd", arguments.vcd, "file for a value-change dump of every wire");
     app.add_option("--report", arguments.report, "file for a page about the run (HTML)");
     app.add_option("--draw", arguments.draw, "draw a value-change dump: DUMP PICTURE.svg")
@@ -38,7 +42,7 @@ void declare(CLI::App& app, tsArguments& arguments) {
     hardware->needs(record);
     // Without a model there is nothing wrong with it, and nothing to be seen of it.
     for (const char* modelled :
-         {"--scenario", "--log", "--vcd", "--report", "--time", "--frames"}) {
+         {"--scenario", "--log", "--overview", "--vcd", "--report", "--time", "--frames"}) {
         app.get_option(modelled)->excludes(replay)->excludes(hardware);
     }
     record->excludes(replay);
@@ -49,6 +53,7 @@ void declare(CLI::App& app, tsArguments& arguments) {
     app.footer("Usage: virtual-head [OPTIONS] -- PROGRAM [ARGUMENTS]\n"
                "Exit status: the program's; 9 when that is 0 and a rule of the head was broken;\n"
                "10 when that is 0 and the program did not do all that the recording says;\n"
+               "11 when that is 0 and no picture came while the sensor streamed;\n"
                "2 for wrong usage; 127 when the program cannot be started.");
 }
 

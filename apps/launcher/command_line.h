@@ -12,6 +12,7 @@ struct tsArguments {
     std::string workdir;
     std::string log;
     std::string summary;
+    bool overview = false;
     std::string vcd;
     std::string report;
     std::vector<std::string> draw; ///< dump, picture

@@ -30,6 +30,19 @@ int statusOfReplay(const tsArguments& arguments, const tsOrders& orders, int sta
     return status == 0 && differs ? kDiffers : status;
 }
 
+// Says why no picture came, on standard error. \return whether there is such a time
+bool tellSilences(const tsArguments& arguments, const tcPreparation& preparation) {
+    std::istringstream lines(allOf(preparation.leftovers(), "silences."));
+    bool any = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (!arguments.overview) { // whose verdict says so
+            std::cerr << "virtual-head: " << line << "\n" << std::flush;
+        }
+        any = true;
+    }
+    return any;
+}
+
 } // namespace
 
 int exitStatus(const tsArguments& arguments, const tcPreparation& preparation, const tsEnd& end) {
@@ -37,5 +50,9 @@ int exitStatus(const tsArguments& arguments, const tcPreparation& preparation, c
     if (!arguments.replay.empty()) {
         return statusOfReplay(arguments, preparation.orders(), end.status, violated);
     }
-    return end.status == 0 && violated ? kViolations : end.status;
+    const bool silent = tellSilences(arguments, preparation);
+    if (end.status != 0) {
+        return end.status;
+    }
+    return violated ? kViolations : (silent ? kNoPictures : end.status);
 }

@@ -48,7 +48,8 @@ bool copySize(int terminal) {
 
 } // namespace
 
-tcKeptOutput::tcKeptOutput() : m_terminal(isatty(STDOUT_FILENO) == 1) {
+tcKeptOutput::tcKeptOutput(bool shown)
+    : m_shown(shown), m_terminal(shown && isatty(STDOUT_FILENO) == 1) {
     if (m_terminal) {
         openTerminal();
     } else {
@@ -162,7 +163,7 @@ void tcKeptOutput::passOn() {
         }
         const std::string_view text(buffer.data(), static_cast<std::size_t>(count));
         m_text += text;
-        if (!writeAll(text)) {
+        if (m_shown && !writeAll(text)) {
             break;
         }
     }

@@ -14,8 +14,10 @@
 /// signals of the keyboard and the modes of the terminal need nobody in between.
 class tcKeptOutput {
 public:
+    /// \param shown whether what the program prints is passed on at all; if not, it prints into a
+    ///        pipe, and a standard error that is a terminal stays what it is
     /// \throws std::runtime_error when there is no pipe, or no pseudo-terminal
-    tcKeptOutput();
+    explicit tcKeptOutput(bool shown = true);
     tcKeptOutput(const tcKeptOutput&) = delete;
     tcKeptOutput& operator=(const tcKeptOutput&) = delete;
     ~tcKeptOutput();
@@ -38,6 +40,7 @@ private:
     void closeEnd(std::size_t end);
 
     std::array<int, 2> m_ends{-1, -1};
+    bool m_shown;
     bool m_terminal;
     int m_changes = -1; // of the terminal's size, one signal each
     pid_t m_program = 0;

@@ -29,7 +29,7 @@ int runOnHead(const tsArguments& arguments) {
     }
     writeSummary(arguments, preparation, end);
     const tcPictures pictures = writePictures(arguments, preparation);
-    writeWaveformAndReport(arguments, preparation, end, pictures);
+    writeAfterwards(arguments, preparation, end, pictures);
     return exitStatus(arguments, preparation, end);
 }
 

@@ -88,6 +88,8 @@ tsOrders tcPreparation::ordersFor(const tsArguments& arguments) const {
     orders.trace = wantsTrace(arguments) ? (leftovers() / "trace").string() : "";
     orders.report = (leftovers() / "report").string();
     orders.verdict = (leftovers() / "verdict").string();
+    orders.delivered = (leftovers() / "delivered").string();
+    orders.silences = (leftovers() / "silences").string();
     orders.frames = m_pictures ? (leftovers() / "frames").string() : "";
     orders.maxFrames = std::to_string(arguments.maxFrames);
     orders.record = absolute(arguments.record);
@@ -98,5 +100,5 @@ tsOrders tcPreparation::ordersFor(const tsArguments& arguments) const {
 }
 
 bool wantsTrace(const tsArguments& arguments) {
-    return !arguments.vcd.empty() || !arguments.report.empty();
+    return !arguments.vcd.empty() || !arguments.report.empty() || arguments.overview;
 }

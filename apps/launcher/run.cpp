@@ -20,9 +20,9 @@ std::vector<std::string> resolved(std::vector<std::string> program) {
 }
 
 // A run is worth more than its page's clamps: without a pseudo-terminal the page says so.
-void keep(std::optional<tcKeptOutput>& output) {
+void keep(std::optional<tcKeptOutput>& output, bool shown) {
     try {
-        output.emplace();
+        output.emplace(shown);
     } catch (const std::runtime_error&) {
         output.reset();
     }
@@ -32,8 +32,8 @@ void keep(std::optional<tcKeptOutput>& output) {
 
 tsEnd runProgram(const tsArguments& arguments, const tcPreparation& preparation) {
     std::optional<tcKeptOutput> output;
-    if (!arguments.report.empty()) {
-        keep(output);
+    if (!arguments.report.empty() || arguments.overview) {
+        keep(output, !arguments.overview);
     }
     tsEnd end;
     end.error = startProgram(resolved(arguments.program), preparation.workdir(),

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sim/after/drawing/dump_reader.h"
+#include "sim/after/drawing/rows.h"
 #include "sim/after/drawing/time_axis.h"
 #include "sim/after/markup.h"
 
@@ -81,13 +82,23 @@ std::string path(const tsSignal& signal, const tcTimeAxis& axis, std::uint64_t e
     return result + " H" + pixels(axis.x(endNs));
 }
 
-// "LANE0-LOCK to LANE11-LOCK"
-std::string rowName(const std::vector<tsSignal>& signals, std::size_t first, std::size_t last) {
-    return first == last ? signals[first].name : signals[first].name + " to " + signals[last].name;
+// What a row's name and line look like.
+struct tsLook {
+    const char* name;
+    const char* line;
+};
+
+tsLook lookOf(const tsRow& row) {
+    if (row.stoodStill) {
+        return {"fill=\"#b00020\" font-weight=\"bold\"", "stroke=\"#b00020\" stroke-width=\"2\""};
+    }
+    return {"fill=\"#222\"", row.signal.real ? "stroke=\"#b3541e\"" : "stroke=\"#1f5fa8\""};
 }
 
 std::string axisOf(const tcTimeAxis& axis, double bottom) {
     constexpr double leastForTime = 40;
+    const tsStretch& last = axis.stretches().back();
+    const double lastTime = last.x + last.width - 2 * leastForTime; // where the end's text begins
     std::string result;
     double lastX = -leastForTime;
     for (const tsStretch& stretch : axis.stretches()) {
@@ -98,39 +109,34 @@ std::string axisOf(const tcTimeAxis& axis, double bottom) {
             result += label(stretch.x + stretch.width / 2, kTop - 10,
                             milliseconds(stretch.toNs - stretch.fromNs),
                             "text-anchor=\"middle\" fill=\"#777\"");
-        } else if (stretch.x - lastX >= leastForTime) {
+        } else if (stretch.x - lastX >= leastForTime && stretch.x <= lastTime) {
             result += label(stretch.x, bottom + 18, milliseconds(stretch.fromNs), "fill=\"#777\"");
             lastX = stretch.x;
         }
     }
-    const tsStretch& last = axis.stretches().back();
     return result + label(last.x + last.width, bottom + 18, milliseconds(last.toNs),
                           "text-anchor=\"end\" fill=\"#777\"");
 }
 
 std::string drawn(const tsDump& dump) {
+    const std::vector<tsRow> rows = rowsOf(dump);
     std::vector<tsSignal> signals;
-    std::copy_if(dump.signals.begin(), dump.signals.end(), std::back_inserter(signals),
-                 [](const tsSignal& signal) { return signal.changes.size() > 1; });
+    std::transform(rows.begin(), rows.end(), std::back_inserter(signals),
+                   [](const tsRow& row) { return row.signal; });
     const tcTimeAxis axis(signals, dump.endNs, kNames, kWidth);
-    std::string rows;
+    std::string lines;
     double y = kTop;
-    for (std::size_t first = 0; first < signals.size();) {
-        std::size_t last = first;
-        while (last + 1 < signals.size() && signals[last + 1].changes == signals[first].changes) {
-            ++last;
-        }
+    for (const tsRow& row : rows) {
         y += kRow;
-        rows += label(kMargin, y - 2, rowName(signals, first, last), "fill=\"#222\"");
-        rows += "<path d=\"" + path(signals[first], axis, dump.endNs, y) + "\" stroke=\"" +
-                (signals[first].real ? "#b3541e" : "#1f5fa8") + "\"/>\n";
-        first = last + 1;
+        const tsLook look = lookOf(row);
+        lines += label(kMargin, y - 2, row.name, look.name);
+        lines += "<path d=\"" + path(row.signal, axis, dump.endNs, y) + "\" " + look.line + "/>\n";
     }
     const std::string size = pixels(kNames + kWidth + kMargin) + " " + pixels(y + 32);
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + size +
            "\" font-family=\"sans-serif\" font-size=\"10\">\n"
            "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" +
-           axisOf(axis, y) + "<g fill=\"none\" stroke-width=\"1\">\n" + rows + "</g>\n</svg>\n";
+           axisOf(axis, y) + "<g fill=\"none\" stroke-width=\"1\">\n" + lines + "</g>\n</svg>\n";
 }
 
 } // namespace

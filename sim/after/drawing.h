@@ -7,9 +7,11 @@
 
 namespace sim {
 
-/// Draws every wire of a dump that changes, from top to bottom in the order of the dump; wires next
-/// to each other that do the same share a row. Times in which nothing happens are cut short and
-/// labelled with their length.
+/// Draws every wire of a dump that changes, from top to bottom in the order of the dump, and in red
+/// every wire that did not although it should have: a lane that was reset and never locked. Wires
+/// that do the same share a row when they differ in a number that counts up by one; the row names
+/// the first and the last of them. Times in which nothing happens are cut short and labelled with
+/// their length.
 ///
 /// \param dump value-change dump of scalar and real variables
 /// \return SVG

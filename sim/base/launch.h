@@ -24,6 +24,10 @@ inline constexpr const char* kClaims =
 inline constexpr const char* kHardware =
     "VIRTUAL_HEAD_HARDWARE"; ///< set: the machine's own devices answer
 inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT"; ///< file for the summary, plus ".PID"
+inline constexpr const char* kDelivered =
+    "VIRTUAL_HEAD_DELIVERED"; ///< file for the number of delivered pictures, plus ".PID"
+inline constexpr const char* kSilences =
+    "VIRTUAL_HEAD_SILENCES"; ///< file for times without pictures, a line each, plus ".PID"
 inline constexpr const char* kVerdict =
     "VIRTUAL_HEAD_VERDICT"; ///< file for the violations' count, plus ".PID"
 

@@ -96,6 +96,8 @@ void report() {
     s_model->faults.tellWhatNeverStruck();
     s_model->journal.state(s_model->journal.clock.now(), "END");
     writeFile(variable(launch::kReport), sim::report(*s_model));
+    writeFile(variable(launch::kDelivered), std::to_string(s_model->frameWatch.delivered()) + "\n");
+    writeFile(variable(launch::kSilences), sim::silences(*s_model));
     writeFile(variable(launch::kFrames), s_model->recorder.bytes());
     const std::uint64_t differences = s_model->tape.rest().empty() ? 0 : 1;
     writeFile(variable(launch::kVerdict),

@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view kResetLine = "RESET_B";
 constexpr std::uint32_t kStreaming = 3; // frame state
+constexpr double kUsualMhz = 36;        // of a clock generator that is in no known state
 
 std::optional<teRail> railOfLine(std::string_view line) {
     if (line == "PS_1.2V_EN") {
@@ -154,8 +155,38 @@ void tcModel::timePassed() {
     lookAround();
 }
 
+// From frame to frame: with the pulses, or as long as the sensor takes. 0 where its registers do
+// not say.
+std::uint64_t tcModel::frameIntervalNs() const {
+    const tsFrameClocks clocks = sensor.frameClocks();
+    const tsFrameTiming timing = fpga.pulses().frames(true, clocks);
+    if (timing.framesBegin()) {
+        return timing.frameNs;
+    }
+    const double mhz = fpga.clockMhz() > 0 ? fpga.clockMhz() : kUsualMhz;
+    return static_cast<std::uint64_t>(static_cast<double>(clocks.frame) * 1000.0 / mhz);
+}
+
+void tcModel::watchFrames() {
+    tsDelivery now;
+    now.streaming = sensor.frameState() == kStreaming;
+    if (now.streaming) {
+        const tsPipeline pipeline = decodePipeline(fpga);
+        now.pulses = fpga.pulses().train().periodNs != 0;
+        now.triggered = sensor.field(sensorRegisters::kFrameControlMode) != 0;
+        now.clockKnown = fpga.clockMhz() > 0;
+        now.badPixelsRun = pipeline.badPixelsRun;
+        now.pixelShiftRuns = pipeline.pixelShiftRuns;
+        now.link = link.state();
+        now.intervalNs = frameIntervalNs();
+        now.arrived = link.frames();
+    }
+    frameWatch.look(now, journal.clock.now());
+}
+
 // Every change of the program's doing is seen at once, the head's own with the next call.
 void tcModel::lookAround() {
+    watchFrames();
     if (journal.keepsStates()) {
         m_watch.look(supplies, link, fpga);
     }
@@ -163,6 +194,7 @@ void tcModel::lookAround() {
 
 // What holds now held for every frame since the last call.
 void tcModel::recordFrames() {
+    watchFrames();
     const std::uint64_t frames = recorder.wanted() ? link.frames() : m_framesSeen;
     if (frames == m_framesSeen) {
         return;

@@ -17,6 +17,7 @@
 #include "sim/chips/spi_port.h"
 #include "sim/chips/supplies.h"
 #include "sim/head/device_files.h"
+#include "sim/head/frame_watch.h"
 #include "sim/head/state_watch.h"
 #include "sim/journal/journal.h"
 #include "sim/pictures/frame_recorder.h"
@@ -43,10 +44,11 @@ public:
             catchUpNow();
         }
     }
-    /// Keeps what the frames since the last call depended on, if anybody wants pictures. To be
-    /// called before anything of it changes.
+    /// Looks whether pictures come, and keeps what the frames since the last call depended on, if
+    /// anybody wants them. To be called before anything of it changes.
     void recordFrames();
-    /// Logs what the head did by itself since the last look, if anybody wants to know.
+    /// Looks whether pictures come, and logs what the head did by itself since the last look, if
+    /// anybody wants to know.
     void lookAround();
     std::uint32_t load(std::uint32_t address, unsigned width);
     void store(std::uint32_t address, unsigned width, std::uint32_t value);
@@ -67,6 +69,7 @@ public:
     tcLink link;
     tcFpga fpga;
     tcFrameRecorder recorder;
+    tcFrameWatch frameWatch;
     tcTape tape;
     std::shared_ptr<const tcScene> scene; // null: the test chart, not painted yet
 
@@ -80,6 +83,8 @@ private:
     /// the sensor takes it.
     void tellSensorWord(std::uint32_t word, teWriteFate fate);
     void sensorChanged();
+    void watchFrames();
+    [[nodiscard]] std::uint64_t frameIntervalNs() const;
     void sees(const tsLogEvent& event) override;
     void catchUpNow();
     [[nodiscard]] std::optional<std::uint64_t> nextChangeNs() const;

@@ -13,6 +13,15 @@ std::string described(const tsLinkState& state) {
            ", aligned " + yesNo(state.aligned) + "\n";
 }
 
+// " 0 1 2 - 4", and so on: a line for the lanes that are not locked.
+std::string lanesOf(const tsLinkState& state) {
+    std::string text;
+    for (unsigned lane = 0; lane < kLinkLanes; ++lane) {
+        text += (state.dpaLock >> lane & 1) != 0 ? " " + std::to_string(lane) : " -";
+    }
+    return text + "\n";
+}
+
 std::string seconds(std::chrono::nanoseconds time) {
     tcText text;
     text.seconds(static_cast<std::uint64_t>(time.count()));
@@ -35,7 +44,32 @@ std::string described(const std::vector<tsFaultRecord>& faults) {
     return text;
 }
 
+std::string inMilliseconds(std::uint64_t ns) {
+    tcText text;
+    return std::string(text.fixed(static_cast<double>(ns) / 1e6).add(" ms").view());
+}
+
+// As it was while the sensor streamed, for what stops a capture takes the locks away.
+std::string linkOf(tcModel& head) {
+    const std::optional<tsLinkState> capture = head.frameWatch.linkInCapture();
+    return capture ? "  link in capture: " + described(*capture) +
+                         "  lanes in capture:" + lanesOf(*capture)
+                   : "  link now: " + described(head.link.state());
+}
+
 } // namespace
+
+std::string silences(const tcModel& head) {
+    std::string text;
+    for (const tsSilence& silence : head.frameWatch.silences()) {
+        text += "no picture came while the sensor streamed for " +
+                inMilliseconds(silence.lastedNs) + " from " +
+                seconds(std::chrono::nanoseconds(silence.fromNs)) + " on (a frame takes " +
+                inMilliseconds(silence.intervalNs) + "): " + std::string(silence.why.view()) + "\n";
+    }
+    const std::uint64_t more = head.frameWatch.silenceCount() - head.frameWatch.silences().size();
+    return more == 0 ? text : text + "nor " + std::to_string(more) + " more times\n";
+}
 
 std::string summary(tcModel& head) {
     const tsSensorState state = head.sensorState();
@@ -57,13 +91,10 @@ std::string summary(tcModel& head) {
     text += "  delivered picture: " + std::to_string(delivered.roiWidth) + " x " +
             std::to_string(delivered.roiHeight) + " from x " + std::to_string(delivered.roiX) +
             " y " + std::to_string(delivered.roiY) + "\n";
-    text += "  link now: " + described(head.link.state());
-    text += "  link at its best: " + described(best) + "  lanes that locked:";
-    for (unsigned lane = 0; lane < kLinkLanes; ++lane) {
-        text += (best.dpaLock >> lane & 1) != 0 ? " " + std::to_string(lane) : " -";
-    }
+    text += linkOf(head);
+    text += "  link at its best: " + described(best) + "  lanes that locked:" + lanesOf(best);
     tcText clock;
-    text += "\n  master clock: ";
+    text += "  master clock: ";
     text +=
         head.fpga.clockMhz() > 0 ? clock.fixed(head.fpga.clockMhz()).add(" MHz").view() : "unknown";
     text += "\n  sensor register writes: " + std::to_string(head.spi.words());
@@ -73,6 +104,10 @@ std::string summary(tcModel& head) {
     if (head.recorder.wanted()) {
         text += "  pictures: " + std::to_string(head.recorder.frames().size()) + " of " +
                 std::to_string(head.recorder.delivered()) + " delivered\n";
+    }
+    for (const tsSilence& silence : head.frameWatch.silences()) {
+        text += "  no picture from " + seconds(std::chrono::nanoseconds(silence.fromNs)) +
+                " on: " + std::string(silence.why.view()) + "\n";
     }
     text += described(head.faults.records());
     if (head.journal.checker.count() == 0) {

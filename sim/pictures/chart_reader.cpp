@@ -36,6 +36,21 @@ std::optional<std::uint32_t> rowOf(tcLine line) {
                                                               : std::nullopt;
 }
 
+// Rows are believed where they count: lines of one code lie in the chart's wedge, too. Binned,
+// they count by two; with swapped pairs they are up to three apart.
+bool counts(const std::vector<std::optional<std::uint32_t>>& rows, std::size_t line) {
+    constexpr std::size_t near = 3;    // lines
+    constexpr std::uint32_t apart = 6; // rows
+    const std::size_t last = std::min(line + near, rows.size() - 1);
+    for (std::size_t at = line - std::min(line, near); at <= last; ++at) {
+        if (rows[at] && *rows[at] != *rows[line] && *rows[at] < *rows[line] + apart &&
+            *rows[line] < *rows[at] + apart) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // A line whose pixels count up or down.
 bool countsColumns(tcLine line) {
     std::size_t up = 0;
@@ -65,6 +80,7 @@ tsChartReading readChart(const tsFrame& frame) {
     tsChartReading reading;
     reading.columns.resize(frame.width);
     reading.rows.resize(frame.height);
+    std::vector<std::optional<std::uint32_t>> rows(frame.height);
     bool columnsKnown = false;
     for (std::size_t y = 0; y < frame.height; ++y) {
         const tcLine line = tcLine(frame.pixels).subspan(y * frame.width, frame.width);
@@ -74,8 +90,11 @@ tsChartReading readChart(const tsFrame& frame) {
                 reading.columns[x] = number(line[x], sensorArray::kColumns);
             }
         } else {
-            reading.rows[y] = rowOf(line);
+            rows[y] = rowOf(line);
         }
+    }
+    for (std::size_t y = 0; y < frame.height; ++y) {
+        reading.rows[y] = rows[y] && counts(rows, y) ? rows[y] : std::nullopt;
     }
     return reading;
 }

@@ -121,13 +121,6 @@ void decodePixelShift(const tcDecoder& fpga, tsFpgaImage& image) {
     image.shift = fpga.pixelShift() & pixelShiftRegisters::kControlAmount;
 }
 
-bool pipelineRuns(const tcDecoder& fpga) {
-    using namespace badPixelRegisters;
-    const std::uint32_t control = fpga.badPixels(kControlWord);
-    return (control & kControlRun) != 0 && (control & kControlReset) == 0 &&
-           (fpga.pixelShift() & pixelShiftRegisters::kControlReset) == 0;
-}
-
 // Puts "name: value" lines together.
 class tcLines {
 public:
@@ -187,6 +180,14 @@ void describeFpga(const tsFpgaImage& fpga, tcLines& lines) {
 
 } // namespace
 
+tsPipeline decodePipeline(tcFpga& fpga) {
+    using namespace badPixelRegisters;
+    const tcDecoder decoder(fpga);
+    const std::uint32_t control = decoder.badPixels(kControlWord);
+    return {(control & kControlRun) != 0 && (control & kControlReset) == 0,
+            (decoder.pixelShift() & pixelShiftRegisters::kControlReset) == 0};
+}
+
 tsFpgaImage decodeFpga(tcFpga& fpga) {
     const tcDecoder decoder(fpga);
     tsFpgaImage image;
@@ -197,7 +198,8 @@ tsFpgaImage decodeFpga(tcFpga& fpga) {
 }
 
 std::optional<tsFrameSettings> decodeFrame(const tcSensor& sensor, tcFpga& fpga) {
-    if (!pipelineRuns(tcDecoder(fpga))) {
+    const tsPipeline pipeline = decodePipeline(fpga);
+    if (!pipeline.badPixelsRun || !pipeline.pixelShiftRuns) {
         return std::nullopt;
     }
     tsFrameSettings settings;

@@ -28,6 +28,14 @@ struct tsFrameSettings {
 };
 static_assert(std::is_trivially_copyable_v<tsFrameSettings>);
 
+/// Which cores of the pipeline let pictures through.
+struct tsPipeline {
+    bool badPixelsRun = false;
+    bool pixelShiftRuns = false;
+};
+/// Possible in a signal handler.
+tsPipeline decodePipeline(tcFpga& fpga);
+
 /// \return how a picture is shaped in the FPGA, whether or not one leaves it
 tsFpgaImage decodeFpga(tcFpga& fpga);
 

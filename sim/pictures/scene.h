@@ -18,13 +18,15 @@ public:
     static constexpr std::uint32_t kRows = sensorArray::kRows;
     static constexpr std::uint32_t kColumns = sensorArray::kColumns;
 
-    /// The test chart. A period of 64 rows:
+    /// The test chart. A period of 256 rows:
     ///
-    ///     rows  0 to 47   for the eye: the numbers of a column and a row every 288 columns, ticks
-    ///                     every 48, diagonals, words and marks that say where top, left and the
-    ///                     corners are
-    ///     rows 48 to 55   for the machine: the code is 1024 plus the pixel's column
-    ///     rows 56 to 63   for the machine: the code is 1024 plus the pixel's row
+    ///     rows   0 to 35   ruler: the numbers of a column and a row every 288 columns, ticks every
+    ///                      48, diagonals
+    ///     rows  40 to 235  for the eye: words and marks that say where top, left and the corners
+    ///                      are, stars, lines, a wedge of steps, a ramp; each in a period of its
+    ///                      own
+    ///     rows 240 to 247  for the machine: the code is 1024 plus the pixel's column
+    ///     rows 248 to 255  for the machine: the code is 1024 plus the pixel's row
     static tcScene chart();
     /// A picture, scaled to fill the array (each pixel takes the nearest of the picture). Colours
     /// become grey; values without a gamma of their own are sRGB with 8 bits and linear with 16.

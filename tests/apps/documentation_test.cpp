@@ -169,7 +169,8 @@ TEST(Completion, CompletesInTheShell) {
                                    "echo \"${COMPREPLY[@]}\"";
         return run({"bash", "-c", script}).out;
     };
-    EXPECT_EQ(completed("", "--l"), "--log --listen\n");
+    EXPECT_EQ(completed("", "--l"), "--listen\n");
+    EXPECT_EQ(completed("", "--b"), "--board-output\n");
     EXPECT_EQ(completed("-c", "expo"), "exposure\n");
     EXPECT_EQ(completed("--spi", "/dev/nul"), "/dev/null\n");
     EXPECT_EQ(completed("", "--nothing"), "\n");

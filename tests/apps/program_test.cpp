@@ -44,7 +44,8 @@ TEST(Program, LoadsAnyPluginAndCarriesOutCommands) {
 TEST(Program, SendsTheBoardsLogToAFileAndOnlyRepliesToStandardOutput) {
     const tcFolder folder;
     const std::string log = folder.path() + "/log";
-    const tsFinished run = runCamhost(onFakePlugin({"--log", log, "-c", "init", "-c", "exposure"}));
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--board-output", log, "-c", "init", "-c", "exposure"}));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "init: result 0: success\nexposure 30000 us\n");
     EXPECT_EQ(run.err, "");
@@ -57,7 +58,7 @@ TEST(Program, SendsTheBoardsLogToAFileAndOnlyRepliesToStandardOutput) {
 }
 
 TEST(Program, SendsTheLogToStandardError) {
-    const tsFinished run = runCamhost(onFakePlugin({"--log", "-", "-c", "exposure"}));
+    const tsFinished run = runCamhost(onFakePlugin({"--board-output", "-", "-c", "exposure"}));
     EXPECT_EQ(run.out, "exposure 30000 us\n");
     EXPECT_THAT(run.err, StartsWith(kServed));
 }
@@ -78,10 +79,12 @@ TEST(Program, EndsWithTwoWhenTheWorkingDirectoryIsMissing) {
 }
 
 TEST(Program, EndsWithTwoWhenTheLogCannotBeWritten) {
-    const tsFinished run = runCamhost(onFakePlugin({"--log", "/no/such/folder/log", "-c", "init"}));
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--board-output", "/no/such/folder/log", "-c", "init"}));
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, "camhost: log file \"/no/such/folder/log\" cannot be written: No such file "
-                       "or directory. Name another one with --log.\n");
+    EXPECT_EQ(run.err,
+              "camhost: the board's output cannot go to \"/no/such/folder/log\": No such file "
+              "or directory. Name another file with --board-output.\n");
 }
 
 TEST(Program, EndsWithThreeWhenThePluginIsMissing) {
@@ -167,7 +170,8 @@ TEST(Program, CarriesOutAScript) {
                                                    "\n"
                                                    "exposure\n"
                                                    "FAKE a b");
-    const tsFinished run = runCamhost(onFakePlugin({"--log", "/dev/null", "-c", "init", script}));
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--board-output", "/dev/null", "-c", "init", script}));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "init: result 0: success\n"
                        "exposure: asked 500 us, applied 500 us (result 0: success)\n"
@@ -176,8 +180,8 @@ TEST(Program, CarriesOutAScript) {
 }
 
 TEST(Program, EchoesCommandsWhenToldTo) {
-    const tsFinished run =
-        runCamhost(onFakePlugin({"--log", "/dev/null", "--echo", "-"}), "exposure\n\nquit\nroi\n");
+    const tsFinished run = runCamhost(onFakePlugin({"--board-output", "/dev/null", "--echo", "-"}),
+                                      "exposure\n\nquit\nroi\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "> exposure\nexposure 30000 us\n> quit\n");
 }
@@ -195,7 +199,7 @@ TEST(Program, NamesFileAndLineOfWhatFailed) {
 
 TEST(Program, ReadsStandardInputWhenThereIsNothingElse) {
     const tsFinished run =
-        runCamhost(onFakePlugin({"--log", "/dev/null"}), "exposure\nexposure x\n");
+        runCamhost(onFakePlugin({"--board-output", "/dev/null"}), "exposure\nexposure x\n");
     EXPECT_EQ(run.status, 6);
     EXPECT_EQ(run.out, "exposure 30000 us\n");
     EXPECT_THAT(run.err, StartsWith("camhost: standard input:2: exposure: "));
@@ -224,11 +228,11 @@ TEST(Program, DoesNotWaitForAPipe) {
     EXPECT_EQ(script.err, "camhost: script " + pipe +
                               " not read: it is a pipe, a socket or a device. Give the file of a "
                               "script, or - for standard input.\n");
-    const tsFinished log = runCamhost(onFakePlugin({"--log", pipe, "-c", "exposure"}));
+    const tsFinished log = runCamhost(onFakePlugin({"--board-output", pipe, "-c", "exposure"}));
     EXPECT_EQ(log.status, 2);
-    EXPECT_EQ(log.err, "camhost: log file \"" + pipe +
-                           "\" cannot be written: No such device or address. Name another one with "
-                           "--log.\n");
+    EXPECT_EQ(log.err, "camhost: the board's output cannot go to \"" + pipe +
+                           "\": No such device or address. Name another file with "
+                           "--board-output.\n");
     const tsFinished plugin = runCamhost({"--plugin", pipe, "--spi", "x", "-c", "exposure"});
     EXPECT_EQ(plugin.status, 3);
     EXPECT_EQ(plugin.err, "camhost: plug-in " + pipe +
@@ -384,7 +388,7 @@ TEST(Program, FindsItsFilesFromWhereItWasStartedAndWorksInItsWorkingDirectory) {
     const tcFolder work;
     const std::string script = folder.file("demo", "exposure\n");
     const tsFinished run =
-        runCamhost(onFakePlugin({"--workdir", work.path(), "--log", "/dev/null", script}));
+        runCamhost(onFakePlugin({"--workdir", work.path(), "--board-output", "/dev/null", script}));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "exposure 30000 us\n");
 }

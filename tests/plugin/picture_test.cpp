@@ -1,5 +1,5 @@
 // What a host's settings make of the picture: from the board's operations to the delivered frame.
-// On the test chart every column and, on eight of 64 rows, every row says where it is.
+// On the test chart every column and, on eight of 256 rows, every row says where it is.
 
 #include <array>
 #include <ostream>
@@ -41,7 +41,7 @@ TEST_F(Picture, AfterInitializationItIsTurnedHalfRound) {
     EXPECT_EQ(reading.columns[2591], 0U);
     EXPECT_EQ(reading.rows[8], 2047U);
     EXPECT_EQ(reading.rows[9], 2046U);
-    EXPECT_EQ(reading.rows[1999], 56U);
+    EXPECT_EQ(reading.rows[1807], 248U);
 }
 
 TEST_F(Picture, IsOfTheRegion) {
@@ -53,7 +53,7 @@ TEST_F(Picture, IsOfTheRegion) {
     const sim::tsChartReading reading = sim::readChart(frame);
     EXPECT_EQ(reading.columns[0], 240U);
     EXPECT_EQ(reading.columns[479], 719U);
-    EXPECT_EQ(reading.rows[56], 568U);
+    EXPECT_EQ(reading.rows[248], 760U);
     EXPECT_EQ(reading.rows[255], 767U);
 }
 
@@ -61,23 +61,23 @@ TEST_F(Picture, StacksItsRegions) {
     mirror(false, false);
     Varnox::tcMultipleROISensor& sensor = board();
     sensor.numberOfRegions = 3;
-    sensor.regions[0] = {512, 240, 480, 64};
-    sensor.regions[1] = {128, 240, 480, 64};
-    sensor.regions[2] = {1024, 240, 480, 128};
+    sensor.regions[0] = {704, 240, 480, 64};
+    sensor.regions[1] = {192, 240, 480, 64};
+    sensor.regions[2] = {1152, 240, 480, 128};
     ASSERT_EQ(board().programMultipleROI(), 0);
     sim::tsChartReading reading = chart();
     ASSERT_EQ(reading.rows.size(), 256U);
     EXPECT_EQ(reading.columns[0], 240U);
-    EXPECT_EQ(reading.rows[56], 568U);   // 512 + 56
-    EXPECT_EQ(reading.rows[63], 575U);   // 512 + 63
-    EXPECT_EQ(reading.rows[120], 184U);  // 128 + 120 - 64
-    EXPECT_EQ(reading.rows[255], 1151U); // 1024 + 255 - 128
+    EXPECT_EQ(reading.rows[56], 760U);   // 704 + 56
+    EXPECT_EQ(reading.rows[63], 767U);   // 704 + 63
+    EXPECT_EQ(reading.rows[120], 248U);  // 192 + 120 - 64
+    EXPECT_EQ(reading.rows[255], 1279U); // 1152 + 255 - 128
     mirror(false, true);
     reading = chart();
-    EXPECT_EQ(reading.rows[0], 1151U);
-    EXPECT_EQ(reading.rows[128], 191U);
-    EXPECT_EQ(reading.rows[192], 575U);
-    EXPECT_EQ(reading.rows[199], 568U);
+    EXPECT_EQ(reading.rows[0], 1279U);
+    EXPECT_EQ(reading.rows[128], 255U);
+    EXPECT_EQ(reading.rows[192], 767U);
+    EXPECT_EQ(reading.rows[199], 760U);
 }
 
 struct tsMode {
@@ -116,12 +116,12 @@ TEST_P(PictureMode, ShowsEveryPixelInItsPlace) {
 
 INSTANTIATE_TEST_SUITE_P(
     Every, PictureMode,
-    testing::Values(tsMode{false, false, 1, 240, 479, {{{56, 184}, {127, 255}}}},
-                    tsMode{true, false, 1, 479, 240, {{{56, 184}, {127, 255}}}},
+    testing::Values(tsMode{false, false, 1, 240, 479, {{{120, 248}, {127, 255}}}},
+                    tsMode{true, false, 1, 479, 240, {{{120, 248}, {127, 255}}}},
                     tsMode{false, true, 1, 240, 479, {{{0, 255}, {7, 248}}}},
                     tsMode{true, true, 1, 479, 240, {{{0, 255}, {7, 248}}}},
-                    tsMode{false, false, 2, 240, 479, {{{28, 312}, {127, 510}}}},
-                    tsMode{true, false, 2, 479, 240, {{{28, 312}, {127, 510}}}},
+                    tsMode{false, false, 2, 240, 479, {{{124, 504}, {127, 510}}}},
+                    tsMode{true, false, 2, 479, 240, {{{124, 504}, {127, 510}}}},
                     tsMode{false, true, 2, 240, 479, {{{0, 510}, {3, 504}}}},
                     tsMode{true, true, 2, 479, 240, {{{0, 510}, {3, 504}}}}));
 
@@ -161,9 +161,9 @@ TEST_F(Picture, HasNoDefectsOnceTheMapIsApplied) {
     EXPECT_EQ(frame.at(2591, 2055), 4095);
     head().setFpgaWord(0xFF215000, head().fpgaWord(0xFF215000) | 2); // as "SBPRM 1" does
     frame = captured();
-    EXPECT_EQ(frame.at(100, 200), 2879);   // row 1855: 1024 + 1855
-    EXPECT_EQ(frame.at(1295, 1027), 700);  // inside the large letter
-    EXPECT_EQ(frame.at(2591, 2055), 3800); // as its one neighbour
+    EXPECT_EQ(frame.at(100, 200), 3800);   // white, as both neighbours
+    EXPECT_EQ(frame.at(1295, 1027), 3800); // below a tick of the ruler
+    EXPECT_EQ(frame.at(2591, 2055), 120);  // as its one neighbour, in the corner's bracket
 }
 
 } // namespace

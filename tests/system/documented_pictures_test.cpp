@@ -1,6 +1,8 @@
 // The pictures of docs/pictures.md are those that the commands beside them make.
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <png.h>
 
@@ -45,9 +47,22 @@ TEST_F(DocumentedPicture, ChartIsTheOneThatTheHeadDelivers) {
         << "docs/pictures/chart.png is out of date; make it anew as docs/pictures.md says";
 }
 
+// What `./run --frames` ends with: a picture to look at.
+TEST_F(DocumentedPicture, ChartIsTheLastOneOfTheMainJob) {
+    const std::string job = std::string(HEAD_SOURCE_DIRECTORY) + "/data/main-job.camhost";
+    const tsOutcome result =
+        runOnHead("--frames " + m_folder.path().string(), camhostCommand("--echo " + job));
+    ASSERT_EQ(result.status, 0) << result.output;
+    std::filesystem::path last;
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.path())) {
+        last = std::max(last, entry.path());
+    }
+    EXPECT_TRUE(valuesIn(last) == shown("chart.png")) << last;
+}
+
 // The scan is turned behind the board's back, which would flip the pairs with it: a broken rule.
 TEST_F(DocumentedPicture, MissingPairsFlipIsTheOneThatTheHeadDelivers) {
-    ASSERT_EQ(capture("-c 'roi 64 192 192 64' -c 'poke 0x90 0x20000' -c 'poke 0x6C 8' "), 9);
+    ASSERT_EQ(capture("-c 'roi 1536 192 192 64' -c 'poke 0x90 0x20000' -c 'poke 0x6C 8' "), 9);
     EXPECT_TRUE(made() == shown("pairs-flip-missing.png"))
         << "docs/pictures/pairs-flip-missing.png is out of date; make it anew as docs/pictures.md "
            "says";

@@ -68,7 +68,7 @@ TEST(MainJob, AHealthyHeadDoesAllThatIsAsked) {
     EXPECT_THAT(result.output, HasSubstr("[0] Starting capture...\n[1] Ending capture...\n"));
     EXPECT_THAT(result.output,
                 HasSubstr("VDD1.2 1.200 V, VDD3.3AVDDH 3.300 V, VDD3.3SVDD 3.300 V\n"));
-    EXPECT_THAT(result.output, HasSubstr("image 2592 x 514,"));
+    EXPECT_THAT(result.output, HasSubstr("image 2592 x 2056,"));
     EXPECT_THAT(result.output, EndsWith("  violations: none\n"));
 }
 

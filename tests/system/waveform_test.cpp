@@ -161,16 +161,42 @@ TEST_F(Waveform, ShowsLanesThatAreLostWhilePicturesAreTaken) {
     EXPECT_THAT(levelsOf(dump, "LANE4-LOCK"), ElementsAre("0 0", "343272200 1"));
 }
 
-TEST_F(Waveform, IsDrawnAsAPicture) {
+class DrawnWaveform : public Waveform {
+protected:
+    // The picture that "--draw" makes of the dump.
+    std::string drawn() {
+        const std::filesystem::path picture = m_folder.path() / "run.svg";
+        const tsOutcome result = runCommand(std::string(HEAD_LAUNCHER) + " --draw " +
+                                            m_dump.string() + " " + picture.string());
+        EXPECT_EQ(result.status, 0) << result.output;
+        return contentOf(picture);
+    }
+    static std::string documented(const std::string& name) {
+        return contentOf(std::string(HEAD_SOURCE_DIRECTORY) + "/docs/" + name);
+    }
+};
+
+TEST_F(DrawnWaveform, IsThePictureOfTheDocuments) {
     initialize();
-    const std::filesystem::path picture = m_folder.path() / "run.svg";
-    const tsOutcome result = runCommand(std::string(HEAD_LAUNCHER) + " --draw " + m_dump.string() +
-                                        " " + picture.string());
-    EXPECT_EQ(result.status, 0) << result.output;
-    EXPECT_THAT(contentOf(picture), testing::HasSubstr(">LANE0-LOCK to LANE11-LOCK</text>"));
-    EXPECT_EQ(contentOf(picture),
-              contentOf(std::string(HEAD_SOURCE_DIRECTORY) + "/docs/power-up.svg"))
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, testing::HasSubstr(">LANE0-LOCK to LANE11-LOCK</text>"));
+    EXPECT_THAT(picture, testing::Not(testing::HasSubstr("#b00020")));
+    EXPECT_EQ(picture, documented("power-up.svg"))
         << "docs/power-up.svg is out of date; make it anew as docs/waveforms.md says";
+}
+
+TEST_F(DrawnWaveform, ShowsADeadLaneInRed) {
+    const tsOutcome result = runOnHead("--scenario " + std::string(HEAD_SOURCE_DIRECTORY) +
+                                           "/data/scenarios/dead-lane.ini --vcd " + m_dump.string(),
+                                       camhostCommand("-c init"));
+    ASSERT_EQ(result.status, 5) << result.output;
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, testing::HasSubstr(">LANE0-LOCK to LANE2-LOCK</text>"));
+    EXPECT_THAT(picture,
+                testing::HasSubstr("fill=\"#b00020\" font-weight=\"bold\">LANE3-LOCK</text>"));
+    EXPECT_THAT(picture, testing::HasSubstr(">LANE4-LOCK to LANE11-LOCK</text>"));
+    EXPECT_EQ(picture, documented("dead-lane.svg"))
+        << "docs/dead-lane.svg is out of date; make it anew as docs/waveforms.md says";
 }
 
 // Every scope and every wire, in their order.

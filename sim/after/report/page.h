@@ -21,6 +21,7 @@ inline constexpr const char* kBad = " class=\"bad\"";
 /// \param look empty, or `kBad`
 /// \return a row of a table
 [[nodiscard]] std::string row(const std::vector<std::string>& cells, const char* look = "");
+/// A long table is folded: its number of rows stands where it was, and a click shows it.
 /// \param rows as `row` gives them
 [[nodiscard]] std::string table(const char* id, const std::vector<std::string>& heads,
                                 const std::string& rows);

@@ -29,6 +29,36 @@ std::string writeRow(const tsWrite& write) {
     return row(cells, write.fate.empty() ? "" : kBad);
 }
 
+// Shows the rows that have all words of a text in them, in any case. A page that is opened with
+// "#writes=gain" shows those at once. Without scripts there is no search, and all rows are there.
+constexpr const char* kSearch =
+    "<p id=\"search\" hidden><label>Show rows with <input id=\"filter\" type=\"search\" "
+    "placeholder=\"sensor, 0x012, gain, lost\"></label><span id=\"found\"></span></p>\n";
+constexpr const char* kSearching = R"(<script>
+(() => {
+  const table = document.getElementById("writes");
+  const rows = [...table.rows].slice(1);
+  const filter = document.getElementById("filter");
+  const show = () => {
+    const words = filter.value.toLowerCase().split(" ").filter(word => word);
+    let count = 0;
+    for (const row of rows) {
+      const text = row.textContent.toLowerCase();
+      row.hidden = !words.every(word => text.includes(word));
+      count += row.hidden ? 0 : 1;
+    }
+    document.getElementById("found").textContent = count + " of " + rows.length + " rows";
+    const folded = table.closest("details");
+    if (folded && words.length) folded.open = true;
+  };
+  document.getElementById("search").hidden = false;
+  filter.addEventListener("input", show);
+  filter.value = decodeURIComponent((location.hash.match(/^#writes=(.*)/) || ["", ""])[1]);
+  show();
+})();
+</script>
+)";
+
 } // namespace
 
 std::string registerWrites(const tsRun& run) {
@@ -36,12 +66,16 @@ std::string registerWrites(const tsRun& run) {
     for (const tsWrite& write : run.writes) {
         rows += writeRow(write);
     }
-    return "<h2>Register writes</h2>\n<p>Values as they arrived; the old value is what the "
-           "register held. The last column says what became of a write that went wrong. Fields are "
-           "named where the register reference has them. The head sees "
-           "registers, not requests: it cannot tell what was asked for before a limit was "
-           "applied.</p>\n" +
-           table("writes", {"Time", "Chip", "Register", "Fields", "Old", "New", ""}, rows);
+    return std::string(
+               "<h2>Register writes</h2>\n<p>Values as they arrived; the old value is what the "
+               "register held. The last column says what became of a write that went wrong. Fields "
+               "are "
+               "named where the register reference has them. The head sees "
+               "registers, not requests: it cannot tell what was asked for before a limit was "
+               "applied.</p>\n") +
+           kSearch +
+           table("writes", {"Time", "Chip", "Register", "Fields", "Old", "New", ""}, rows) +
+           kSearching;
 }
 
 } // namespace sim::page

@@ -7,11 +7,16 @@
 #include <vector>
 
 #include "sim/after/report/run.h"
+#include "sim/after/run_facts.h"
 #include "sim/after/trace_reader.h"
 #include "sim/base/thumbnail.h"
 
 namespace sim::page {
 
+/// What was run, how it ended, what was wrong, the cause and what to measure.
+[[nodiscard]] std::string verdict(const tsRun& run, const tsRunFacts& facts);
+/// The wires, drawn.
+[[nodiscard]] std::string wires(const std::vector<tsTraceLine>& trace);
 /// What the run reached, when, and how long it stayed there: as bars and as a table.
 [[nodiscard]] std::string stages(const tsRun& run);
 /// The delays of power-up against those that the hardware needs.

@@ -54,7 +54,7 @@ std::string stageBars(const std::vector<tsStage>& reached, std::uint64_t runNs) 
     }
     text += drawnText(kLeft, top + kText, "start", milliseconds(0)) +
             drawnText(kLeft + kSpan, top + kText, "end", milliseconds(runNs));
-    return "<svg id=\"timeline\" width=\"" + std::to_string(kDuration) + "\" height=\"" +
+    return "<svg id=\"timeline\" viewBox=\"0 0 " + std::to_string(kDuration) + " " +
            std::to_string(top + kLine) + "\" role=\"img\" aria-label=\"stages of the run\">\n" +
            text + "</svg>\n";
 }

@@ -47,18 +47,21 @@ std::string attemptText(const tsAttempt& attempt, std::size_t number) {
     rows += row({"aligned", since(attempt, attempt.aligned, attempt.held)},
                 attempt.aligned ? "" : kBad);
     const std::string id = "attempt" + std::to_string(number);
-    return "<h3>Attempt " + std::to_string(number) + " at " + milliseconds(attempt.startNs) + ": " +
-           escapedMarkup(verdict(attempt)) + "</h3>\n" + table(id.c_str(), {"What", "After"}, rows);
+    return "<section>\n<h3>Attempt " + std::to_string(number) + " at " +
+           milliseconds(attempt.startNs) + ": " + escapedMarkup(verdict(attempt)) + "</h3>\n" +
+           table(id.c_str(), {"What", "After"}, rows) + "</section>\n";
 }
 
 } // namespace
 
 std::string training(const tsRun& run) {
-    std::string text = "<h2>Link training</h2>\n<p>PLL flags count from the start of the attempt, "
-                       "lanes from their reset, alignment from the hold.</p>\n";
+    std::string text =
+        "<h2>Link training</h2>\n<p>PLL flags count from the start of the attempt, "
+        "lanes from their reset, alignment from the hold.</p>\n<div class=\"attempts\">\n";
     for (std::size_t at = 0; at < run.attempts.size(); ++at) {
         text += attemptText(run.attempts[at], at + 1);
     }
+    text += "</div>\n";
     return text + (run.attempts.empty() ? "<p>The frame-control core was never on.</p>\n" : "");
 }
 

@@ -150,7 +150,9 @@ TEST(ReportedStages, AreDrawnAsBarsOverTheRun) {
         sim::report(sim::parseTrace(std::string_view("[    0.100000000] GPIO PS_1.2V_EN = 1\n"
                                                      "[    0.300000000] GPIO RESET_B = 1\n"
                                                      "[    0.900000000] STATE CORE-ENABLED 1\n"
-                                                     "[    0.900000000] STATE PLL-LOCKED 1\n"
+                                                     "[    0.850000000] STATE PLL-LOCKED 1\n"
+                                                     "[    0.900000000] STATE PLL-GB-LOCKED 1\n"
+                                                     "[    0.900000000] STATE PLL-RG-LOCKED 1\n"
                                                      "[    1.000000000] STATE END\n")));
     // The run is 600 pixels wide and begins at 180.
     EXPECT_THAT(barsOf(page),
@@ -168,6 +170,81 @@ TEST(ReportedStages, OfARunInWhichNothingHappenedAreNotDrawn) {
     EXPECT_THAT(sim::report({}), HasSubstr("<td>never</td><td>reset released</td><td></td>"));
 }
 
+sim::tsRunFacts printing(const std::string& text) {
+    sim::tsRunFacts facts;
+    facts.printed = text;
+    return facts;
+}
+
+// --- The verdict ---
+
+TEST(ReportedVerdict, SaysWhatWasRunAndHowItEnded) {
+    sim::tsRunFacts facts = printing("version \"3U5MGXS-C\" \"6.1.0\"\nmore\n");
+    facts.command = "camhost -c 'exposure <1>'";
+    facts.version = "virtual-head 0.1.0";
+    facts.scenario = "there/dead-lane.ini";
+    facts.scenarioText = "; Lane 3 carries nothing.\n[Link]\nlane3 = never\n";
+    facts.status = 5;
+    const std::string page =
+        sim::report(sim::parseTrace(std::string_view("[    0.001000000] STATE CORE-ENABLED 1\n"
+                                                     "[    0.002000000] NOTE fault lost begins\n")),
+                    {}, facts);
+    const std::size_t start = page.find("<section id=\"verdict\" class=\"wrong\">\n");
+    ASSERT_NE(start, std::string::npos);
+    EXPECT_LT(start, page.find("<h2>What the wires did</h2>"));
+    const std::string verdict = page.substr(start, page.find("</section>", start) - start);
+    EXPECT_THAT(verdict, HasSubstr("<h2>The program failed: it ended with status 5.</h2>\n<ul>\n"
+                                   "<li>PLL flag locked did not lock.</li>\n"));
+    EXPECT_THAT(verdict, HasSubstr("<dt>Probable cause</dt><dd id=\"cause\">The receiver gets no "
+                                   "clock"));
+    EXPECT_THAT(verdict, HasSubstr("<dt>What to measure</dt><dd id=\"measure\">Sensor clock"));
+    EXPECT_THAT(verdict,
+                HasSubstr("<dt>Program</dt><dd>camhost -c 'exposure &lt;1&gt;'</dd>\n"
+                          "<dt>Ended</dt><dd>with status 5</dd>\n"
+                          "<dt>Versions</dt><dd>virtual-head 0.1.0; the board: "
+                          "&quot;3U5MGXS-C&quot; &quot;6.1.0&quot;</dd>\n"
+                          "<dt>Scenario</dt><dd>dead-lane.ini: Lane 3 carries nothing.</dd>\n"
+                          "<dt>Faults</dt><dd>lost begins at 2.000 ms</dd>\n"));
+    EXPECT_THAT(verdict,
+                HasSubstr("<pre>; Lane 3 carries nothing.\n[Link]\nlane3 = never\n</pre>"));
+}
+
+TEST(ReportedVerdict, OfAGoodRunSaysSo) {
+    sim::tsRunFacts facts;
+    facts.status = 0;
+    facts.pictures = 1;
+    const std::string page = sim::report({}, {}, facts);
+    EXPECT_THAT(page, HasSubstr("<section id=\"verdict\" class=\"good\">\n<h2>All went well: 1 "
+                                "picture delivered.</h2>\n<dl>\n"));
+    EXPECT_THAT(page, Not(HasSubstr("Probable cause")));
+}
+
+// --- The wires ---
+
+TEST(ReportedWires, AreDrawnInThePage) {
+    const std::string page =
+        sim::report(sim::parseTrace(std::string_view("[    0.001000000] STATE DPA-RESET 8\n"
+                                                     "[    0.002000000] STATE END\n")));
+    EXPECT_THAT(page, HasSubstr("<svg id=\"wires\" role=\"img\" aria-label=\"what the wires "
+                                "did\" viewBox="));
+    EXPECT_THAT(page, HasSubstr("fill=\"#b00020\" font-weight=\"bold\">LANE3-LOCK</text>"));
+    EXPECT_THAT(page, Not(HasSubstr("http")));
+    EXPECT_THAT(sim::report({}), HasSubstr("<p id=\"wires\">No wire changed.</p>"));
+}
+
+// --- Long tables ---
+
+std::string pageOfViolations(unsigned count) {
+    return pageOf(std::vector<std::string>(count, "VIOLATION sensor-asleep: register 0x04"));
+}
+
+TEST(ReportedTable, IsFoldedWhereItIsLong) {
+    EXPECT_THAT(pageOfViolations(30), HasSubstr("</h2>\n<table id=\"violations\">"));
+    EXPECT_THAT(pageOfViolations(31),
+                HasSubstr("</h2>\n<details><summary>31 rows, 31 of them in red</summary>\n"
+                          "<table id=\"violations\">"));
+}
+
 TEST(ReportedClamps, AreThoseOfThePrintedLines) {
     const std::string printed =
         "interval: asked 20000 us, applied 27000 us, limited by the shortest "
@@ -175,7 +252,7 @@ TEST(ReportedClamps, AreThoseOfThePrintedLines) {
         "exposure: asked 20000 us, applied 20000 us (result 0: success)\n"
         "x: asked <1>, applied 2 & 3, limited by 4 (result 5";
     EXPECT_THAT(
-        sim::report({}, {}, printed),
+        sim::report({}, {}, printing(printed)),
         HasSubstr("<table id=\"clamps\">\n<tr><th>Setting</th><th>Asked</th><th>Applied</th>"
                   "<th>Limited by</th></tr>\n<tr><td>interval</td><td>20000 us</td><td>27000 "
                   "us</td><td>the shortest interval of 27100 us</td></tr>\n<tr><td>x</td>"
@@ -183,7 +260,7 @@ TEST(ReportedClamps, AreThoseOfThePrintedLines) {
 }
 
 TEST(ReportedClamps, AreMissedWithTheReason) {
-    EXPECT_THAT(sim::report({}, {}, "all is well\n"),
+    EXPECT_THAT(sim::report({}, {}, printing("all is well\n")),
                 HasSubstr("<p id=\"clamps\">none that the program told</p>"));
     EXPECT_THAT(sim::report({}),
                 HasSubstr("<p id=\"clamps\">the program's output was not kept, for there was no "

@@ -30,15 +30,15 @@ int bringUp() {
     return result == 0 ? 0 : 1;
 }
 
-// Frames of rows 256 to 383 and columns 240 to 479 come from now on, one each 100 ms.
+// Frames of rows 384 to 511 and columns 240 to 479 come from now on, one each 100 ms.
 bool streamPart(tcUser& user) {
     user.powerUp();
     user.configure();
-    user.port.writeRegister(0x94, 191U << 11 | 128U);
+    user.port.writeRegister(0x94, 255U << 11 | 192U);
     user.port.writeRegister(0x95, 79U << 12 | 40U);
     user.frameControl.write(8, 128U << 16 | 240U);
     user.frameControl.write(6, 64U << 16 | 40U);
-    user.frameControl.write(9, 256U << 16 | 240U);
+    user.frameControl.write(9, 384U << 16 | 240U);
     tcRegisters(0xFF215000, 4096).write(0, 1); // the pipeline's cores run
     tcRegisters(0xFF217000, 4096).write(0, 0);
     if (user.bringUp() != 0) {
@@ -59,6 +59,19 @@ int capture() {
     usleep(100000);
     user.stop();
     return 0;
+}
+
+// No picture comes: a core of the pipeline is held in reset. \return as a program that notices, or
+// does not
+int captureNothing(int status) {
+    tcUser user;
+    if (!streamPart(user)) {
+        return 1;
+    }
+    tcRegisters(0xFF217000, 4096).write(0, 0x80000000);
+    usleep(700000);
+    user.stop();
+    return status;
 }
 
 // Two frames. The first one ends within a message that doubles the gain 20 ms later.
@@ -138,6 +151,9 @@ int main(int count, char** values) {
     }
     if (what == "capture") {
         return capture();
+    }
+    if (what == "capture-nothing") {
+        return captureNothing(count > 2 ? std::atoi(values[2]) : 0);
     }
     if (what == "capture-within-a-message") {
         return captureWithinAMessage();

@@ -110,6 +110,56 @@ TEST_F(Launcher, EndsWith9AfterAViolation) {
     EXPECT_THAT(result.err, HasSubstr("sensor-asleep: register 0x04 <- 0x000008"));
 }
 
+// In place of the program's standard output and the summary; what it complains of is shown.
+TEST_F(Launcher, GivesAnOverviewOfARun) {
+    tsResult result = launch("--overview --frames shots -- sh -c '" + kProgram +
+                             " capture; echo said; echo complained >&2'");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "complained\n");
+    EXPECT_THAT(result.out, StartsWith("stages\n      0.000 ms  1.2 V on\n"));
+    EXPECT_THAT(result.out, HasSubstr("\nlanes\n  0 1 2 3 4 5 6 7 8 9 10 11 locked, aligned\n"
+                                      "pictures\n  3 delivered, 3 kept, the last one is "
+                                      "shots/frame-0003.png\nverdict\n"
+                                      "  All went well: 3 pictures delivered.\n"));
+    EXPECT_THAT(result.out, testing::Not(HasSubstr("said")));
+
+    result = launch("--overview --summary ../summary --scenario " + kScenarios +
+                    "/dead-lane.ini -- " + kProgram + " bring-up");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, StartsWith("head\n  dead-lane.ini: Lane 3 carries nothing.\n"));
+    EXPECT_THAT(result.out, HasSubstr("\n  The program failed: it ended with status 1.\n"
+                                      "  - Lane 3 did not lock.\n"));
+    EXPECT_THAT(contentOf(m_folder / "summary"), StartsWith("what the virtual head saw\n"));
+
+    // Said once.
+    result = launch("--overview -- " + kProgram + " capture-nothing");
+    EXPECT_EQ(result.status, 11);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(result.out, HasSubstr("\n  The program succeeded, but no picture came.\n"
+                                      "  - No picture came while the sensor streamed for 700."));
+}
+
+TEST_F(Launcher, EndsWith11WhenNoPictureCame) {
+    const std::string told = "virtual-head: no picture came while the sensor streamed for ";
+    const std::string why = "the pipeline is held: the pixel-shift core is in reset\n";
+    tsResult result = launch("--summary ../summary -- " + kProgram + " capture-nothing");
+    EXPECT_EQ(result.status, 11);
+    EXPECT_THAT(result.err, StartsWith(told + "700."));
+    EXPECT_THAT(result.err, testing::EndsWith(" (a frame takes 100.000 ms): " + why));
+    EXPECT_THAT(contentOf(m_folder / "summary"), HasSubstr(" on: " + why));
+    // The program's own failure is the news, but it is said all the same.
+    result = launch("--summary ../summary -- " + kProgram + " capture-nothing 3");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, StartsWith(told));
+    // So is a broken rule.
+    result = launch("-- sh -c '" + kProgram + " capture-nothing; " + kProgram + " violate 0'");
+    EXPECT_EQ(result.status, 9);
+    EXPECT_THAT(result.err, HasSubstr(told));
+    result = launch("-- " + kProgram + " capture");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("no picture")));
+}
+
 TEST_F(Launcher, ReportsHoweverTheProgramEnds) {
     tsResult result = launch("-- " + kProgram + " quick-exit");
     EXPECT_EQ(result.status, 9);
@@ -164,28 +214,28 @@ TEST_F(Launcher, WritesAPictureOfEachFrame) {
     const tsResult result =
         launch("--frames " + inFolder("new/frames") + " -- " + kProgram + " capture");
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.err, HasSubstr("  delivered picture: 240 x 128 from x 240 y 256\n"));
+    EXPECT_THAT(result.err, HasSubstr("  delivered picture: 240 x 128 from x 240 y 384\n"));
     EXPECT_THAT(result.err, HasSubstr("  frames: 3\n  pictures: 3 of 3 delivered\n"));
     const std::string first = inFolder("new/frames/frame-0001.png");
     const tsPicture picture = pictureIn(first);
     EXPECT_EQ(picture.width, 240U);
     EXPECT_EQ(picture.height, 128U);
-    EXPECT_EQ(picture.at(0, 48), 1264U);    // column 240
+    EXPECT_EQ(picture.at(0, 112), 1264U);   // column 240
     EXPECT_EQ(picture.at(239, 119), 1503U); // column 479
-    EXPECT_EQ(picture.at(0, 56), 1336U);    // row 312
-    EXPECT_EQ(picture.at(0, 127), 1407U);   // row 383
+    EXPECT_EQ(picture.at(0, 120), 1528U);   // row 504
+    EXPECT_EQ(picture.at(0, 127), 1535U);   // row 511
     EXPECT_EQ(picture.at(20, 30), 3800U);
     const std::string text = contentOf(first);
     EXPECT_THAT(text, HasSubstr(std::string("tEXtSettings\0time: 0.", 21)));
-    EXPECT_THAT(text, HasSubstr("readout area: 0 rows 256 to 383 columns 240 to 479\n"));
+    EXPECT_THAT(text, HasSubstr("readout area: 0 rows 384 to 511 columns 240 to 479\n"));
     EXPECT_THAT(text, HasSubstr("digital gain: 1.000\n"));
     EXPECT_EQ(std::distance(fs::directory_iterator(m_folder / "new/frames"), {}), 3);
 }
 
 TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
     launch("--frames . -- " + kProgram + " capture");
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 48), 1264U);
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(0, 48), 2528U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 112), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(0, 112), 2528U);
     EXPECT_EQ(pictureIn(inFolder("work/frame-0003.png")).at(20, 30), 4095U);
     EXPECT_THAT(contentOf(m_folder / "work/frame-0003.png"), HasSubstr("digital gain: 2.000\n"));
 }
@@ -194,15 +244,15 @@ TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTime) {
 TEST_F(Launcher, TakesAPictureWithTheSettingsOfItsTimeWithinAMessageToo) {
     const tsResult result = launch("--frames . -- " + kProgram + " capture-within-a-message");
     EXPECT_THAT(result.err, HasSubstr("  pictures: 2 of 2 delivered\n"));
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 112), 1264U);
     EXPECT_THAT(contentOf(m_folder / "work/frame-0001.png"), HasSubstr("digital gain: 1.000\n"));
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 48), 2528U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0002.png")).at(0, 112), 2528U);
 }
 
 // In real time nothing tells the head that time passes, only the next call.
 TEST_F(Launcher, TakesEachPictureWithTheSettingsOfItsTimeInRealTimeToo) {
     launch("--time real --frames . -- " + kProgram + " capture");
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 1264U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 112), 1264U);
 }
 
 // Rising edges of the frame-start line [s].
@@ -302,15 +352,15 @@ TEST_F(Launcher, WritesNoPictureOfAHeadThatDeliversNone) {
 TEST_F(Launcher, ShowsTheSceneThatItIsGiven) {
     writeWhite(inFolder("white.png"));
     launch("--frames . --scene ../white.png -- " + kProgram + " capture");
-    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 48), 4095U);
+    EXPECT_EQ(pictureIn(inFolder("work/frame-0001.png")).at(0, 112), 4095U);
 }
 
 TEST_F(Launcher, ShowsSceneAndDefectsOfTheScenario) {
     writeWhite(inFolder("white.png"));
-    write("scenario.ini", "[Scene]\npicture = white.png\n[Defects]\ndead = 241 258 5\n");
+    write("scenario.ini", "[Scene]\npicture = white.png\n[Defects]\ndead = 241 386 5\n");
     launch("--frames . --scenario " + inFolder("scenario.ini") + " -- " + kProgram + " capture");
     const tsPicture picture = pictureIn(inFolder("work/frame-0001.png"));
-    EXPECT_EQ(picture.at(0, 48), 4095U);
+    EXPECT_EQ(picture.at(0, 112), 4095U);
     EXPECT_EQ(picture.at(1, 2), 5U);
 }
 

@@ -82,7 +82,7 @@ TEST_F(Frame, ShowsTheChartAsItIs) {
     EXPECT_EQ(reading.columns[0], 0U);
     EXPECT_EQ(reading.columns[1234], 1234U);
     EXPECT_EQ(reading.columns[2591], 2591U);
-    EXPECT_EQ(reading.rows[56], 56U);
+    EXPECT_EQ(reading.rows[248], 248U);
     EXPECT_EQ(reading.rows[2047], 2047U);
     EXPECT_THAT(m_head.violations(), IsEmpty());
 }
@@ -124,19 +124,19 @@ TEST_F(Frame, IsHeldUpByACoreInReset) {
 
 TEST_F(Frame, FollowsTheReadoutAreas) {
     powerUp();
-    area(0, 100, 227, 240, 479);
-    area(1, 512, 639, 240, 479);
-    expect(240, 100, 240, 256);
+    area(0, 228, 355, 240, 479);
+    area(1, 640, 767, 240, 479);
+    expect(240, 228, 240, 256);
     stream();
     const sim::tsChartReading reading = chart();
     EXPECT_THAT(reading.columns, SizeIs(240));
     EXPECT_THAT(reading.rows, SizeIs(256));
     EXPECT_EQ(reading.columns.front(), 240U);
     EXPECT_EQ(reading.columns.back(), 479U);
-    EXPECT_EQ(reading.rows[20], 120U); // 100 + 20; rows 120 to 127 are numbered
+    EXPECT_EQ(reading.rows[20], 248U); // 228 + 20; rows 248 to 255 are numbered
     EXPECT_EQ(reading.rows[128], std::nullopt);
-    EXPECT_EQ(reading.rows[184], 568U); // 512 + 184 - 128
-    EXPECT_EQ(reading.rows[255], 639U);
+    EXPECT_EQ(reading.rows[248], 760U); // 640 + 248 - 128
+    EXPECT_EQ(reading.rows[255], 767U);
     EXPECT_THAT(m_head.violations(), IsEmpty());
 }
 
@@ -155,12 +155,11 @@ TEST_F(Frame, TakesBinningOverWithTheAreas) {
     expect(0, 0, 240, 256);
     write(0x90, 0x40000);
     stream();
-    EXPECT_EQ(chart().rows[58], 58U); // areas of before
+    EXPECT_EQ(chart().rows[250], 250U); // areas of before
     area(0, 0, 255, 0, 239);
     const sim::tsChartReading reading = chart();
-    EXPECT_EQ(reading.rows[28], 56U);
-    EXPECT_EQ(reading.rows[31], 62U);
-    EXPECT_EQ(reading.rows[32], std::nullopt);
+    EXPECT_EQ(reading.rows[123], std::nullopt);
+    EXPECT_EQ(reading.rows[124], 248U);
     EXPECT_EQ(reading.rows[127], 254U);
     EXPECT_EQ(frame().at(0, 127), 1278); // the last line that arrives
     EXPECT_EQ(frame().at(0, 128), 0);
@@ -178,7 +177,7 @@ TEST_F(Frame, IsTurnedByTheScanDirections) {
     EXPECT_EQ(reading.columns[2591], 0U);
     EXPECT_EQ(reading.rows[8], 2047U);
     EXPECT_EQ(reading.rows[9], 2046U);
-    EXPECT_EQ(reading.rows[1999], 56U);
+    EXPECT_EQ(reading.rows[1807], 248U);
     EXPECT_THAT(m_head.violations(), IsEmpty());
 }
 
@@ -189,8 +188,8 @@ TEST_F(Frame, IsTurnedFromTheRightAlone) {
     stream();
     const sim::tsChartReading reading = chart();
     EXPECT_EQ(reading.columns[0], 2591U);
-    EXPECT_EQ(reading.rows[56], 56U);
-    EXPECT_EQ(reading.rows[57], 57U);
+    EXPECT_EQ(reading.rows[248], 248U);
+    EXPECT_EQ(reading.rows[249], 249U);
     EXPECT_THAT(m_head.violations(), IsEmpty());
 }
 
@@ -198,9 +197,9 @@ TEST_F(Frame, ShowsAWrongPairsFlip) {
     run();
     flipPairs();
     sim::tsChartReading reading = chart();
-    EXPECT_EQ(reading.rows[56], 57U);
-    EXPECT_EQ(reading.rows[57], 56U);
-    EXPECT_EQ(reading.rows[58], 59U);
+    EXPECT_EQ(reading.rows[248], 249U);
+    EXPECT_EQ(reading.rows[249], 248U);
+    EXPECT_EQ(reading.rows[250], 251U);
     write(0x90, 0x20000);
     write(0x6C, 8);
     reading = chart();
@@ -214,34 +213,34 @@ TEST_F(Frame, ShowsAWrongPairsFlip) {
 
 TEST_F(Frame, ShowsAnAreaThatIsOffByOneUnit) {
     powerUp();
-    area(0, 102, 229, 246, 485);
-    expect(240, 100, 240, 128);
+    area(0, 230, 357, 246, 485);
+    expect(240, 228, 240, 128);
     stream();
     const sim::tsChartReading reading = chart();
     EXPECT_EQ(reading.columns[5], std::nullopt); // black
     EXPECT_EQ(reading.columns[6], 246U);
     EXPECT_EQ(frame().at(100, 1), 0);
-    EXPECT_EQ(reading.rows[20], 120U);
-    EXPECT_EQ(reading.rows[127], std::nullopt); // row 227; the area goes on, the frame does not
+    EXPECT_EQ(reading.rows[20], 248U);
+    EXPECT_EQ(reading.rows[127], std::nullopt); // row 355; the area goes on, the frame does not
 }
 
 TEST_F(Frame, ShowsALostRowPair) {
     powerUp();
-    area(0, 0, 61, 0, 239);
-    area(1, 64, 127, 0, 239);
-    expect(0, 0, 240, 128);
+    area(0, 192, 249, 0, 239);
+    area(1, 252, 319, 0, 239);
+    expect(0, 192, 240, 128);
     stream();
     const sim::tsChartReading reading = chart();
-    EXPECT_EQ(reading.rows[61], 61U);
-    EXPECT_EQ(reading.rows[118], 120U); // two lines early
-    EXPECT_EQ(reading.rows[125], 127U);
+    EXPECT_EQ(reading.rows[57], 249U);
+    EXPECT_EQ(reading.rows[58], 252U); // two lines early
+    EXPECT_EQ(reading.rows[61], 255U);
     EXPECT_EQ(frame().at(0, 126), 0);
     EXPECT_EQ(frame().at(239, 127), 0);
 }
 
 TEST_F(Frame, IsCutToTheRegion) {
     run();
-    m_user.frameControl.write(9, 1000U << 16 | 600U);
+    m_user.frameControl.write(9, 1256U << 16 | 600U);
     m_user.frameControl.write(6, 64U << 16 | 50U); // 128 lines, 300 pixels
     const tsFrame now = frame();
     EXPECT_EQ(now.width, 300U);
@@ -249,8 +248,8 @@ TEST_F(Frame, IsCutToTheRegion) {
     const sim::tsChartReading reading = sim::readChart(now);
     EXPECT_EQ(reading.columns.front(), 600U);
     EXPECT_EQ(reading.columns.back(), 899U);
-    EXPECT_EQ(reading.rows[16], 1016U);
-    EXPECT_EQ(reading.rows[23], 1023U);
+    EXPECT_EQ(reading.rows[16], 1272U);
+    EXPECT_EQ(reading.rows[23], 1279U);
 }
 
 TEST_F(Frame, IsNeverLargerThanTheArray) {
@@ -305,11 +304,11 @@ TEST_F(Frame, IsExposedAsTheTriggersCountSays) {
 
 TEST_F(Frame, HasTheDepthOfTheAdc) {
     run();
-    EXPECT_EQ(frame().at(1001, 50), 2025); // column 1001
+    EXPECT_EQ(frame().at(1001, 242), 2025); // column 1001
     write(0x20, 3);
-    EXPECT_EQ(frame().at(1001, 50), 2024);
+    EXPECT_EQ(frame().at(1001, 242), 2024);
     write(0x20, 5);
-    EXPECT_EQ(frame().at(1001, 50), 2025);
+    EXPECT_EQ(frame().at(1001, 242), 2025);
 }
 
 TEST_F(Frame, ShowsTestPatternsAndTheTestSignal) {
@@ -352,9 +351,9 @@ TEST_F(Frame, HasDefectsThatTheMapReplaces) {
     EXPECT_EQ(now.at(2591, 2055), 4095);
     m_badPixels.write(0, 3);
     now = frame();
-    EXPECT_EQ(now.at(100, 200), 2879);   // between two of row 1855: 1024 + 1855
-    EXPECT_EQ(now.at(1295, 1027), 700);  // inside the large letter
-    EXPECT_EQ(now.at(2591, 2055), 3800); // as its one neighbour, the tick of column 0
+    EXPECT_EQ(now.at(100, 200), 3800);   // white, as both neighbours
+    EXPECT_EQ(now.at(1295, 1027), 3800); // below a tick of the ruler
+    EXPECT_EQ(now.at(2591, 2055), 120);  // as its one neighbour, in the corner's bracket
 }
 
 TEST_F(Frame, IsReplacedByTheTableThatWasTakenOver) {
@@ -364,11 +363,11 @@ TEST_F(Frame, IsReplacedByTheTableThatWasTakenOver) {
     m_takeOver.write(0, 1);
     m_badPixels.write(0, 3);
     stream();
-    EXPECT_EQ(frame().at(0, 0), 3800);
+    EXPECT_EQ(frame().at(0, 0), 120);
     m_table.write(0, 5U << 16 | 5U); // not taken over yet
-    EXPECT_EQ(frame().at(0, 0), 3800);
+    EXPECT_EQ(frame().at(0, 0), 120);
     m_takeOver.write(0, 1); // with the next frame
-    EXPECT_EQ(frame().at(0, 0), 3800);
+    EXPECT_EQ(frame().at(0, 0), 120);
     usleep(100000);
     EXPECT_EQ(frame().at(0, 0), 4095);
 }
@@ -415,7 +414,7 @@ TEST_F(FrameOfDefects, HasThoseThatItWasBuiltWith) {
     const tsFrame now = frame();
     EXPECT_EQ(now.at(3, 2), 7);
     EXPECT_EQ(now.at(2591, 2055), 9);
-    EXPECT_EQ(now.at(0, 0), 3800);
+    EXPECT_EQ(now.at(0, 0), 120); // the corner's bracket
 }
 
 TEST(FrameBuilder, RefusesADefectThatNoSensorHas) {

@@ -1,6 +1,7 @@
 // Pictures by hand: what the sensor makes of light, and the FPGA of what the sensor sends.
 
 #include <algorithm>
+#include <cmath>
 #include <gmock/gmock.h>
 
 #include "sim/pictures/fpga_image.h"
@@ -512,9 +513,9 @@ tsFrame chartPicture(const tsSensorImage& sensor, const tsFpgaImage& fpga) {
 
 TEST(Chart, SaysItsColumnsAndRows) {
     const tsFrame frame = chartPicture(sensorOf({{0, 2055, 0, 2591}}), fpgaOf(0, 0, 2592, 2056));
-    EXPECT_EQ(frame.at(0, 48), 1024);
-    EXPECT_EQ(frame.at(2591, 55), 1024 + 2591);
-    EXPECT_EQ(frame.at(0, 56), 1024 + 56);
+    EXPECT_EQ(frame.at(0, 240), 1024);
+    EXPECT_EQ(frame.at(2591, 247), 1024 + 2591);
+    EXPECT_EQ(frame.at(0, 248), 1024 + 248);
     EXPECT_EQ(frame.at(2591, 2047), 1024 + 2047);
     const sim::tsChartReading reading = sim::readChart(frame);
     ASSERT_EQ(reading.columns.size(), 2592U);
@@ -523,61 +524,162 @@ TEST(Chart, SaysItsColumnsAndRows) {
         ASSERT_EQ(reading.columns[x], x);
     }
     for (unsigned y = 0; y < 2056; ++y) {
-        ASSERT_EQ(reading.rows[y], y % 64 >= 56 ? std::optional(y) : std::nullopt) << y;
+        ASSERT_EQ(reading.rows[y], y % 256 >= 248 ? std::optional(y) : std::nullopt) << y;
     }
 }
 
 TEST(Chart, IsReadWhateverWasDoneToIt) {
-    tsSensorImage sensor = sensorOf({{256, 383, 240, 479}});
+    tsSensorImage sensor = sensorOf({{384, 511, 240, 479}});
     sensor.fromBottom = sensor.fromRight = sensor.binned = true;
-    tsFpgaImage fpga = fpgaOf(240, 128, 240, 64);
+    tsFpgaImage fpga = fpgaOf(240, 192, 240, 64);
     fpga.pairsFlip = true;
     const sim::tsChartReading reading = sim::readChart(chartPicture(sensor, fpga));
     EXPECT_EQ(reading.columns.front(), 479U);
     EXPECT_EQ(reading.columns.back(), 240U);
-    // Rows 376 to 383 are numbered; two of them make a line.
-    EXPECT_EQ(reading.rows[0], 382U);
-    EXPECT_EQ(reading.rows[1], 380U);
-    EXPECT_EQ(reading.rows[3], 376U);
+    // Rows 504 to 511 are numbered; two of them make a line.
+    EXPECT_EQ(reading.rows[0], 510U);
+    EXPECT_EQ(reading.rows[1], 508U);
+    EXPECT_EQ(reading.rows[3], 504U);
     EXPECT_EQ(reading.rows[4], std::nullopt);
-    EXPECT_EQ(reading.rows[32], 318U);
+    EXPECT_EQ(reading.rows[63], std::nullopt);
 }
 
 TEST(Chart, HasDiagonalsThatSwappedLinesBreak) {
-    const tsSensorImage sensor = sensorOf({{64, 111, 240, 293}});
-    tsFpgaImage fpga = fpgaOf(240, 64, 54, 48);
+    const tsSensorImage sensor = sensorOf({{256, 303, 240, 293}});
+    tsFpgaImage fpga = fpgaOf(240, 256, 54, 48);
     tsFrame frame = chartPicture(sensor, fpga);
-    EXPECT_EQ(frame.at(20, 20), 300);
-    EXPECT_EQ(frame.at(21, 20), 300);
+    EXPECT_EQ(frame.at(20, 20), 120);
+    EXPECT_EQ(frame.at(21, 20), 120);
     EXPECT_EQ(frame.at(22, 20), 3800);
-    EXPECT_EQ(frame.at(21, 21), 300);
+    EXPECT_EQ(frame.at(21, 21), 120);
     EXPECT_EQ(frame.at(20, 21), 3800);
     fpga.pairsFlip = true;
     frame = chartPicture(sensor, fpga);
     EXPECT_EQ(frame.at(20, 20), 3800);
-    EXPECT_EQ(frame.at(22, 20), 300);
-    EXPECT_EQ(frame.at(20, 21), 300);
+    EXPECT_EQ(frame.at(22, 20), 120);
+    EXPECT_EQ(frame.at(20, 21), 120);
 }
+
+constexpr unsigned kBlackLight = 16 * 120;
+constexpr unsigned kWhiteLight = 16 * 3800;
 
 TEST(Chart, LooksDifferentFromEverySide) {
     const tcScene chart = tcScene::chart();
     const auto darkness = [&chart](unsigned top, unsigned left) {
-        unsigned dark = 0; // of the part that is for the eye
-        for (unsigned row = top; row < top + 40; ++row) {
+        unsigned dark = 0; // pixels of the corner's mark and its bracket
+        for (unsigned row = top; row < top + 196; ++row) {
             for (unsigned column = left; column < left + 240; ++column) {
-                dark += chart.light(row, column) == 16 * 700 ? 1U : 0U;
+                dark += chart.light(row, column) == kBlackLight ? 1U : 0U;
             }
         }
         return dark;
     };
-    const unsigned topLeft = darkness(2, 0);
-    const unsigned topRight = darkness(2, 2352);
-    const unsigned bottomLeft = darkness(1984, 0);
-    const unsigned bottomRight = darkness(1984, 2352);
-    EXPECT_GT(topLeft, topRight);
-    EXPECT_GT(topRight, bottomRight);
-    EXPECT_GT(bottomLeft, bottomRight);
-    EXPECT_EQ(bottomRight, 0U);
+    constexpr unsigned bracket = 8 * 196;
+    EXPECT_EQ(darkness(40, 0), bracket + 196 * 196);                // full
+    EXPECT_EQ(darkness(40, 2352), bracket + 196 * 196 - 140 * 140); // hollow
+    EXPECT_EQ(darkness(1832, 0), bracket + 4 * 28 * 196);           // striped
+    EXPECT_EQ(darkness(1832, 2352), bracket);                       // empty
+}
+
+// A bracket of black shows at each corner whether the array's last rows and columns are there.
+TEST(Chart, HasBracketsAtTheArraysLastPixels) {
+    const tcScene chart = tcScene::chart();
+    for (const unsigned row : {0U, 2055U}) {
+        for (const unsigned column : {0U, 2591U}) {
+            EXPECT_EQ(chart.light(row, column), kBlackLight) << row << " " << column;
+        }
+        EXPECT_EQ(chart.light(row, 1300), kWhiteLight);
+    }
+}
+
+// Light of a picture element of ten by ten pixels, as a thumbnail has it: 0 black to 100 white.
+unsigned brightness(const tcScene& chart, unsigned row, unsigned column) {
+    unsigned sum = 0;
+    for (unsigned at = 0; at < 100; ++at) {
+        sum += chart.light(row + at / 10, column + at % 10) / 16U;
+    }
+    return sum / 3800;
+}
+
+// The stem of the T of "TOP" and that of the L of "LEFT": no band cuts them, and a picture a tenth
+// as large still shows them.
+TEST(Chart, HasWordsThatNothingCutsAndThatAThumbnailShows) {
+    const tcScene chart = tcScene::chart();
+    const unsigned stemOfT = 1296 - 476 / 2 + 2 * 28;
+    for (unsigned row = 40; row < 236; ++row) {
+        ASSERT_EQ(chart.light(row, stemOfT), kBlackLight) << row;
+        ASSERT_EQ(chart.light(row, stemOfT + 27), kBlackLight) << row;
+        ASSERT_EQ(chart.light(768 + row, 28), kBlackLight) << row;
+    }
+    EXPECT_EQ(chart.light(236, stemOfT), kWhiteLight);
+    EXPECT_LT(brightness(chart, 150, stemOfT + 9), 10U);
+    EXPECT_GT(brightness(chart, 150, stemOfT - 30), 95U);
+    EXPECT_GT(brightness(chart, 150, stemOfT + 40), 95U);
+}
+
+TEST(Chart, HasAWedgeOfEqualSteps) {
+    const tcScene chart = tcScene::chart();
+    for (unsigned step = 0; step < 16; ++step) {
+        EXPECT_EQ(chart.light(370, 272 + 128 * step), 16 * 273 * step);
+        EXPECT_EQ(chart.light(370, 272 + 128 * step + 127), 16 * 273 * step);
+    }
+    for (unsigned column = 272; column < 2320; ++column) {
+        ASSERT_EQ(chart.light(1400, column), 16 * 2 * (column - 272)) << column;
+    }
+}
+
+// A step of the wedge has the code of a row, 2184 that of row 1160, but its lines do not count.
+TEST(Chart, IsNotReadWhereItDoesNotCount) {
+    const unsigned left = 1296; // of that step
+    const tsFrame frame =
+        chartPicture(sensorOf({{300, 363, left, left + 119}}), fpgaOf(left, 300, 120, 64));
+    ASSERT_EQ(frame.at(0, 0), 2184);
+    const sim::tsChartReading reading = sim::readChart(frame);
+    EXPECT_THAT(reading.rows, testing::Each(std::nullopt));
+    EXPECT_THAT(reading.columns, testing::Each(std::nullopt));
+}
+
+// Round a star's middle black and white take turns, as often as it has spokes.
+TEST(Chart, HasStarsOfSoManySpokes) {
+    const tcScene chart = tcScene::chart();
+    const auto spokes = [&chart](unsigned row, unsigned column) {
+        unsigned changes = 0;
+        bool black = false;
+        for (unsigned step = 0; step <= 3600; ++step) {
+            const double angle = step * 3.14159265358979 / 1800 + 0.001;
+            const bool now =
+                chart.light(static_cast<unsigned>(row + 85 * std::sin(angle)),
+                            static_cast<unsigned>(column + 85 * std::cos(angle))) == kBlackLight;
+            changes += step > 0 && now != black ? 1U : 0U;
+            black = now;
+        }
+        return changes / 2;
+    };
+    EXPECT_EQ(spokes(138, 480), 36U);
+    EXPECT_EQ(spokes(1930, 2112), 36U);
+    EXPECT_EQ(spokes(906, 906), 18U);
+    EXPECT_EQ(spokes(906, 1206), 36U);
+}
+
+TEST(Chart, HasLinesFromOnePixelOn) {
+    const tcScene chart = tcScene::chart();
+    const auto lines = [&chart](bool across, unsigned left) {
+        unsigned changes = 0;
+        for (unsigned at = 1; at < 144; ++at) {
+            const unsigned row = 512 + 40 + (across ? at : 70);
+            const unsigned column = left + (across ? 70 : at);
+            changes += chart.light(row, column) !=
+                               chart.light(row - (across ? 1 : 0), column - (across ? 0 : 1))
+                           ? 1U
+                           : 0U;
+        }
+        return changes + 1;
+    };
+    EXPECT_EQ(lines(false, 96), 144U);
+    EXPECT_EQ(lines(false, 96 + 168), 72U);
+    EXPECT_EQ(lines(false, 96 + 6 * 168), 12U);
+    EXPECT_EQ(lines(true, 1320), 144U);
+    EXPECT_EQ(lines(true, 1320 + 5 * 168), 18U);
 }
 
 TEST(Picture, NeedsASceneWithAValueForEveryPixel) {
