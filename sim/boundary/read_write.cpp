@@ -1,7 +1,9 @@
 // `read` and `write` as programs call them. Everything that is not the head's goes on to the C
 // library.
 
+#include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <span>
 #include <unistd.h>
 
@@ -12,11 +14,27 @@
 #include "sim/boundary/descriptors.h"
 #include "sim/boundary/head_access.h"
 #include "sim/boundary/taped.h"
+#include "sim/boundary/user_memory.h"
 #include "sim/chips/i2c_bus.h"
 
 namespace sim {
 
 namespace {
+
+// Bytes of the program's that a device looks at. spidev refuses more than its buffer holds, i2c-dev
+// takes no more than this of it, other devices refuse `read` and `write`.
+std::size_t looksAt(const tsOpenFile& file, std::size_t size) {
+    constexpr std::size_t spidevMost = 4096;
+    constexpr std::size_t i2cDevMost = 8192;
+    switch (file.device) {
+    case teDevice::spi:
+        return size > spidevMost ? 0 : size;
+    case teDevice::i2c:
+        return std::min(size, i2cDevMost);
+    default:
+        return 0;
+    }
+}
 
 ssize_t modelledRead(tcModel& head, const tsOpenFile& file, std::span<std::uint8_t> buffer) {
     const int refusal = head.devices.count(teCall::read, file.device);
@@ -48,6 +66,12 @@ ssize_t modelledWrite(tcModel& head, const tsOpenFile& file, std::span<const std
 
 ssize_t headRead(tcModel& head, const tsOpenFile& file, int descriptor,
                  std::span<std::uint8_t> buffer) {
+    if ((file.flags & O_ACCMODE) == O_WRONLY) {
+        return -EBADF;
+    }
+    if (!userMemory::writable(buffer.data(), looksAt(file, buffer.size()))) {
+        return -EFAULT;
+    }
     if (taped::wanted(head)) {
         return taped::read(head, file, descriptor, buffer,
                            [&] { return modelledRead(head, file, buffer); });
@@ -57,6 +81,12 @@ ssize_t headRead(tcModel& head, const tsOpenFile& file, int descriptor,
 
 ssize_t headWrite(tcModel& head, const tsOpenFile& file, int descriptor,
                   std::span<const std::uint8_t> bytes) {
+    if ((file.flags & O_ACCMODE) == O_RDONLY) {
+        return -EBADF;
+    }
+    if (!userMemory::readable(bytes.data(), looksAt(file, bytes.size()))) {
+        return -EFAULT;
+    }
     if (taped::wanted(head)) {
         return taped::write(head, file, descriptor, bytes,
                             [&] { return modelledWrite(head, file, bytes); });

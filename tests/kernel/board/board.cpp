@@ -27,8 +27,8 @@ namespace {
 
 constexpr std::uint64_t kBench = 0xFF30'0000; // beside the FPGA: what changes heads
 constexpr std::uint64_t kBenchBytes = 4096;
-constexpr unsigned kPins = 32;
-constexpr int kChipSelectPin = 19; // of GPIO3
+constexpr std::array<int, 5> kPins{5, 6, 7, 11, 12}; // of GPIO1 that lead to the head
+constexpr int kChipSelectPin = 19;                   // of GPIO3
 constexpr std::uint8_t kAdcAddress = 0x49;
 
 struct tsHeadEntry {
@@ -217,8 +217,7 @@ void wireUp(Notifier*, void*) {
     map(kFpga, "head-fpga", fpgaAddresses::kRegion, fpgaAddresses::kRegionLength);
     map(kBenchOperations, "head-bench", kBench, kBenchBytes);
     DeviceState* const pins = device("/machine/soc/gpio1");
-    for (unsigned pin = 0; pin < kPins; ++pin) {
-        const int line = static_cast<int>(pin);
+    for (const int line : kPins) {
         qdev_connect_gpio_out(pins, line, qemu_allocate_irq(pinDriven, nullptr, line));
     }
     // The flash chip that hangs there is never selected again.
