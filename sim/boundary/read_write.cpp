@@ -2,6 +2,7 @@
 // library.
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <span>
@@ -21,14 +22,15 @@ namespace sim {
 
 namespace {
 
+constexpr std::size_t kSpidevBuffer = 4096; // bytes
+
 // Bytes of the program's that a device looks at. spidev refuses more than its buffer holds, i2c-dev
 // takes no more than this of it, other devices refuse `read` and `write`.
 std::size_t looksAt(const tsOpenFile& file, std::size_t size) {
-    constexpr std::size_t spidevMost = 4096;
     constexpr std::size_t i2cDevMost = 8192;
     switch (file.device) {
     case teDevice::spi:
-        return size > spidevMost ? 0 : size;
+        return size > kSpidevBuffer ? 0 : size;
     case teDevice::i2c:
         return std::min(size, i2cDevMost);
     default:
@@ -64,19 +66,41 @@ ssize_t modelledWrite(tcModel& head, const tsOpenFile& file, std::span<const std
     return refusal != 0 ? -refusal : -EINVAL;
 }
 
-ssize_t headRead(tcModel& head, const tsOpenFile& file, int descriptor,
-                 std::span<std::uint8_t> buffer) {
-    if ((file.flags & O_ACCMODE) == O_WRONLY) {
-        return -EBADF;
-    }
-    if (!userMemory::writable(buffer.data(), looksAt(file, buffer.size()))) {
-        return -EFAULT;
-    }
+ssize_t answeredRead(tcModel& head, const tsOpenFile& file, int descriptor,
+                     std::span<std::uint8_t> buffer) {
     if (taped::wanted(head)) {
         return taped::read(head, file, descriptor, buffer,
                            [&] { return modelledRead(head, file, buffer); });
     }
     return modelledRead(head, file, buffer);
+}
+
+// spidev reads all of it from the wire and fills what there is of the program's buffer.
+ssize_t readInPart(tcModel& head, const tsOpenFile& file, int descriptor,
+                   std::span<std::uint8_t> buffer, std::size_t room) {
+    std::array<std::uint8_t, kSpidevBuffer> whole{};
+    const ssize_t result =
+        answeredRead(head, file, descriptor, std::span(whole).first(buffer.size()));
+    if (result <= 0) {
+        return result;
+    }
+    const std::size_t given = std::min(static_cast<std::size_t>(result), room);
+    std::copy_n(whole.begin(), given, buffer.begin());
+    return given == 0 ? -EFAULT : static_cast<ssize_t>(given);
+}
+
+ssize_t headRead(tcModel& head, const tsOpenFile& file, int descriptor,
+                 std::span<std::uint8_t> buffer) {
+    if ((file.flags & O_ACCMODE) == O_WRONLY) {
+        return -EBADF;
+    }
+    const std::size_t wanted = looksAt(file, buffer.size());
+    const std::size_t room = userMemory::writablePart(buffer.data(), wanted);
+    if (room == wanted) {
+        return answeredRead(head, file, descriptor, buffer);
+    }
+    return file.device == teDevice::spi ? readInPart(head, file, descriptor, buffer, room)
+                                        : -EFAULT;
 }
 
 ssize_t headWrite(tcModel& head, const tsOpenFile& file, int descriptor,

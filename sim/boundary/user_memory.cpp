@@ -187,6 +187,20 @@ bool writable(void* start, std::size_t length) {
     });
 }
 
+std::size_t writablePart(void* start, std::size_t length) {
+    const std::uintptr_t first = numberOf(start);
+    std::size_t part = 0;
+    while (part < length) {
+        const std::size_t step =
+            std::min<std::size_t>(length - part, kPage - (first + part) % kPage);
+        if (!writable(userPointer(first + part), step)) {
+            break;
+        }
+        part += step;
+    }
+    return part;
+}
+
 int checkIoctl(const tsOpenFile& file, std::uint32_t request, void* argument) {
     switch (file.device) {
     case teDevice::spi:

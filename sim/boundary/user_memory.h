@@ -13,6 +13,8 @@ namespace sim::userMemory {
 bool readable(const void* start, std::size_t length);
 /// \return whether the program can write all of it. A byte of each page changes for a moment
 bool writable(void* start, std::size_t length);
+/// \return bytes from the start on that the program can write
+std::size_t writablePart(void* start, std::size_t length);
 
 /// Looks at everything that a device reads and writes when it answers, buffers that are named in
 /// the argument included. Requests that the device does not know read nothing.

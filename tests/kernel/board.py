@@ -70,6 +70,7 @@ class Guest:
         for name in ("proc", "sys", "dev", "mnt", "tmp", "etc"):
             (self.root / name).mkdir(exist_ok=True)
         shutil.copy(HERE / "guest/init", self.root / "init")
+        shutil.copy(HERE / "guest/qemu-arm-static", self.made("usr/bin/qemu-arm-static"))
         shutil.copy(HERE / "guest/functions", self.made("guest/functions"))
         (self.root / "guest/jobs").write_text(jobs.script(self.jobs), encoding="utf-8")
         for name in ("kernel_lines", "kernel_questions"):
@@ -147,6 +148,7 @@ def tests_for_the_guest(armhf: Path) -> dict[str, list[str]]:
     """What the target's test programs have of tests/not-emulated.txt, by program."""
     listing = subprocess.run(["ctest", "--test-dir", armhf, "--show-only=json-v1"], check=True, stdout=subprocess.PIPE)
     patterns = run_tests.patterns_of((SOURCE / "tests/not-emulated.txt").read_text(encoding="utf-8"))
+    not_here = run_tests.patterns_of((HERE / "not-here.txt").read_text(encoding="utf-8"))
     found: dict[str, list[str]] = {}
     for test in json.loads(listing.stdout)["tests"]:
         command = test.get("command", [])
@@ -157,7 +159,8 @@ def tests_for_the_guest(armhf: Path) -> dict[str, list[str]]:
             continue # another share of the same
         ask = [*command[command.index("--") + 1:], "--gtest_list_tests"]
         listed = subprocess.run(ask, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).stdout
-        found[program] = [name for name in run_tests.listed(listed) if run_tests.left_out(name, patterns)]
+        found[program] = [name for name in run_tests.listed(listed)
+                          if run_tests.left_out(name, patterns) and not run_tests.left_out(name, not_here)]
     return {program: names for program, names in found.items() if names}
 
 

@@ -157,9 +157,14 @@ def levels(stage: Stage, report: Report) -> None:
     report.compare("the program that was killed: exit status", 128 + 9, run.status)
     report.expect("the program that was killed: it was capturing", "Starting capture" in run.output
                   and "Ending capture" not in run.output)
-    wires = witnesses.HeadLog(run.log)
-    last = wires.lines[-1] if wires.lines else "nothing"
-    report.compare("the program that was killed: the last on the wires", "SPI 03 00 00 04", last)
+    # Then camhost did `init` on the same head: it asks for its lines as outputs, low at first.
+    levels_then = witnesses.HeadLog(run.log).lines
+    start = levels_then.index("SPI 03 00 00 04") if "SPI 03 00 00 04" in levels_then else -1
+    after = levels_then[start + 1:] if start >= 0 else []
+    lines = [line for line in after if line.startswith(("GPIO ", "SPI "))]
+    report.compare("the program that was killed: the next on the wires is the next program's",
+                   ["GPIO PS_1.2V_EN = 0", "GPIO PS_3.3SVDD_EN = 0", "GPIO PS_3.3AVDDH_EN = 0", "GPIO RESET_B = 0"], lines[:4])
+    report.compare("init after it: exit status", "0", (stage.results / "killed/again.status").read_text(encoding="utf-8").strip())
 
 
 def questions(stage: Stage, report: Report) -> None:

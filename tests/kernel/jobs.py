@@ -127,7 +127,7 @@ def jobs(build: Path, tests: dict[str, list[str]]) -> list[Job]:
         Job("short-recorded", f"{LAUNCHER} --hardware --record $results/short-recorded/run.rec -- {CAMHOST} {SHORT}"),
         Job("main-inside", f"{LAUNCHER} --log $results/main-inside/log -- {CAMHOST} {MAIN}"),
         Job("short-inside", f"{LAUNCHER} --log $results/short-inside/log -- {CAMHOST} {SHORT}"),
-        Job("killed", "killed_in_a_capture", after="kernel_lines show >$results/killed/lines"),
+        Job("killed", "killed_in_a_capture", after="kernel_lines show >$results/killed/lines; $camhost -c init >$results/killed/again; echo $? >$results/killed/again.status"),
     ]
     everything += [test_job(program, build, names) for program, names in tests.items()]
     everything += [job for row in rows() if (job := job_of(row)) is not None]
