@@ -3,7 +3,8 @@
 # Argument: the target's build folder.
 set -euo pipefail
 build=$1
-oldest=$(find "$build/packages" -name '*.deb' -printf '%T@ %p\n' 2>/dev/null | sort -n | head -n 1 | cut -d ' ' -f 2-)
+mkdir -p "$build/packages"
+oldest=$(find "$build/packages" -name '*.deb' -printf '%T@ %p\n' | sort -n | head -n 1 | cut -d ' ' -f 2-)
 if [ -z "$oldest" ] || [ -n "$(find "$build"/bin/camhost "$build"/bin/virtual-head "$build"/lib/*.so.* \
     "$build"/lib/sensor_board_3u5mgxs.so -newer "$oldest")" ]; then
     ctest --test-dir "$build" -R '^packages$' --no-tests=error --output-on-failure
