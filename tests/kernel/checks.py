@@ -37,6 +37,11 @@ class Stage:
     def board(self, name: str) -> Run:
         return Run.of(self.results / name, self.folder / "wires" / f"{name}.wires")
 
+    def text(self, name: str) -> str:
+        """A file of the results; empty where the guest left none."""
+        path = self.results / name
+        return path.read_text(encoding="utf-8", errors="replace") if path.exists() else ""
+
     def launcher(self, *options: str | Path) -> list[str]:
         return [str(self.release / "bin/virtual-head"), "--workdir", str(DATA), *[str(option) for option in options], "--"]
 
@@ -62,10 +67,10 @@ def of_jobs(stage: Stage, report: Report) -> None:
 
 def guest(stage: Stage, report: Report) -> None:
     """The guest came up as it should, and said nothing else."""
-    report.compare("what the guest's first process said", "", (stage.results / "log").read_text(encoding="utf-8"))
+    report.compare("what the guest's first process said", "", stage.text("log"))
     done = [path.parent.name for path in stage.results.glob("*/status")]
     report.compare("jobs that were done", sorted(stage.plan["jobs"]), sorted(done))
-    said = (stage.results / "dmesg").read_text(encoding="utf-8", errors="replace")
+    said = stage.text("dmesg")
     report.compare("faults of the kernel's own", [], re.findall(r".*(?:\bBUG\b|WARNING:|Oops|Call trace).*", said))
     violated = [path.stem for path in (stage.folder / "wires").glob("*.wires")
                 if path.stem.startswith(("main", "short")) and " VIOLATION " in path.read_text(encoding="utf-8")]
@@ -97,7 +102,7 @@ def inside(stage: Stage, report: Report) -> None:
         report.compare(f"{name}: exit status on the virtual head inside", expected.status, given.status)
         report.compare(f"{name}: standard output on the virtual head inside", compare.said(expected.output), compare.said(given.output))
         report.compare(f"{name}: log of the virtual head inside", expected.log.splitlines(),
-                       (stage.results / f"{name}-inside" / "log").read_text(encoding="utf-8").splitlines())
+                       stage.text(f"{name}-inside/log").splitlines())
         report.compare(f"{name}: what reached the wires past the virtual head inside", "", given.log)
 
 
@@ -151,7 +156,7 @@ def levels(stage: Stage, report: Report) -> None:
     """What the kernel leaves on the lines when a program ends, in whatever way."""
     powered = ["PS_1.2V_EN out 1", "PS_3.3SVDD_EN out 1", "PS_3.3AVDDH_EN out 1", "RESET_B out 1", "EXT_TRIG_EN out 0"]
     for name, title in (("main", "after the program's end"), ("killed", "after SIGKILL in a capture")):
-        given = (stage.results / name / "lines").read_text(encoding="utf-8").splitlines()
+        given = stage.text(f"{name}/lines").splitlines()
         report.compare(f"lines {title}", powered, given)
     run = stage.board("killed")
     report.compare("the program that was killed: exit status", 128 + 9, run.status)
@@ -164,7 +169,7 @@ def levels(stage: Stage, report: Report) -> None:
     lines = [line for line in after if line.startswith(("GPIO ", "SPI "))]
     report.compare("the program that was killed: the next on the wires is the next program's",
                    ["GPIO PS_1.2V_EN = 0", "GPIO PS_3.3SVDD_EN = 0", "GPIO PS_3.3AVDDH_EN = 0", "GPIO RESET_B = 0"], lines[:4])
-    report.compare("init after it: exit status", "0", (stage.results / "killed/again.status").read_text(encoding="utf-8").strip())
+    report.compare("init after it: exit status", "0", stage.text("killed/again.status").strip())
 
 
 def questions(stage: Stage, report: Report) -> None:
@@ -183,13 +188,12 @@ def questions(stage: Stage, report: Report) -> None:
 def programs(stage: Stage, report: Report) -> None:
     """Tests that the user-mode emulator cannot run."""
     for program, tests in stage.plan["tests"].items():
-        folder = stage.results / f"test-{program}"
-        output = (folder / "output").read_text(encoding="utf-8", errors="replace")
+        output = stage.text(f"test-{program}/output")
         passed = re.findall(r"^\[       OK \] (\S+)", output, re.MULTILINE)
         for test in tests:
             report.expect(f"{program}.{test}", test in passed, "passed" if test in passed else "did not pass")
-        if not report.compare(f"{program}: exit status", "0", (folder / "status").read_text(encoding="utf-8").strip()):
-            print(output[-4000:], (folder / "errors").read_text(encoding="utf-8", errors="replace")[-2000:])
+        if not report.compare(f"{program}: exit status", "0", stage.text(f"test-{program}/status").strip()):
+            print(output[-4000:], stage.text(f"test-{program}/errors")[-2000:])
     report.expect("there are such tests", bool(stage.plan["tests"]))
 
 

@@ -11,6 +11,7 @@ from typing import Any
 import witnesses
 
 SHOWN = 40 # lines of a difference
+NOT_RUN = -1 # status of a job that left none
 
 
 class Report:
@@ -66,7 +67,8 @@ class Run:
             path = folder / name
             return path.read_text(encoding="utf-8", errors="replace") if path.exists() else ""
 
-        return Run(text("output"), text("errors"), int(text("status")), log.read_text(encoding="utf-8"), text("trace"))
+        seen = log.read_text(encoding="utf-8") if log.exists() else ""
+        return Run(text("output"), text("errors"), int(text("status") or NOT_RUN), seen, text("trace"))
 
 
 def said(text: str) -> list[str]:
