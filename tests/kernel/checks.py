@@ -43,7 +43,8 @@ class Stage:
         return path.read_text(encoding="utf-8", errors="replace") if path.exists() else ""
 
     def launcher(self, *options: str | Path) -> list[str]:
-        return [str(self.release / "bin/virtual-head"), "--workdir", str(DATA), *[str(option) for option in options], "--"]
+        words = [self.release / "bin/virtual-head", "--workdir", DATA, *options, "--"]
+        return [str(word) for word in words]
 
     def camhost(self, arguments: str) -> list[str]:
         words = shlex.split(arguments.replace("$data", str(DATA)))
@@ -85,7 +86,8 @@ def recordings(stage: Stage, report: Report) -> None:
         played = subprocess.run(stage.launcher("--replay", recording) + stage.camhost(arguments),
                                 stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
         report.compare(f"{name}: exit status, recorded and played", recorded.status, played.returncode)
-        report.compare(f"{name}: standard output, recorded and played", compare.said(recorded.output), compare.said(played.stdout))
+        report.compare(f"{name}: standard output, recorded and played",
+                       compare.said(recorded.output), compare.said(played.stdout))
         calls = re.search(r"calls: (\d+) of", played.stderr)
         report.expect(f"{name}: the recording is played to its end", "\n  played to its end\n" in played.stderr,
                       f"{calls[1] if calls else 'no'} calls")
@@ -100,7 +102,8 @@ def inside(stage: Stage, report: Report) -> None:
         expected = stage.virtual(name)
         given = stage.board(f"{name}-inside")
         report.compare(f"{name}: exit status on the virtual head inside", expected.status, given.status)
-        report.compare(f"{name}: standard output on the virtual head inside", compare.said(expected.output), compare.said(given.output))
+        report.compare(f"{name}: standard output on the virtual head inside",
+                       compare.said(expected.output), compare.said(given.output))
         report.compare(f"{name}: log of the virtual head inside", expected.log.splitlines(),
                        stage.text(f"{name}-inside/log").splitlines())
         report.compare(f"{name}: what reached the wires past the virtual head inside", "", given.log)
@@ -168,7 +171,8 @@ def levels(stage: Stage, report: Report) -> None:
     after = levels_then[start + 1:] if start >= 0 else []
     lines = [line for line in after if line.startswith(("GPIO ", "SPI "))]
     report.compare("the program that was killed: the next on the wires is the next program's",
-                   ["GPIO PS_1.2V_EN = 0", "GPIO PS_3.3SVDD_EN = 0", "GPIO PS_3.3AVDDH_EN = 0", "GPIO RESET_B = 0"], lines[:4])
+                   [f"GPIO {name} = 0" for name in ("PS_1.2V_EN", "PS_3.3SVDD_EN", "PS_3.3AVDDH_EN", "RESET_B")],
+                   lines[:4])
     report.compare("init after it: exit status", "0", stage.text("killed/again.status").strip())
 
 
@@ -221,9 +225,11 @@ PLANTED_FILES = {
                    "main: exit status, recorded and played"),
     "inside": ("results/main-inside/log", r"SLEEP 300000000 ns", "SLEEP 300000001 ns",
                "main: log of the virtual head inside"),
-    "failures": ("results/row-{pll}/errors", r"PLL failed", "PLL has failed", "docs/diagnostics.md:{pll}: what = PLL never"),
+    "failures": ("results/row-{pll}/errors", r"PLL failed", "PLL has failed",
+                 "docs/diagnostics.md:{pll}: what = PLL never"),
     "levels": ("results/killed/lines", r"RESET_B out 1", "RESET_B out 0", "lines after SIGKILL in a capture"),
-    "programs": ("results/test-sensor_locks_test/output", r"\[       OK \] Locks\.", "[  FAILED  ] Locks.", "sensor_locks_test.Locks."),
+    "programs": ("results/test-sensor_locks_test/output", r"\[       OK \] Locks\.", "[  FAILED  ] Locks.",
+                 "sensor_locks_test.Locks."),
     "questions": ("results/questions/output", r"SET_VALUES of no line: -1 EINVAL", "SET_VALUES of no line: 0",
                   "the kernel's answers"),
 }
@@ -270,7 +276,8 @@ def sleepless(report: Report, virtual: Run, board: Run) -> None:
     trace = "".join(line.replace(end, early) for line in lines)
     noticed = Report(quiet=True)
     compare.compare_runs(noticed, "main", virtual, dataclasses.replace(board, trace=trace))
-    report.compare("who noticed a sleep of 1 ms instead of 300", ["main: no sleep is shorter than asked for"], noticed.differences)
+    report.compare("who noticed a sleep of 1 ms instead of 300", ["main: no sleep is shorter than asked for"],
+                   noticed.differences)
 
 
 CHECKS: dict[str, Callable[[Stage, Report], None]] = {

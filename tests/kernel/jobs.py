@@ -89,7 +89,11 @@ OF_THE_MACHINE = {
     "what = line RESET_B busy": ("", "kernel_lines hold RESET_B -- {}", ""),
     "what = line PS_1.2V_EN busy": ("", "kernel_lines hold PS_1.2V_EN -- {}", ""),
     "what = line EXT_TRIG_EN busy": ("", "kernel_lines hold EXT_TRIG_EN -- {}", ""),
-    "what = GPIO missing": ("mkdir /dev/away && mv /dev/gpiochip* /dev/away", "{}", "mv /dev/away/* /dev && rmdir /dev/away"),
+    "what = GPIO missing": (
+        "mkdir /dev/away && mv /dev/gpiochip* /dev/away",
+        "{}",
+        "mv /dev/away/* /dev && rmdir /dev/away",
+    ),
     # A file system on which device files are not opened: root has the right to all others.
     "what = memory fails EACCES": (
         "mount -t tmpfs -o nodev tmpfs /mnt && mknod /mnt/mem c 1 1 && mount --bind /mnt/mem /dev/mem",
@@ -127,7 +131,7 @@ def jobs(build: Path, tests: dict[str, list[str]]) -> list[Job]:
         Job("short-recorded", f"{LAUNCHER} --hardware --record $results/short-recorded/run.rec -- {CAMHOST} {SHORT}"),
         Job("main-inside", f"{LAUNCHER} --log $results/main-inside/log -- {CAMHOST} {MAIN}"),
         Job("short-inside", f"{LAUNCHER} --log $results/short-inside/log -- {CAMHOST} {SHORT}"),
-        Job("killed", "killed_in_a_capture", after="kernel_lines show >$results/killed/lines; $camhost -c init >$results/killed/again; echo $? >$results/killed/again.status"),
+        Job("killed", "killed_in_a_capture", after="after_the_death"),
     ]
     everything += [test_job(program, build, names) for program, names in tests.items()]
     everything += [job for row in rows() if (job := job_of(row)) is not None]
