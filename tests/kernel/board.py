@@ -22,7 +22,6 @@ sys.path.insert(0, str(SOURCE / "scripts"))
 import run_tests # noqa: E402
 
 HERE = Path(__file__).resolve().parent
-LIBRARIES = "usr/lib/arm-linux-gnueabihf"
 
 # The guest's processor does an instruction in 8 ns of its time, however long the emulator takes, and where it has
 # nothing to do, its time goes on at once. So a busy machine changes nothing, and a sleep takes no time of ours.
@@ -110,7 +109,8 @@ class Guest:
         with open(self.folder / "root.cpio", "wb") as out:
             root_archive.pack(self.root, out)
         wires = self.folder / "wires"
-        shutil.rmtree(wires, ignore_errors=True)
+        for last in (wires, self.folder / "results"): # nothing of an earlier boot is taken for this one's
+            shutil.rmtree(last, ignore_errors=True)
         wires.mkdir()
         kernel = self.folder / "kernel"
         command = [
@@ -137,12 +137,10 @@ class Guest:
               f"{processor:.0f} s of a processor")
 
     def unpack(self) -> None:
-        results = self.folder / "results"
-        shutil.rmtree(results, ignore_errors=True)
         try:
             with tarfile.open(self.folder / "results.tar.gz") as archive:
-                archive.extractall(results)
-        except tarfile.TarError as error:
+                archive.extractall(self.folder / "results")
+        except (tarfile.TarError, EOFError, OSError) as error:
             sys.exit(f"the guest handed nothing over ({error}); its console:\n{self.console()}")
 
     def console(self) -> str:

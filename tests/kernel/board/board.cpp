@@ -234,7 +234,8 @@ void readHeads(const std::string& path) {
     for (std::string line; std::getline(file, line);) {
         std::istringstream words(line);
         tsHeadEntry entry;
-        words >> entry.name >> entry.scenario;
+        words >> entry.name >> std::ws;
+        std::getline(words, entry.scenario);
         s_heads.push_back(entry);
     }
     if (s_heads.empty()) {
