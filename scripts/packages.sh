@@ -11,3 +11,5 @@ test_packages=(
 )
 # The target: cross compiler and emulator.
 target_packages=(g++-arm-linux-gnueabihf qemu-user-static)
+# The target's kernel on an emulated board.
+kernel_packages=(qemu-system-arm device-tree-compiler)

@@ -15,6 +15,7 @@
 #include "sim/boundary/descriptors.h"
 #include "sim/boundary/head_access.h"
 #include "sim/boundary/taped.h"
+#include "sim/boundary/user_memory.h"
 #include "sim/chips/i2c_bus.h"
 
 namespace sim {
@@ -69,12 +70,15 @@ int modelledIoctl(tcModel& head, tsOpenFile& file, std::uint32_t request, void* 
     if (result == -ENOTTY && refusal <= 0 && _IOC_TYPE(request) != kTerminalRequests) {
         unknownCall(head, file.device, "ioctl", request);
     }
-    // Where other devices say ENOTTY, the kernel's GPIO lines say EINVAL.
-    return result == -ENOTTY && file.isLineRequest ? -EINVAL : result;
+    // Where other devices say ENOTTY, the kernel's GPIO chips and lines say EINVAL.
+    return result == -ENOTTY && file.device == teDevice::gpio ? -EINVAL : result;
 }
 
 int headIoctl(tcModel& head, tsOpenFile& file, int descriptor, std::uint32_t request,
               void* argument) {
+    if (const int fault = userMemory::checkIoctl(file, request, argument); fault != 0) {
+        return fault;
+    }
     if (taped::wanted(head)) {
         return taped::ioctl(head, file, descriptor, request, argument,
                             [&] { return modelledIoctl(head, file, request, argument); });

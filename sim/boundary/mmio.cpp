@@ -5,16 +5,17 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
-#include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
 
 #include "sim/base/real_calls.h"
 #include "sim/base/text.h"
+#include "sim/base/user_pointer.h"
 #include "sim/boundary/head_access.h"
 #include "sim/boundary/mappings.h"
 #include "sim/boundary/preload.h"
 #include "sim/boundary/taped.h"
+#include "sim/boundary/user_memory.h"
 
 namespace sim {
 
@@ -23,17 +24,8 @@ namespace {
 constinit std::atomic<bool> s_installed{false};
 struct ::sigaction s_programAction {};
 
-constexpr std::size_t kShownBytes = 16;     // of an instruction that cannot be decoded
-constexpr std::uintptr_t kPage = 4096;      // the smallest there is
-constexpr std::size_t kKernelSignalSet = 8; // bytes
-
-// Whether a set of signals can be read there. The kernel reads it before it refuses the operation,
-// so that nothing changes.
-bool readable(std::uintptr_t address) {
-    constexpr int noOperation = -1;
-    return syscall(SYS_rt_sigprocmask, noOperation, address, nullptr, kKernelSignalSet) != 0 &&
-           errno != EFAULT;
-}
+constexpr std::size_t kShownBytes = 16; // of an instruction that cannot be decoded
+constexpr std::uintptr_t kPage = 4096;  // the smallest there is
 
 [[noreturn]] void stopUndecodable(std::uintptr_t address, std::uint32_t physicalAddress,
                                   const void* context) {
@@ -116,10 +108,10 @@ std::uintptr_t numberOf(const void* pointer) {
 
 std::size_t copyCode(std::uintptr_t pc, std::span<std::uint8_t> bytes) {
     const std::uintptr_t left = kPage - pc % kPage;
-    const std::size_t length =
-        left >= bytes.size() || readable(pc + left) ? bytes.size() : static_cast<std::size_t>(left);
-    const void* code = nullptr;
-    std::memcpy(&code, &pc, sizeof code);
+    const std::uint8_t* const code = userPointer(pc);
+    const std::size_t length = left >= bytes.size() || userMemory::readable(code + left, 1)
+                                   ? bytes.size()
+                                   : static_cast<std::size_t>(left);
     std::memcpy(bytes.data(), code, length);
     return length;
 }

@@ -40,7 +40,10 @@ int openModelled(tcModel& head, const char* path, int flags) {
     int result = -ENOENT;
     if (device) {
         const int refusal = head.devices.count(teCall::open, *device);
-        const int error = refusal != 0 ? refusal : head.devices.openError(*device);
+        int error = refusal != 0 ? refusal : head.devices.openError(*device);
+        if (error == 0 && (flags & O_DIRECTORY) != 0) {
+            error = ENOTDIR;
+        }
         g_descriptors.sweep(head);
         result = error != 0 ? -error : g_descriptors.open(*device, flags);
     }

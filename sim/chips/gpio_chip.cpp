@@ -1,8 +1,10 @@
 #include "sim/chips/gpio_chip.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 namespace sim {
 
@@ -19,9 +21,10 @@ constexpr std::array kNamedLines{
 };
 
 constexpr std::uint64_t kDirections = GPIO_V2_LINE_FLAG_INPUT | GPIO_V2_LINE_FLAG_OUTPUT;
-constexpr std::uint64_t kKnownFlags =
-    kDirections | GPIO_V2_LINE_FLAG_ACTIVE_LOW | GPIO_V2_LINE_FLAG_BIAS_PULL_UP |
-    GPIO_V2_LINE_FLAG_BIAS_PULL_DOWN | GPIO_V2_LINE_FLAG_BIAS_DISABLED;
+constexpr std::uint64_t kBiases = GPIO_V2_LINE_FLAG_BIAS_PULL_UP |
+                                  GPIO_V2_LINE_FLAG_BIAS_PULL_DOWN |
+                                  GPIO_V2_LINE_FLAG_BIAS_DISABLED;
+constexpr std::uint64_t kKnownFlags = kDirections | GPIO_V2_LINE_FLAG_ACTIVE_LOW | kBiases;
 
 void copyName(char* destination, std::string_view name) {
     std::memset(destination, 0, GPIO_MAX_NAME_SIZE);
@@ -55,17 +58,38 @@ std::uint64_t maskOf(const tsLineRequest& lines) {
     return (lines.count == GPIO_V2_LINES_MAX ? 0 : std::uint64_t{1} << lines.count) - 1;
 }
 
+template<class Words>
+bool allZero(const Words& words) {
+    return std::all_of(std::begin(words), std::end(words), [](auto word) { return word == 0; });
+}
+
+bool validFlags(std::uint64_t flags) {
+    const std::uint64_t bias = flags & kBiases;
+    return (flags & ~kKnownFlags) == 0 && (flags & kDirections) != kDirections &&
+           (bias == 0 || ((flags & kDirections) != 0 && std::has_single_bit(bias)));
+}
+
 bool validConfig(const gpio_v2_line_config& config, std::uint32_t count) {
-    if (config.num_attrs > GPIO_V2_LINE_NUM_ATTRS_MAX) {
+    if (config.num_attrs > GPIO_V2_LINE_NUM_ATTRS_MAX || !allZero(config.padding)) {
         return false;
     }
+    for (std::uint32_t at = 0; at < config.num_attrs; ++at) {
+        if (config.attrs[at].attr.padding != 0) {
+            return false;
+        }
+    }
     for (std::uint32_t index = 0; index < count; ++index) {
-        const std::uint64_t flags = flagsOf(config, index);
-        if ((flags & ~kKnownFlags) != 0 || (flags & kDirections) == kDirections) {
+        if (!validFlags(flagsOf(config, index))) {
             return false;
         }
     }
     return true;
+}
+
+// Somebody who has a line cannot get it again, not even in the same request.
+bool namedBefore(const gpio_v2_line_request& wanted, std::uint32_t index) {
+    const auto* const end = std::begin(wanted.offsets) + index;
+    return std::find(std::begin(wanted.offsets), end, wanted.offsets[index]) != end;
 }
 
 } // namespace
@@ -137,7 +161,7 @@ int tcGpioChip::describeChip(void* argument) const {
 int tcGpioChip::describeLine(void* argument) const {
     gpio_v2_line_info info{};
     std::memcpy(&info, argument, sizeof info);
-    if (info.offset >= kLines) {
+    if (info.offset >= kLines || !allZero(info.padding)) {
         return -EINVAL;
     }
     const tsLine& line = m_lines[info.offset];
@@ -156,7 +180,7 @@ int tcGpioChip::describeLine(void* argument) const {
 }
 
 int tcGpioChip::refuseRequest(const gpio_v2_line_request& wanted) const {
-    if (wanted.num_lines == 0 || wanted.num_lines > GPIO_V2_LINES_MAX ||
+    if (wanted.num_lines == 0 || wanted.num_lines > GPIO_V2_LINES_MAX || !allZero(wanted.padding) ||
         !validConfig(wanted.config, wanted.num_lines)) {
         return EINVAL;
     }
@@ -164,7 +188,7 @@ int tcGpioChip::refuseRequest(const gpio_v2_line_request& wanted) const {
         if (wanted.offsets[index] >= kLines) {
             return EINVAL;
         }
-        if (used(wanted.offsets[index])) {
+        if (used(wanted.offsets[index]) || namedBefore(wanted, index)) {
             return EBUSY;
         }
     }

@@ -13,11 +13,17 @@ namespace sim::i2cBus {
 namespace {
 
 constexpr std::uintptr_t kLastAddress = 0x7F;
+constexpr std::size_t kLongestMessage = 8192; // bytes
 
 int messages(tcAdc& bus, void* argument, int refusal) {
     const auto& list = *static_cast<i2c_rdwr_ioctl_data*>(argument);
     if (list.msgs == nullptr || list.nmsgs == 0 || list.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) {
         return -EINVAL;
+    }
+    for (const i2c_msg& message : std::span(list.msgs, list.nmsgs)) {
+        if (message.len > kLongestMessage) {
+            return -EINVAL;
+        }
     }
     std::uint32_t done = 0;
     for (; done < list.nmsgs; ++done) {

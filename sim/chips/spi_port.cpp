@@ -180,6 +180,9 @@ int tcSpiPort::check(std::span<const spi_ioc_transfer> transfers) const {
         if (bits < kLeastBits || bits > kWordBits || transfer.len % bytesPerWord(bits) != 0) {
             return EINVAL;
         }
+        if (transfer.tx_nbits > 1 || transfer.rx_nbits > 1) {
+            return EINVAL; // the port has one wire each way
+        }
     }
     return total > kLargestMessage ? EMSGSIZE : 0;
 }
