@@ -111,8 +111,16 @@ def inside(stage: Stage, report: Report) -> None:
 
 # As tests/system/diagnostics_test.cpp reads what a host sees.
 
+COMMAND = "camhost: command line: "
+
+
 def product_errors(lines: list[str]) -> list[str]:
-    return [line for line in lines if not line.startswith("camhost: command line: ")]
+    """Without camhost's own words: what failed, and below it what that means."""
+    return lines[:next((number for number, line in enumerate(lines) if line.startswith(COMMAND)), len(lines))]
+
+
+def last_words(lines: list[str]) -> list[str]:
+    return lines[len(product_errors(lines)):]
 
 
 def telling(lines: list[str], wanted: list[str]) -> list[str]:
@@ -123,8 +131,8 @@ def telling(lines: list[str], wanted: list[str]) -> list[str]:
     return found
 
 
-def result_of(errors: list[str], status: int) -> str:
-    failed = re.fullmatch(r"camhost: command line: .* failed, result (-?[0-9]+): .*", errors[-1]) if errors else None
+def result_of(words: list[str], status: int) -> str:
+    failed = re.fullmatch(COMMAND + r".* failed, result (-?[0-9]+): .*", words[0]) if words else None
     if failed:
         return failed[1]
     return f"signal {status - 128}" if status > 128 else "0" if status == 0 else f"status {status}"
@@ -147,9 +155,11 @@ def failures(stage: Stage, report: Report) -> None:
         wanted = next(item for item in rows if item.fault == [other]) if other else row
         run = stage.board(row.name())
         errors = run.errors.splitlines()
-        given = [result_of(errors, run.status), telling(run.output.splitlines(), wanted.output), product_errors(errors)]
-        title = f"docs/diagnostics.md:{row.line}: {fault}" + (f", as \"{other}\"" if other else "")
-        report.compare(title, [wanted.result, wanted.output, wanted.errors], given)
+        words = last_words(errors)
+        given = [result_of(words, run.status), words[1].strip() if len(words) > 1 else "",
+                 telling(run.output.splitlines(), wanted.output), product_errors(errors)]
+        title = f"row {row.number}: {fault}" + (f", as \"{other}\"" if other else "")
+        report.compare(title, [wanted.result, wanted.says, wanted.output, wanted.errors], given)
         played += 1
     print(f"{played} of {len(rows)} rows happen on the board")
     report.expect("there are rows of every kind", played > 50, str(played))
@@ -226,7 +236,7 @@ PLANTED_FILES = {
     "inside": ("results/main-inside/log", r"SLEEP 300000000 ns", "SLEEP 300000001 ns",
                "main: log of the virtual head inside"),
     "failures": ("results/row-{pll}/errors", r"PLL failed", "PLL has failed",
-                 "docs/diagnostics.md:{pll}: what = PLL never"),
+                 "row {pll}: what = PLL never"),
     "levels": ("results/killed/lines", r"RESET_B out 1", "RESET_B out 0", "lines after SIGKILL in a capture"),
     "programs": ("results/test-sensor_locks_test/output", r"\[       OK \] Locks\.", "[  FAILED  ] Locks.",
                  "sensor_locks_test.Locks."),
@@ -238,7 +248,7 @@ PLANTED_FILES = {
 def planted(stage: Stage, report: Report) -> None:
     """Each witness notices a change at one place of what the board left, and nobody else does."""
     planted_in_runs(stage, report)
-    pll = next(row.line for row in jobs.rows() if row.fault == ["what = PLL never"])
+    pll = next(row.number for row in jobs.rows() if row.fault == ["what = PLL never"])
     for check, (file, pattern, replacement, title) in PLANTED_FILES.items():
         with tempfile.TemporaryDirectory() as folder:
             copy = Path(folder) / "stage"

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import dataclasses
+import json
 import re
 import shlex
 from pathlib import Path
@@ -31,11 +32,12 @@ class Job:
 
 @dataclasses.dataclass
 class Row:
-    """A row of docs/diagnostics.md."""
+    """An example of the table of failures, which docs/diagnostics.md shows as a row."""
 
-    line: int # of the page
+    number: int
     commands: list[str]
     result: str # "-2", "signal 11"
+    says: str # what camhost says below its result; may be empty
     output: list[str] # telling lines of standard output
     errors: list[str] # all of standard error
     fault: list[str] # "what = ...", or one name of a file
@@ -46,28 +48,27 @@ class Row:
         return "[Fault row]\n" + "".join(line + "\n" for line in self.fault)
 
     def name(self) -> str:
-        return f"row-{self.line}"
+        return f"row-{self.number}"
 
     def arguments(self) -> str:
         return " ".join("-c " + shlex.quote(command) for command in self.commands)
 
 
-def code(cell: str) -> list[str]:
-    """What stands between the backquotes of a cell. "\\t" is a tab."""
-    return [text.replace("\\t", "\t") for text in re.findall("`([^`]*)`", cell)]
-
-
 def rows() -> list[Row]:
-    found = []
-    page = (SOURCE / "docs/diagnostics.md").read_text(encoding="utf-8").splitlines()
-    for number, line in enumerate(page, 1):
-        if not line.startswith("| `"):
-            continue
-        cells = line.strip("|").split("|")
-        result = cells[0][cells[0].rindex("`: ") + 3:].strip()
-        commands = [command.strip() for command in code(cells[0])[0].split(";")]
-        found.append(Row(number, commands, result, code(cells[1]), code(cells[2]), code(cells[5])))
-    return found
+    table = json.loads((SOURCE / "plugin/sensor_board_3u5mgxs.failures.json").read_text(encoding="utf-8"))
+    examples = [example for section in table["sections"] for example in section["examples"]]
+    return [
+        Row(
+            number,
+            example["commands"],
+            f"signal {example['signal']}" if "signal" in example else str(example["result"]),
+            example.get("says", ""),
+            example["output"],
+            example["errors"],
+            [example["scenario"]] if "scenario" in example else example["fault"],
+        )
+        for number, example in enumerate(examples, 1)
+    ]
 
 
 # What is wrong with the head itself: the model behind the pins plays it.
