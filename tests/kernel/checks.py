@@ -144,7 +144,7 @@ AS_ANOTHER_ROW = {"what = ADC fails ENXIO": "what = ADC fails ETIMEDOUT"}
 
 
 def failures(stage: Stage, report: Report) -> None:
-    """Rows of docs/diagnostics.md on the board: result and texts."""
+    """Examples of the table of failures on the board: result and texts."""
     rows = jobs.rows()
     played = 0
     for row in rows:
