@@ -29,11 +29,13 @@ Find the line that you have on standard error, or the result, then read on to th
   repeat stand here once; progress is left out.
 - **Standard error**: all of it but for camhost's own last lines.
 - **Fault**: a file of `data/scenarios/`, or the lines of a section `[Fault NAME]` of one
-  ([scenarios.md](scenarios.md)), to see it for yourself:
+  ([scenarios.md](scenarios.md)).
 
-      build/run/bin/virtual-head --scenario FILE --workdir data -- \\
-          $PWD/build/run/bin/camhost --plugin $PWD/build/run/lib/sensor_board_3u5mgxs.so \\
-          --spi /dev/spidev1.0 -c init
+To see a failure for yourself, a dead lane for example:
+
+    build/run/bin/virtual-head --scenario data/scenarios/dead-lane.ini -- \\
+        build/run/bin/camhost --plugin build/run/lib/sensor_board_3u5mgxs.so \\
+        --spi /dev/spidev1.0 --workdir data -c init
 
 The virtual head may complain on standard error as well, of what the plug-in then does to a head that
 is not ready. `virtual-head --vcd` shows when which lock, supply or line went.

@@ -187,8 +187,8 @@ int tcArguments::takeChoice(std::string_view name, std::span<const tsChoice> cho
 
 void tcArguments::end() const {
     if (more())
-        throw tcCommandError(m_command + ": \"" + m_line.words[m_next] + "\" is too much; " +
-                             usage());
+        throw tcCommandError(m_command + ": unexpected argument \"" + m_line.words[m_next] +
+                             "\"; " + usage());
 }
 
 } // namespace camhost

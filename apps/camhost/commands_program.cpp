@@ -54,7 +54,12 @@ void addProgramCommands(tcCommandTable& table) {
     helpCommand.choices = [](tcCall& call, std::size_t index) {
         return index == 0 ? firstWords(call) : std::vector<std::string>{};
     };
+    tsCommand questionMark = helpCommand;
+    questionMark.name = "?";
+    questionMark.summary = "as \"help\"";
+    questionMark.examples = {"? exposure"};
     table.add(std::move(helpCommand));
+    table.add(std::move(questionMark));
     tsCommand keywordCommand =
         command("keyword", "KEYWORD [ARGUMENTS]", "hand a command to the plug-in's handlers",
                 {"keyword CLKS"}, keyword);
@@ -66,6 +71,7 @@ void addProgramCommands(tcCommandTable& table) {
     };
     table.add(std::move(keywordCommand));
     table.add(command("quit", "", "end the session", {"quit"}, quit));
+    table.add(command("exit", "", "as \"quit\"", {"exit"}, quit));
 }
 
 tcCommandTable makeCommandTable() {

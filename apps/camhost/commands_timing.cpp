@@ -46,11 +46,26 @@ std::string exposureBound(B& board, int asked, int applied) {
     return isRounding(asked, applied) ? "" : "the sensor's range";
 }
 
+/// Boards count an interval in steps of a millisecond or so, and round it down.
+bool isWholeStep(int asked, int applied) {
+    constexpr int kLongestStep = 2000; // us
+    return applied <= asked && asked - applied <= kLongestStep;
+}
+
 std::string intervalBound(B& board, int asked, int applied) {
     const int shortest = board.getMinFrameIntervalMicroS();
     if (asked < shortest && applied > asked)
         return limitedBy("the shortest interval", shortest);
-    return isRounding(asked, applied) ? "" : "the sensor's range";
+    return isRounding(asked, applied) || isWholeStep(asked, applied) ? "" : "the sensor's range";
+}
+
+std::string intervalWarning(B& board, int asked, int applied) {
+    const int shortest = board.getMinFrameIntervalMicroS();
+    if (asked >= shortest || applied >= shortest)
+        return {};
+    const std::string text = std::to_string(shortest);
+    return "the readout of a frame takes " + text +
+           " us, so pictures lose their last rows; give \"interval " + text + "\" or more";
 }
 
 tsSetting exposure() {
@@ -71,6 +86,8 @@ tsSetting interval() {
     setting.set = [](B& board, int value) { return board.setFrameInterval(value); };
     setting.get = plainGetter(&B::getFrameInterval);
     setting.bound = intervalBound;
+    setting.warning = intervalWarning;
+    setting.companions = {{"exposure", " us", [](B& board) { return board.getExposure(); }}};
     setting.order = settingOrder::kInterval;
     return setting;
 }

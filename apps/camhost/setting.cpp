@@ -49,17 +49,69 @@ std::string appliedText(const tsSetting& setting, tcCall& call, int asked, int a
            (bound.empty() ? "" : ", limited by " + bound);
 }
 
+/// A setting as it was before a change, and as it is after it.
+struct tsChange {
+    std::string name;
+    std::string before;
+    std::string after;
+};
+
+std::vector<int> companionValues(const tsSetting& setting, tcCall& call) {
+    std::vector<int> values;
+    for (const tsCompanion& companion : setting.companions)
+        values.push_back(companion.get(call.board()));
+    return values;
+}
+
+/// \return the companions that a change moved
+std::vector<tsChange> movedCompanions(const tsSetting& setting, tcCall& call,
+                                      const std::vector<int>& before) {
+    std::vector<tsChange> moved;
+    for (std::size_t n = 0; n < before.size(); ++n) {
+        const tsCompanion& companion = setting.companions[n];
+        const int after = companion.get(call.board());
+        if (after != before[n])
+            moved.push_back({companion.name, std::to_string(before[n]),
+                             std::to_string(after) + companion.unit});
+    }
+    return moved;
+}
+
+/// \return what holds after a refusal, and the commands that bring back what held before it
+std::string stillText(const tsSetting& setting, std::optional<int> before, std::optional<int> now,
+                      const std::vector<tsChange>& moved) {
+    if (!now)
+        return {};
+    std::string text = setting.name + " is " + valueText(setting, *now);
+    std::vector<tsChange> changes = moved;
+    if (before && *before != *now) {
+        text += " now";
+        changes.insert(changes.begin(), {setting.name, nameOf(setting.choices, *before), ""});
+    }
+    std::string back;
+    for (const tsChange& change : changes) {
+        if (!change.after.empty())
+            text += ", " + change.name + " is " + change.after + " now";
+        back += (back.empty() ? "\"" : ", then \"") + change.name + " " + change.before + "\"";
+    }
+    return text + (back.empty() ? "" : "; as before with " + back);
+}
+
 std::string change(const tsSetting& setting, tcCall& call, int asked) {
+    const std::optional<int> before = told(setting, call);
+    const std::vector<int> companions = companionValues(setting, call);
     const int result = setting.set(call.board(), asked);
     const std::optional<int> now = told(setting, call);
     requireSuccess(setting.name + " " + valueText(setting, asked), result,
-                   now ? setting.name + " is " + valueText(setting, *now) : "");
+                   stillText(setting, before, now, movedCompanions(setting, call, companions)));
     call.head().remember(setting.name, asked);
     const bool readBack = now && !setting.remember;
+    const std::string warning =
+        readBack && setting.warning ? setting.warning(call.board(), asked, *now) : "";
     return setting.name + ": asked " + valueText(setting, asked) +
            (readBack ? appliedText(setting, call, asked, *now)
                      : ", taken; " + toldText(setting, call)) +
-           " (" + resultText(result) + ")";
+           " (" + resultText(result) + ")" + (warning.empty() ? "" : "; warning: " + warning);
 }
 
 std::string run(const tsSetting& setting, tcCall& call, tcArguments& arguments) {

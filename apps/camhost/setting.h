@@ -12,6 +12,13 @@
 namespace camhost {
 
 /// One number of the board.
+/// A setting beside another one, as its replies tell it.
+struct tsCompanion {
+    std::string name; ///< keyword
+    std::string unit; ///< with a leading blank; may be empty
+    std::function<int(Varnox::tcSensorBoard&)> get;
+};
+
 struct tsSetting {
     using Set = std::function<int(Varnox::tcSensorBoard&, int)>;
     using Get = std::function<int(Varnox::tcSensorBoard&, int&)>;
@@ -32,6 +39,12 @@ struct tsSetting {
     /// \return what kept the board from applying what was asked, for example "the frame interval of
     ///         100000 us"; empty when nothing is known; empty function: the same
     Bound bound;
+    /// \return what an applied value does to pictures, and what to give instead; empty when nothing
+    /// is
+    ///         wrong with it; empty function: the same
+    Bound warning;
+    /// Settings that the board changes along with this one, also when it refuses the value.
+    std::vector<tsCompanion> companions;
     /// What the board took counts, not what it tells: its answer may be a constant.
     bool remember = false;
     int order = -1; ///< place among the settings that are saved; negative: it is not saved

@@ -11,7 +11,9 @@ namespace {
 
 void declare(CLI::App& app, tsArguments& arguments) {
     app.add_option("--scenario", arguments.scenario, "INI file that says what is wrong");
-    app.add_option("--workdir", arguments.workdir, "the program's working directory");
+    app.add_option("--workdir", arguments.workdir,
+                   "the program's working directory; what the program is "
+                   "given relatively means from there");
     app.add_option("--log", arguments.log,
                    "file for every event at the device boundary, one a line");
     app.add_option("--summary", arguments.summary,

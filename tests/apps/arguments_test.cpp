@@ -91,7 +91,8 @@ TEST(Arguments, SayWhatIsMissing) {
 
 TEST(Arguments, SayWhatIsTooMuch) {
     const tcArguments arguments = argumentsOf("cmd 1");
-    EXPECT_EQ(errorOf([&] { arguments.end(); }), "cmd: \"1\" is too much; usage: cmd VALUE");
+    EXPECT_EQ(errorOf([&] { arguments.end(); }),
+              "cmd: unexpected argument \"1\"; usage: cmd VALUE");
 }
 
 TEST(Arguments, SayWhatIsNoNumber) {

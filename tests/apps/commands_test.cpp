@@ -27,6 +27,45 @@ class CommandsTest : public CamhostTest {};
 class CommandSequence : public CamhostTest,
                         public testing::WithParamInterface<std::vector<tsExchange>> {};
 
+class RollingBoardTest : public CamhostTest {
+protected:
+    RollingBoardTest() : CamhostTest("rolling") {}
+};
+
+TEST_F(RollingBoardTest, AnIntervalBelowTheReadoutIsWarnedOf) {
+    EXPECT_EQ(
+        reply("interval 12339"),
+        "interval: asked 12339 us, applied 11700 us (result 0: success); warning: the readout "
+        "of a frame takes 12340 us, so pictures lose their last rows; give \"interval 12340\" "
+        "or more");
+    EXPECT_EQ(reply("interval 12340"),
+              "interval: asked 12340 us, applied 11700 us (result 0: success)");
+    EXPECT_EQ(reply("interval 900000"),
+              "interval: asked 900000 us, applied 900000 us (result 0: success)");
+}
+
+TEST_F(RollingBoardTest, AStepOfTheBoardIsNoBound) {
+    EXPECT_EQ(reply("interval 13499"),
+              "interval: asked 13499 us, applied 12600 us (result 0: success)");
+}
+
+TEST_F(RollingBoardTest, ARefusalTellsWhatHoldsNowAndTheWayBack) {
+    EXPECT_EQ(reply("interval 90000"),
+              "interval: asked 90000 us, applied 90000 us (result 0: success)");
+    EXPECT_EQ(refusal("interval 899"),
+              "interval 899 us failed, result 3: invalid argument or unknown register; interval is "
+              "0 us now, exposure is 25 us now; as before with \"interval 90000\", then \"exposure "
+              "30000\"; give a value that the board takes");
+    EXPECT_EQ(refusal("interval 1"),
+              "interval 1 us failed, result 3: invalid argument or unknown register; interval is "
+              "0 us; give a value that the board takes")
+        << "nothing moved";
+    EXPECT_EQ(reply("interval 90000"),
+              "interval: asked 90000 us, applied 90000 us (result 0: success)");
+    EXPECT_EQ(reply("exposure 30000"),
+              "exposure: asked 30000 us, applied 30000 us (result 0: success)");
+}
+
 } // namespace
 
 TEST_P(CommandReply, IsExactly) {
@@ -213,10 +252,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         tsExchange{"exposure -1", "exposure: MICROSECONDS \"-1\" is out of range; it takes 0 to "
                                   "2147483647; usage: exposure [MICROSECONDS]"},
-        tsExchange{"exposure 1 2", "exposure: \"2\" is too much; usage: exposure [MICROSECONDS]"},
+        tsExchange{"exposure 1 2",
+                   "exposure: unexpected argument \"2\"; usage: exposure [MICROSECONDS]"},
         tsExchange{"exposure abc", "exposure: MICROSECONDS \"abc\" is not a number, decimal or "
                                    "after 0x hexadecimal; usage: exposure [MICROSECONDS]"},
-        tsExchange{"mininterval 5", "mininterval: \"5\" is too much; usage: mininterval"},
+        tsExchange{"mininterval 5", "mininterval: unexpected argument \"5\"; usage: mininterval"},
         tsExchange{"trigger sometimes",
                    "trigger: free|external \"sometimes\" is not known; it takes free, external, or "
                    "a number from 0 to 2147483647; usage: trigger [free|external]"},

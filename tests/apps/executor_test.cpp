@@ -67,7 +67,7 @@ TEST_F(ExecutorTest, TakesARefusalOfAKeywordForAFailureUnlessItsNumberIsZero) {
 TEST_F(ExecutorTest, TellsWhoWantsNoMore) {
     EXPECT_TRUE(run("quit").quit);
     EXPECT_FALSE(run("status").quit);
-    EXPECT_EQ(refusal("quit now"), "quit: \"now\" is too much; usage: quit");
+    EXPECT_EQ(refusal("quit now"), "quit: unexpected argument \"now\"; usage: quit");
 }
 
 TEST_F(FailingInitializationTest, IsAStageOfItsOwn) {

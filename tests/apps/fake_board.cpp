@@ -148,6 +148,11 @@ int tcFakeBoard::getMinFrameIntervalMicroS() {
 int tcFakeBoard::setFrameInterval(int microseconds) {
     if (microseconds > kLongest)
         return 3;
+    if (m_device == "rolling") {
+        m_interval = microseconds / 900 * 900;
+        m_exposure = std::min(m_exposure, m_interval + 25);
+        return m_interval > 0 ? 0 : 3;
+    }
     m_interval = std::max(microseconds, getMinFrameIntervalMicroS()) / 10 * 10;
     if (m_exposure > m_interval)
         setExposure(m_interval);

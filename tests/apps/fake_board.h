@@ -15,6 +15,7 @@
 /// |---|---|
 /// | "init=N" | `initialize` returns N |
 /// | "stubborn" | `stop` returns 6, `setExposure` throws |
+/// | "rolling" | takes any interval, in steps of 900 us; refuses 0 of them with 3, but keeps it |
 /// | anything else | all is well |
 ///
 /// Exposure and interval are rounded down to 10 us; above 1,000,000 us they are refused. The

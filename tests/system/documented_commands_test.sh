@@ -26,6 +26,13 @@ for document in README.md docs/camhost.md docs/pictures.md docs/waveforms.md doc
         commands=$((commands + 1))
     done
 done
+# The page of failures shows one.
+mapfile -t shown < <(commands_of "$source/docs/diagnostics.md")
+[ ${#shown[@]} -eq 1 ] || fail "docs/diagnostics.md shows ${#shown[@]} commands"
+status=0
+bash -euc "${shown[0]}" >log 2>&1 || status=$?
+[ "$status" -eq 5 ] && grep -q '^  lane 3 of 12 did not lock$' log || fail "${shown[0]}: status $status: $(cat log)"
+commands=$((commands + 1))
 for file in init.vcd init.svg run.vcd run.svg run.html shots/frame-0001.png; do
     [ -s "$file" ] || fail "$file was not written"
 done

@@ -109,14 +109,14 @@ protected:
 
 TEST_F(ReportAtATerminal, TellsTheClampsOfAConversation) {
     tcTerminal terminal(launched(camhostCommand("")));
-    terminal.type("init\nexposure 500000\nexposure 20000\ninterval 1000\n");
-    terminal.until("interval: asked 1000 us, applied ");
+    terminal.type("init\nexposure 500000\nexposure 20000\nexposure 1\n");
+    terminal.until("exposure: asked 1 us, applied ");
     terminal.type("quit\n");
     EXPECT_EQ(terminal.finish(), 0);
     EXPECT_THAT(contentOf(m_page),
                 HasSubstr("<tr><td>exposure</td><td>500000 us</td><td>99850 us</td><td>the frame "
-                          "interval of 99900 us</td></tr>\n<tr><td>interval</td><td>1000 us</td>"
-                          "<td>900 us</td><td>the sensor's range</td></tr>\n"
+                          "interval of 99900 us</td></tr>\n<tr><td>exposure</td><td>1 us</td>"
+                          "<td>25 us</td><td>the sensor's range</td></tr>\n"
                           "</table>"));
 }
 

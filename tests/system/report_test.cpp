@@ -396,10 +396,10 @@ TEST_F(RunReport, ShowsAHealthyRunAsItsLogHasItAndNamesItsFields) {
 
 TEST_F(RunReport, NamesWhatWasAskedForAndNotGot) {
     const std::string page =
-        make("", "-c init -c 'exposure 500000' -c 'exposure 20000' -c 'interval 1000'");
+        make("", "-c init -c 'exposure 500000' -c 'exposure 20000' -c 'exposure 1'");
     EXPECT_THAT(rowsOf(page, "clamps"),
                 ElementsAre("exposure|500000 us|99850 us|the frame interval of 99900 us",
-                            "interval|1000 us|900 us|the sensor's range"));
+                            "exposure|1 us|25 us|the sensor's range"));
     EXPECT_THAT(make("", "-c init"), HasSubstr("<p id=\"clamps\">none that the program told</p>"));
 }
 
