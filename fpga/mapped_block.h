@@ -45,8 +45,9 @@ private:
 
     // In integers: only touching a block that is not mapped is fatal, not naming a place in it.
     [[nodiscard]] volatile std::uint32_t* at(std::uint32_t word) const {
-        return reinterpret_cast<volatile std::uint32_t*>(
-            reinterpret_cast<std::uintptr_t>(m_registers) + word * sizeof(std::uint32_t));
+        const auto first = reinterpret_cast<std::uintptr_t>(m_registers);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): there is nothing to optimize about a register
+        return reinterpret_cast<volatile std::uint32_t*>(first + word * sizeof(std::uint32_t));
     }
 
     volatile std::uint32_t* m_registers = nullptr; // first register of the block

@@ -200,7 +200,9 @@ bool tcFailureTable::matchBlocks(int result, tmWords& words) const {
 // Boards measure a supply several times: the last time counts.
 bool tcFailureTable::matchSupply(teSupply wanted, const std::vector<std::string>& lines,
                                  tmWords& words) const {
-    for (const auto& [name, limits] : m_supplies) {
+    for (const auto& supply : m_supplies) {
+        const std::string& name = supply.first;
+        const tsLimits& limits = supply.second;
         const auto found = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& line) {
             return voltsOf(line, name).has_value();
         });
