@@ -25,6 +25,7 @@ constexpr std::size_t kLineBytes = 64;
 constexpr std::size_t kPiece = 16; // of what is sent: also after the server's last reply
 constexpr int kSoon = 300'000;     // ms: a hang, also on a busy machine
 constexpr std::array<std::string_view, 3> kWaiting{"wait", "watch", "capture"};
+constexpr std::array<std::string_view, 2> kEnding{"quit", "exit"};
 
 /// A host that listens.
 struct tsHost {
@@ -117,6 +118,10 @@ std::vector<std::string> repliesIn(std::string_view text) {
     return replies;
 }
 
+bool ends(const std::string& command) {
+    return std::find(kEnding.begin(), kEnding.end(), command) != kEnding.end();
+}
+
 /// What a client is to get for a line; "any" where that is the board's business.
 std::string expectedReply(const fuzz::tsCommandLine& line) {
     if (!line.good)
@@ -124,7 +129,7 @@ std::string expectedReply(const fuzz::tsCommandLine& line) {
     if (line.words.empty())
         return "OK 0";
     const std::string& command = line.words.front();
-    if (command == "quit")
+    if (ends(command))
         return line.words.size() == 1 ? "OK 0" : "ERR";
     if (command == "version" && line.words.size() == 1)
         return "OK";
@@ -145,7 +150,7 @@ std::vector<std::string> expectedReplies(std::string_view sent) {
         }
         const fuzz::tsCommandLine read = fuzz::readCommandLine(line);
         replies.push_back(expectedReply(read));
-        if (read.good && read.words == std::vector<std::string>{"quit"})
+        if (read.good && read.words.size() == 1 && ends(read.words.front()))
             break;
     }
     return replies;
