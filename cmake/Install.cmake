@@ -1,5 +1,5 @@
 # What `cmake --install` puts where, by component:
-#   plugin   the sensor-board plug-in, and the table of what its failures mean
+#   plugin   the sensor-board plug-in, and its tables of failures, registers and settings
 #   runtime  the platform libraries that it needs
 #   sdk      headers, CMake packages and pkg-config files of the platform libraries
 #   tools    camhost and virtual-head with manual pages, completion and example data
@@ -15,6 +15,8 @@ set(HEAD_PLUGIN_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/varnox)
 install(TARGETS sensor_board_3u5mgxs LIBRARY DESTINATION ${HEAD_PLUGIN_DIRECTORY}
                                              COMPONENT plugin)
 install(FILES ${CMAKE_SOURCE_DIR}/plugin/sensor_board_3u5mgxs.failures.json
+              ${CMAKE_SOURCE_DIR}/plugin/sensor_board_3u5mgxs.registers.json
+              ${CMAKE_SOURCE_DIR}/plugin/sensor_board_3u5mgxs.settings.json
         DESTINATION ${HEAD_PLUGIN_DIRECTORY} COMPONENT plugin)
 # A tree that is installed anywhere finds its own libraries.
 head_run_path(sensor_board_3u5mgxs "$ORIGIN" "$ORIGIN/..")

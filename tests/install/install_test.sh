@@ -35,7 +35,7 @@ for component in plugin runtime sdk tools; do
     sed -n "s|^-- Installing: $root/||p; s|^-- Up-to-date: $root/||p" "$folder/$component.log" >"$folder/$component"
 done
 library_folder=$(dirname "$(grep 'libvarnox\.so\.0$' "$folder/runtime")")
-plugin_files=$(printf "$library_folder/varnox/sensor_board_3u5mgxs%s\n" .failures.json .so)
+plugin_files=$(printf "$library_folder/varnox/sensor_board_3u5mgxs%s\n" .failures.json .registers.json .settings.json .so)
 [ "$(sort "$folder/plugin")" = "$plugin_files" ] || fail "plug-in: $(cat "$folder/plugin")"
 [ "$(sort "$folder/runtime")" = "$(printf "$library_folder/%s\n" libpellum.so.0 "libpellum.so.$version" \
     libvarnox.so.0 "libvarnox.so.$version")" ] || fail "runtime: $(cat "$folder/runtime")"
