@@ -21,6 +21,7 @@ struct tsCaller {
     Show progress;              ///< shows how far a long step is; an empty text takes it away
     std::function<bool()> gone; ///< whether nobody waits for the reply any more; may be empty
     bool mayUseFiles = true;    ///< may name files of this machine
+    bool colour = false;        ///< replies go to a terminal that shows colours
 };
 
 /// What a command being carried out may use.

@@ -3,8 +3,8 @@
 _camhost() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local options="--help --version --plugin --spi --workdir --board-output --command --interactive --listen
-        --keep-going --echo -h -c -i"
-    local commands="init start stop capture wait status info exposure interval roi trigger clock
+        --diagnose --power --json --keep-going --echo -h -c -i"
+    local commands="init start stop capture wait status info diagnose exposure interval roi trigger clock
         pattern mirror bpp regfile help"
     COMPREPLY=()
     case $before in

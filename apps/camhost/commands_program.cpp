@@ -81,6 +81,7 @@ tcCommandTable makeCommandTable() {
     addGeometryCommands(table);
     addPixelCommands(table);
     addIdentityCommands(table);
+    addDiagnoseCommand(table);
     addRegisterCommands(table);
     addWatchCommand(table);
     addSettingsCommands(table);

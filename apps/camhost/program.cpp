@@ -4,11 +4,15 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <iostream>
+#include <memory>
 #include <optional>
+#include <streambuf>
 
 #include <unistd.h>
 
 #include "apps/camhost/console.h"
+#include "apps/camhost/diagnose.h"
 #include "apps/camhost/executor.h"
 #include "apps/camhost/file_checks.h"
 #include "apps/camhost/head.h"
@@ -81,16 +85,68 @@ teExit carryOut(const tsOptions& options, const std::string& script, tcExecutor&
 
 /// A board without a table, or with one that cannot be read, works as well; its failures stay
 /// numbers.
-void readFailures(const tcPlugin& plugin, tcHead& head, tcOutput& output) {
+/// \param noTable why there is none
+std::optional<failures::tcFailureTable> readFailures(const tcPlugin& plugin, tcOutput& output,
+                                                     std::string& noTable) {
     const std::optional<std::string> file = failures::tableBeside(plugin.path());
-    if (!file)
-        return;
-    try {
-        head.knowFailures(failures::tcFailureTable(*file));
-    } catch (const std::exception& error) {
-        output.error(std::string("camhost: warning: ") + error.what() +
-                     ". Failures will not be explained; install the plug-in's package again.");
+    if (!file) {
+        noTable = "no table of failures lies beside the plug-in, so that nothing is known of it";
+        return std::nullopt;
     }
+    try {
+        return failures::tcFailureTable(*file);
+    } catch (const std::exception& error) {
+        noTable = error.what();
+        output.error("camhost: warning: " + noTable +
+                     ". Failures will not be explained; install the plug-in's package again.");
+        return std::nullopt;
+    }
+}
+
+/// Swallows what goes to a stream, for as long as it lives.
+class tcSilence {
+public:
+    explicit tcSilence(std::ostream& stream)
+        : m_stream(stream), m_below(stream.rdbuf(&m_nothing)) {}
+    tcSilence(const tcSilence&) = delete;
+    tcSilence& operator=(const tcSilence&) = delete;
+    ~tcSilence() { m_stream.rdbuf(m_below); }
+
+private:
+    struct tsNothing : std::streambuf {
+        int_type overflow(int_type character) override { return traits_type::not_eof(character); }
+        std::streamsize xsputn(const char* /*text*/, std::streamsize count) override {
+            return count;
+        }
+    };
+    tsNothing m_nothing;
+    std::ostream& m_stream;
+    std::streambuf* m_below;
+};
+
+/// What the board says belongs to the diagnosis: it is heard, and shown only where somebody asks.
+teExit diagnose(const tsOptions& options, const tcPlugin& plugin, tcOutput& output) {
+    std::optional<tcSilence> silence;
+    if (options.log.empty()) {
+        output.sendLogTo("/dev/null");
+        silence.emplace(std::cerr);
+    }
+    tsOrigin origin{plugin.path(), options.spi, {}};
+    const auto table = readFailures(plugin, output, origin.noTable);
+    const auto makeHead = [&] {
+        auto head = std::make_unique<tcHead>(
+            plugin.sensorType(), [&] { return plugin.makeBoard(options.spi); }, output);
+        if (table)
+            head->knowFailures(*table);
+        return head;
+    };
+    const teShow show = options.json        ? teShow::eJson
+                        : output.coloured() ? teShow::eColour
+                                            : teShow::ePlain;
+    const tsShown shown =
+        diagnoseFromStart(origin, table ? &*table : nullptr, options.power, show, makeHead);
+    output.reply(shown.text);
+    return shown.status;
 }
 
 teExit drive(const tsOptions& options, tcOutput& output) {
@@ -103,9 +159,14 @@ teExit drive(const tsOptions& options, tcOutput& output) {
         output.error("camhost: warning: " + warning);
     tcInterrupt::install();
 
+    if (options.diagnose)
+        return diagnose(options, plugin, output);
     tcHead head(
         plugin.sensorType(), [&] { return plugin.makeBoard(options.spi); }, output);
-    readFailures(plugin, head, output);
+    tsOrigin origin{plugin.path(), options.spi, {}};
+    if (auto table = readFailures(plugin, output, origin.noTable))
+        head.knowFailures(std::move(*table));
+    head.comesFrom(std::move(origin));
     output.log(servedText(plugin, head));
     const tcCommandTable table = makeCommandTable();
     tcExecutor executor(head, table, output);

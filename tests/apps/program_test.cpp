@@ -148,6 +148,48 @@ TEST(Program, EndsWithFiveWhenInitializationFails) {
     EXPECT_THAT(run.out, testing::Not(HasSubstr("capturing")));
 }
 
+TEST(Program, DiagnosesWithoutABoard) {
+    const tsFinished run = runCamhost(onFakePlugin({"--diagnose"}));
+    EXPECT_EQ(run.status, 20);
+    EXPECT_THAT(run.out, StartsWith("head on x, by libfake_plugin.so, settings in "));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("fake: ")));
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose"}, "throw")).status, 20) << "nothing is made";
+}
+
+TEST(Program, DiagnosesABoardWithoutATable) {
+    const tsFinished run = runCamhost(onFakePlugin({"--diagnose", "--power", "--json"}));
+    EXPECT_EQ(run.status, 20);
+    EXPECT_THAT(run.out, StartsWith("{\n  \"format\": 1,\n"));
+    EXPECT_THAT(run.out, EndsWith("\n}\n"));
+    EXPECT_THAT(run.out, HasSubstr("\"name\": \"VFAKE\",\n        \"volts\": 3.25,"));
+    EXPECT_THAT(run.out, HasSubstr("\"board_said\": [\n      \"VFAKE: 3.25\","));
+    const tsFinished failed = runCamhost(onFakePlugin({"--diagnose", "--power"}, "init=-4"));
+    EXPECT_EQ(failed.status, 32);
+    const tsFinished thrown = runCamhost(onFakePlugin({"--diagnose", "--power"}, "throw"));
+    EXPECT_EQ(thrown.status, 4);
+    EXPECT_THAT(thrown.err, HasSubstr("not constructed by "));
+}
+
+TEST(Program, KeepsWhatTheBoardSaysWhileItIsExamined) {
+    const tcFolder folder;
+    const std::string log = folder.path() + "/log";
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--diagnose", "--power", "--board-output", log}));
+    EXPECT_EQ(run.status, 20);
+    EXPECT_THAT(folder.read("log"), HasSubstr("fake: initialize\nVFAKE: 3.25\n"));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("fake: ")));
+}
+
+TEST(Program, EndsWithTwoForADiagnosisWithCommands) {
+    EXPECT_EQ(runCamhost(onFakePlugin({"--power"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--json"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "-c", "init"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "script"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "--listen", "0"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "-i"})).status, 2);
+}
+
 TEST(Program, EndsWithSixAtTheFirstCommandThatFails) {
     const tsFinished run = runCamhost(onFakePlugin({"-c", "exposure x", "-c", "status"}));
     EXPECT_EQ(run.status, 6);
