@@ -23,19 +23,23 @@ and what to measure. Each row of the tables happens on the virtual head in a tes
 
 Find the line that you have on standard error, or the result, then read on to the right.
 
-- **Command, result**: camhost's commands, and what the last one gave. `signal 11` ended the process.
-- **camhost says**: its line below the result, by the table.
+- **Command, result**: camhost's commands, and what the last one gave. `signal 11` ended the process. `--diagnose`
+  is an option in place of commands, and `status` what camhost ends with.
+- **camhost says**: its line below the result, or the verdict of a diagnosis, by the table.
 - **Standard output**: its error lines (`[4]`), and lines that tell something. `\\t` is a tab. Lines that
   repeat stand here once; progress is left out.
 - **Standard error**: all of it but for camhost's own last lines.
-- **Fault**: a file of `data/scenarios/`, or the lines of a section `[Fault NAME]` of one
-  ([scenarios.md](scenarios.md)).
+- **Fault**: a file of `data/scenarios/`, or the lines of a section `[Fault NAME]` of one, or of the section that they
+  begin with ([scenarios.md](scenarios.md)).
 
 To see a failure for yourself, a dead lane for example:
 
     build/run/bin/virtual-head --scenario data/scenarios/dead-lane.ini -- \\
         build/run/bin/camhost --plugin build/run/lib/sensor_board_3u5mgxs.so \\
         --spi /dev/spidev1.0 --workdir data -c init
+
+With `--diagnose --power` in place of `-c init` the same head is examined step by step, and everything that the table
+knows of the failure is shown.
 
 The virtual head may complain on standard error as well, of what the plug-in then does to a head that
 is not ready. `virtual-head --vcd` shows when which lock, supply or line went.
@@ -52,7 +56,8 @@ def row(example: dict[str, Any], failures: dict[str, Any]) -> str:
     cause = example
     if "failure" in example:
         cause = failures[example["failure"]]["causes"][example["cause"] - 1]
-    result = f"signal {example['signal']}" if "signal" in example else str(example["result"])
+    kinds = [kind for kind in ("signal", "status") if kind in example]
+    result = f"{kinds[0]} {example[kinds[0]]}" if kinds else str(example["result"])
     fault = [example["scenario"]] if "scenario" in example else example["fault"]
     cells = (
         f"`{'; '.join(example['commands'])}`: {result}",

@@ -56,6 +56,11 @@ void tcBoardTalk::beginCommand() {
     m_lines.clear();
 }
 
+void tcBoardTalk::forgetSupplies() {
+    const std::lock_guard lock(m_lock);
+    m_supplies.clear();
+}
+
 std::map<std::string, double> tcBoardTalk::supplies() const {
     const std::lock_guard lock(m_lock);
     return m_supplies;
@@ -67,6 +72,14 @@ std::vector<std::string> tcBoardTalk::link() const {
 }
 
 std::vector<std::string> tcBoardTalk::lines() const {
+    const std::lock_guard lock(m_lock);
+    std::vector<std::string> lines;
+    for (const tsHeard& line : m_lines)
+        lines.push_back(line.text);
+    return lines;
+}
+
+std::vector<tsHeard> tcBoardTalk::heard() const {
     const std::lock_guard lock(m_lock);
     return {m_lines.begin(), m_lines.end()};
 }
@@ -95,7 +108,7 @@ void tcBoardTalk::hear(char character) {
     if (character == '\n') {
         const std::string line = trimmed(m_line);
         keep(line);
-        m_lines.push_back(line);
+        m_lines.push_back({std::chrono::steady_clock::now(), line});
         if (m_lines.size() > kLines)
             m_lines.pop_front();
         m_line.clear();

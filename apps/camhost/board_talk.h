@@ -2,6 +2,7 @@
 /// What a board tells by printing only.
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -12,6 +13,12 @@
 #include <vector>
 
 namespace camhost {
+
+/// A line that the board printed.
+struct tsHeard {
+    std::chrono::steady_clock::time_point at; ///< when it was whole
+    std::string text;
+};
 
 /// No operation of a board tells its supplies and its link; boards print them while they bring the
 /// head up. This stands in a stream, hands everything on as it comes, and keeps
@@ -34,6 +41,9 @@ public:
     /// lines begin.
     void beginCommand();
 
+    /// What was kept of supplies goes: whoever measures anew wants no voltage of before.
+    void forgetSupplies();
+
     /// \return names and voltages [V], by name
     [[nodiscard]] std::map<std::string, double> supplies() const;
 
@@ -42,6 +52,8 @@ public:
 
     /// \return at most the last 4096 lines of the command
     [[nodiscard]] std::vector<std::string> lines() const;
+    /// \return the same with their times
+    [[nodiscard]] std::vector<tsHeard> heard() const;
 
 private:
     int_type overflow(int_type character) override;
@@ -58,7 +70,7 @@ private:
     bool m_newCommand = false;
     std::map<std::string, double> m_supplies;
     std::vector<std::string> m_link;
-    std::deque<std::string> m_lines;
+    std::deque<tsHeard> m_lines;
 };
 
 /// Numbers of lanes, lowest first.

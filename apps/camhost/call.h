@@ -23,6 +23,7 @@ struct tsCaller {
     std::function<bool()> gone; ///< whether nobody waits for the reply any more; may be empty
     bool mayUseFiles = true;    ///< may name files of this machine
     bool json = false;          ///< wants every reply as a JSON object
+    bool colour = false;        ///< replies go to a terminal that shows colours
 };
 
 /// What a command being carried out may use.

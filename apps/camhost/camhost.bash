@@ -3,12 +3,12 @@
 _camhost() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local options="-h --help --version --plugin --spi --list --workdir --board-output -c --command
-        -i --interactive --listen --keep-going --echo --json --print-completion"
+        -i --interactive --listen --keep-going --diagnose --power --echo --json --print-completion"
     local commands="init start stop capture wait snap validate reset calibrate whitecal power
         exposure interval mininterval trigger shutter clock strobe skipframes roi imageroi regions
         region vbin hbin mirror bpp packing color pattern gain black gamma white status info
-        version camera temperature saveslot recallslot peek poke registers regfile watch save load
-        diff pins iodir iovalue ioinvert help ? keyword quit exit"
+        version camera temperature saveslot recallslot diagnose peek poke registers regfile watch
+        save load diff pins iodir iovalue ioinvert help ? keyword quit exit"
     COMPREPLY=()
     case $before in
     --plugin)

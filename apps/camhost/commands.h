@@ -11,6 +11,7 @@ void addTimingCommands(tcCommandTable& table);
 void addGeometryCommands(tcCommandTable& table);
 void addPixelCommands(tcCommandTable& table);
 void addIdentityCommands(tcCommandTable& table);
+void addDiagnoseCommand(tcCommandTable& table);
 void addRegisterCommands(tcCommandTable& table);
 void addWatchCommand(tcCommandTable& table);
 void addSettingsCommands(tcCommandTable& table);

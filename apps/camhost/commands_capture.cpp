@@ -30,8 +30,7 @@ tsCommand operation(const char* name, const char* summary, int (Varnox::tcSensor
 
 std::string initialize(tcCall& call, tcArguments& arguments) {
     arguments.end();
-    call.head().forgetSettings();
-    const int result = call.board().initialize();
+    const int result = call.head().initialize();
     requireSuccess("init", result);
     return "init: " + resultText(call.told(result));
 }

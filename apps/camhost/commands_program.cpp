@@ -140,6 +140,7 @@ tcCommandTable makeCommandTable() {
     addGeometryCommands(table);
     addPixelCommands(table);
     addIdentityCommands(table);
+    addDiagnoseCommand(table);
     addRegisterCommands(table);
     addWatchCommand(table);
     addSettingsCommands(table);

@@ -38,6 +38,17 @@ private:
     int m_result;
 };
 
+/// A diagnosis that found something. The text says what; the whole of it was shown before.
+class tcDiagnosed : public tcCommandError {
+public:
+    tcDiagnosed(teExit status, const std::string& text) : tcCommandError(text), m_status(status) {}
+    /// \return what the program would end with
+    [[nodiscard]] teExit status() const { return m_status; }
+
+private:
+    teExit m_status;
+};
+
 /// A command that was stopped from outside.
 class tcInterrupted : public tcCommandError {
 public:

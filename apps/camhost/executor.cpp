@@ -48,6 +48,7 @@ std::string executeKeyword(tcCall& call, const std::string& keyword, const std::
 
 tcExecutor::tcExecutor(tcHead& head, const tcCommandTable& table, tcOutput& output)
     : m_head(head), m_table(table) {
+    m_operator.colour = output.coloured();
     m_operator.line = [&output](const std::string& text) { output.reply(text); };
     m_operator.progress = [&output](const std::string& text) {
         if (text.empty())
@@ -59,12 +60,12 @@ tcExecutor::tcExecutor(tcHead& head, const tcCommandTable& table, tcOutput& outp
 
 bool tcExecutor::isCapturing() {
     const std::lock_guard lock(m_lock);
-    return m_head.board().isCapturing();
+    return m_head.hasBoard() && m_head.board().isCapturing();
 }
 
 std::optional<int> tcExecutor::stopCapture() {
     const std::lock_guard lock(m_lock);
-    if (!m_head.board().isCapturing())
+    if (!m_head.hasBoard() || !m_head.board().isCapturing())
         return std::nullopt;
     return m_head.board().stop();
 }
@@ -88,6 +89,7 @@ tsReply tcExecutor::execute(std::string_view line, const tsCaller& caller) {
         return carryOut(split, caller);
     std::vector<std::string> lines;
     tsCaller gathering = caller;
+    gathering.colour = false;
     gathering.line = [&lines](const std::string& text) { lines.push_back(text); };
     return inJson(commandText(split), carryOut(split, gathering), lines);
 }
@@ -103,6 +105,8 @@ tsReply tcExecutor::carryOut(const tsLine& line, const tsCaller& caller) {
         return {teExit::eSuccess, text, call.quitRequested(), call.facts()};
     } catch (const tcInterrupted& exception) {
         return failed(teExit::eInterrupted, exception.what());
+    } catch (const tcDiagnosed& exception) {
+        return failed(exception.status(), exception.what());
     } catch (const tcBoardError& exception) {
         call.told(exception.result());
         std::string text = exception.what();
@@ -121,6 +125,8 @@ tsReply tcExecutor::carryOut(const tsLine& line, const tsCaller& caller) {
 
 std::string tcExecutor::run(tcCall& call, tsLine line) {
     const std::string name = line.words.front();
+    if (!m_head.hasBoard()) // it could not be made again after a diagnosis: now, perhaps
+        m_head.rebuild();
     m_head.beginCommand();
     if (const tsCommand* command = m_table.find(name)) {
         tcArguments arguments(name, command->arguments, std::move(line));
@@ -136,6 +142,8 @@ std::string tcExecutor::run(tcCall& call, tsLine line) {
 
 std::vector<std::string> tcExecutor::completions(std::string_view line) {
     std::unique_lock lock(m_lock);
+    if (!m_head.hasBoard())
+        return {};
     tcCall call(m_head, m_table, lock, m_operator);
     return completionsOf(line, call);
 }

@@ -1,5 +1,7 @@
 #include "apps/camhost/head.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace camhost {
@@ -10,17 +12,23 @@ constexpr std::size_t kStatusLines = 4096; // of one command: as many as are kep
 
 } // namespace
 
-tcHead::tcHead(int sensorType,
-               const std::function<std::unique_ptr<Varnox::tcSensorBoard>()>& makeBoard,
+tcHead::tcHead(int sensorType, std::function<std::unique_ptr<Varnox::tcSensorBoard>()> makeBoard,
                tcOutput& output)
     : m_sensorType(sensorType),
-      m_registerFile(*Varnox::tcRegisterFile::getInstance(nullptr, true)),
-      m_board(makeBoard()),
-      m_builtWith(lines()) {
+      m_makeBoard(std::move(makeBoard)),
+      m_output(output),
+      m_registerFile(*Varnox::tcRegisterFile::getInstance(nullptr, true)) {
+    build();
+}
+
+void tcHead::build() {
+    m_board = m_makeBoard();
+    m_builtWith = lines();
+    m_builtComplaints = complaints();
     m_board->setPipeline(&m_pipeline);
-    m_board->setStatusListener([this, &output](int level, const std::string& text) {
+    m_board->setStatusListener([this](int level, const std::string& text) {
         const std::string line = "[" + std::to_string(level) + "] " + text;
-        output.log(line);
+        m_output.log(line);
         const std::lock_guard lock(m_statusLock);
         m_statusLines.push_back(line);
         if (m_statusLines.size() > kStatusLines)
@@ -46,14 +54,36 @@ void tcHead::takeHandlers() {
 }
 
 tcHead::~tcHead() {
+    takeDown();
+}
+
+void tcHead::takeDown() {
+    if (!m_board)
+        return;
     if (m_board->isCapturing())
         m_board->stop();
     for (const auto& handler : m_handlers)
         m_registerFile.observable().unregisterObserver(*handler);
     m_registerFile.observable().unregisterObserver(*m_board);
+    m_keywords.clear();
+    m_chain = nullptr;
     m_handlers.clear(); // they work on the board: they go first
     m_board->setStatusListener(nullptr);
     m_board.reset();
+}
+
+void tcHead::rebuild() {
+    takeDown();
+    m_wasInitialized = false;
+    forgetSettings();
+    beginCommand();
+    build();
+}
+
+int tcHead::initialize() {
+    forgetSettings();
+    m_wasInitialized = true;
+    return m_board->initialize();
 }
 
 void tcHead::beginCommand() {
@@ -69,6 +99,15 @@ std::vector<std::string> tcHead::lines() const {
     lines.insert(lines.end(), complaints.begin(), complaints.end());
     const std::lock_guard lock(m_statusLock);
     lines.insert(lines.end(), m_statusLines.begin(), m_statusLines.end());
+    return lines;
+}
+
+std::vector<std::string> tcHead::complaints() const {
+    std::vector<std::string> lines = m_complaints.lines();
+    const std::string error = "[" + std::to_string(Varnox::eStatusError) + "] ";
+    const std::lock_guard lock(m_statusLock);
+    std::copy_if(m_statusLines.begin(), m_statusLines.end(), std::back_inserter(lines),
+                 [&](const std::string& line) { return line.starts_with(error); });
     return lines;
 }
 

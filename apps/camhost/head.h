@@ -28,6 +28,13 @@
 
 namespace camhost {
 
+/// Where a board comes from.
+struct tsOrigin {
+    std::string plugin;
+    std::string spi;
+    std::string noTable; ///< why the board has no table
+};
+
 /// A board with its command handlers, registered with the process's register file, its status
 /// lines going to the log. Destroying it stops a running capture, takes everything off the register
 /// file, deletes the handlers and then the board. It powers nothing off.
@@ -38,7 +45,7 @@ public:
     /// \param sensorType what the plug-in says it serves
     /// \param makeBoard  makes a fresh board of the plug-in; what it throws is passed on
     /// \param output     where status lines go; outlives the head
-    tcHead(int sensorType, const std::function<std::unique_ptr<Varnox::tcSensorBoard>()>& makeBoard,
+    tcHead(int sensorType, std::function<std::unique_ptr<Varnox::tcSensorBoard>()> makeBoard,
            tcOutput& output);
     tcHead(const tcHead&) = delete;
     tcHead& operator=(const tcHead&) = delete;
@@ -63,6 +70,35 @@ public:
     [[nodiscard]] const settings::tcSettingsTable* settings() const {
         return m_settings ? &*m_settings : nullptr;
     }
+    /// \return the board's table, or null
+    [[nodiscard]] const failures::tcFailureTable* failures() const {
+        return m_failures ? &*m_failures : nullptr;
+    }
+    /// What a diagnosis names: from where the board comes, and why `failures` is null.
+    void comesFrom(tsOrigin origin) { m_origin = std::move(origin); }
+    [[nodiscard]] const tsOrigin& origin() const { return m_origin; }
+
+    /// Powers the head up and brings its link up. Settings are the board's own then.
+    /// \return the board's result
+    int initialize();
+    /// \return whether the head may be up: somebody has tried since the board was made
+    [[nodiscard]] bool wasInitialized() const { return m_wasInitialized; }
+    /// Takes board and handlers down and makes them anew: the head is off then, as at the start.
+    /// \throws what `makeBoard` throws; the head is good for nothing but its end then
+    void rebuild();
+    /// \return whether there is a board: a failed `rebuild` leaves none
+    [[nodiscard]] bool hasBoard() const { return m_board != nullptr; }
+    /// \return all lines of the last command: standard output, standard error, status lines
+    [[nodiscard]] std::vector<std::string> lines() const;
+    /// \return of them what the board complains of: standard error and status lines of errors
+    [[nodiscard]] std::vector<std::string> complaints() const;
+    /// \return lines that the board printed as it was made
+    [[nodiscard]] const std::vector<std::string>& builtWith() const { return m_builtWith; }
+    /// \return of them what the board complained of
+    [[nodiscard]] const std::vector<std::string>& builtComplaints() const {
+        return m_builtComplaints;
+    }
+
     /// \param result a failure that the board answered to this command
     /// \return what it means, by the board's table; nothing where nothing fits
     [[nodiscard]] std::optional<failures::tsExplanation> explanation(int result) const;
@@ -88,8 +124,9 @@ public:
 private:
     using tmHandlers = std::map<std::string, Varnox::tcAbstractHandler*>;
 
+    void build();
+    void takeDown();
     void takeHandlers();
-    [[nodiscard]] std::vector<std::string> lines() const;
 
     tcBoardTalk m_talk{std::cout}; // the last to go: boards print to the end
     tcBoardTalk m_complaints{std::cerr};
@@ -99,10 +136,15 @@ private:
     std::optional<registers::tcRegisterTable> m_registers;
     std::optional<settings::tcSettingsTable> m_settings;
     int m_sensorType;
+    std::function<std::unique_ptr<Varnox::tcSensorBoard>()> m_makeBoard;
+    tcOutput& m_output;
+    tsOrigin m_origin;
+    bool m_wasInitialized = false;
     Varnox::tcPipeline m_pipeline;
     Varnox::tcRegisterFile& m_registerFile;
     std::unique_ptr<Varnox::tcSensorBoard> m_board;
     std::vector<std::string> m_builtWith;         // lines that the board printed as it was made
+    std::vector<std::string> m_builtComplaints;   // of them what it complained of
     tmHandlers m_keywords;                        // not owned
     Varnox::tcAbstractHandler* m_chain = nullptr; // not owned
     std::set<std::unique_ptr<Varnox::tcAbstractHandler>> m_handlers;

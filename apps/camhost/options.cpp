@@ -27,6 +27,14 @@ constexpr const char* kFooter =
     "  7    the script could not be read\n"
     "  8    the address to listen on could not be had\n"
     "  130  interrupted\n"
+    "A diagnosis ends with 0 where nothing is wrong, else with the first stage that is:\n"
+    "  20   nothing is known of the head: no table beside the plug-in\n"
+    "  21   a device file          27   the FPGA\n"
+    "  22   a GPIO line            28   the receiver's PLL\n"
+    "  23   the supply monitor     29   a lane\n"
+    "  24   the settings file      30   frame alignment\n"
+    "  25   the sensor's port      31   exposure or interval\n"
+    "  26   a supply               32   unknown to the table\n"
     "\n"
     "Example:\n"
     "  camhost -c init -c \"exposure 20000\"\n"
@@ -64,11 +72,23 @@ void addOptions(CLI::App& app, tsOptions& options) {
                    "is given. With commands or a script: after them")
         ->type_name("[ADDRESS:]PORT");
     app.add_flag("--keep-going", options.keepGoing, "Go on after a command that failed");
+    CLI::Option* const diagnose =
+        app.add_flag("--diagnose", options.diagnose,
+                     "Examine the head, say what is wrong and what to measure, and end. Switches "
+                     "nothing on, and makes no board");
+    app.add_flag("--power", options.power,
+                 "With --diagnose: bring the head up as well; it is off afterwards")
+        ->needs(diagnose);
+    diagnose->excludes("--command")
+        ->excludes("script")
+        ->excludes("--interactive")
+        ->excludes("--listen");
     CLI::Option* const echo =
         app.add_flag("--echo", options.echo, "Print every command before its reply");
     app.add_flag("--json", options.json,
-                 "Answer every command with one JSON object on a line. The board's output goes to "
-                 "standard error, unless --board-output names a file")
+                 "Answer every command with one JSON object on a line; --list and --diagnose with "
+                 "one. The board's output goes to standard error, unless --board-output names a "
+                 "file")
         ->excludes(echo);
     app.add_flag_callback(
            "--print-completion",

@@ -25,6 +25,9 @@ struct tsOptions {
     bool interactive = false;
     std::string listen; ///< [ADDRESS:]PORT; empty: no line server
 
+    bool diagnose = false; ///< examine the head and end
+    bool power = false;    ///< with `diagnose`: bring it up
+
     /// \return whether it says what to do, so that nobody needs to be asked
     [[nodiscard]] bool saysWhatToDo() const {
         return !commands.empty() || !script.empty() || !listen.empty();

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 
@@ -61,6 +62,13 @@ void tcOutput::sendLogTo(const std::string& file) {
 
 int tcOutput::replyDescriptor() const {
     return m_replies.isOpen() ? m_replies.get() : STDOUT_FILENO;
+}
+
+bool tcOutput::coloured() const {
+    const char* const refused = std::getenv("NO_COLOR"); // a custom among programs: not empty
+    const char* const terminal = std::getenv("TERM");
+    return ::isatty(replyDescriptor()) == 1 && (refused == nullptr || *refused == '\0') &&
+           terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
 }
 
 void tcOutput::print(int descriptor, const std::string& text) {

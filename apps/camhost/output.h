@@ -37,6 +37,8 @@ public:
 
     /// \return where replies go
     [[nodiscard]] int replyDescriptor() const;
+    /// \return whether replies may have colours: on a terminal, unless NO_COLOR is set
+    [[nodiscard]] bool coloured() const;
 
 private:
     void eraseProgress();

@@ -5,11 +5,15 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <iostream>
+#include <memory>
 #include <optional>
+#include <streambuf>
 
 #include <unistd.h>
 
 #include "apps/camhost/console.h"
+#include "apps/camhost/diagnose.h"
 #include "apps/camhost/executor.h"
 #include "apps/camhost/file_checks.h"
 #include "apps/camhost/head.h"
@@ -19,6 +23,7 @@
 #include "apps/camhost/output.h"
 #include "apps/camhost/plugin.h"
 #include "apps/camhost/plugin_search.h"
+#include "apps/camhost/reply_json.h"
 #include "apps/camhost/runner.h"
 #include "apps/failures/failure_table.h"
 #include "apps/registers/register_table.h"
@@ -86,30 +91,90 @@ teExit carryOut(const tsOptions& options, const std::string& script, tcExecutor&
 }
 
 /// Reads a table that lies beside the plug-in. A board without one, or with one that cannot be
-/// read, works as well. \param lost what is not to be had then, for the warning
+/// read, works as well.
+/// \param lost what is not to be had then, for the warning
+/// \param why  gets why there is none
 template<typename Table>
-void readTable(const std::optional<std::string>& file, const char* lost, tcOutput& output,
-               const std::function<void(Table)>& use) {
-    if (!file)
-        return;
+std::optional<Table> readTable(const tcPlugin& plugin, const char* kind, const char* lost,
+                               tcOutput& output, std::string& why) {
+    const std::optional<std::string> file = tables::beside(plugin.path(), kind);
+    if (!file) {
+        why = std::string("no table of ") + kind +
+              " lies beside the plug-in, so that nothing is known of it";
+        return std::nullopt;
+    }
     try {
-        use(Table(*file));
+        return Table(*file);
     } catch (const std::exception& error) {
-        output.error(std::string("camhost: warning: ") + error.what() + ". " + lost +
+        why = error.what();
+        output.error("camhost: warning: " + why + ". " + lost +
                      "; install the plug-in's package again.");
+        return std::nullopt;
     }
 }
 
-void readTables(const tcPlugin& plugin, tcHead& head, tcOutput& output) {
-    readTable<failures::tcFailureTable>(failures::tableBeside(plugin.path()),
-                                        "Failures will not be explained", output,
-                                        [&](auto table) { head.knowFailures(std::move(table)); });
-    readTable<registers::tcRegisterTable>(
-        tables::beside(plugin.path(), "registers"), "Registers will have no names", output,
-        [&](auto table) { head.knowRegisters(std::move(table)); });
-    readTable<settings::tcSettingsTable>(tables::beside(plugin.path(), "settings"),
-                                         "\"help\" will not tell what the board takes", output,
-                                         [&](auto table) { head.knowSettings(std::move(table)); });
+std::optional<failures::tcFailureTable> readFailures(const tcPlugin& plugin, tcOutput& output,
+                                                     std::string& why) {
+    return readTable<failures::tcFailureTable>(plugin, "failures", "Failures will not be explained",
+                                               output, why);
+}
+
+void readTables(const tcPlugin& plugin, const std::string& spi, tcHead& head, tcOutput& output) {
+    tsOrigin origin{plugin.path(), spi, {}};
+    if (auto failures = readFailures(plugin, output, origin.noTable))
+        head.knowFailures(std::move(*failures));
+    head.comesFrom(std::move(origin));
+    std::string ignored;
+    if (auto registers = readTable<registers::tcRegisterTable>(
+            plugin, "registers", "Registers will have no names", output, ignored))
+        head.knowRegisters(std::move(*registers));
+    if (auto settings = readTable<settings::tcSettingsTable>(
+            plugin, "settings", "\"help\" will not tell what the board takes", output, ignored))
+        head.knowSettings(std::move(*settings));
+}
+
+/// Swallows what goes to a stream, for as long as it lives.
+class tcSilence {
+public:
+    explicit tcSilence(std::ostream& stream)
+        : m_stream(stream), m_below(stream.rdbuf(&m_nothing)) {}
+    tcSilence(const tcSilence&) = delete;
+    tcSilence& operator=(const tcSilence&) = delete;
+    ~tcSilence() { m_stream.rdbuf(m_below); }
+
+private:
+    struct tsNothing : std::streambuf {
+        int_type overflow(int_type character) override { return traits_type::not_eof(character); }
+        std::streamsize xsputn(const char* /*text*/, std::streamsize count) override {
+            return count;
+        }
+    };
+    tsNothing m_nothing;
+    std::ostream& m_stream;
+    std::streambuf* m_below;
+};
+
+/// What the board says belongs to the diagnosis: it is heard, and shown only where somebody asks.
+teExit diagnose(const tsOptions& options, const tcPlugin& plugin, const std::string& spi,
+                tcOutput& output) {
+    std::optional<tcSilence> silence;
+    if (options.log.empty()) {
+        output.sendLogTo("/dev/null");
+        silence.emplace(std::cerr);
+    }
+    tsOrigin origin{plugin.path(), spi, {}};
+    const auto table = readFailures(plugin, output, origin.noTable);
+    const auto makeHead = [&] {
+        auto head = std::make_unique<tcHead>(
+            plugin.sensorType(), [&] { return plugin.makeBoard(spi); }, output);
+        if (table)
+            head->knowFailures(*table);
+        return head;
+    };
+    const tsShown shown = diagnoseFromStart(origin, table ? &*table : nullptr, options.power,
+                                            output.coloured(), makeHead);
+    output.reply(options.json ? jsonText(shown.facts) : shown.text);
+    return shown.status;
 }
 
 std::string usualDevice(const tcPlugin& plugin) {
@@ -129,8 +194,7 @@ std::string usualDevice(const tcPlugin& plugin) {
 
 teExit list(bool json, tcOutput& output) {
     const tsListing listing = listMachine();
-    output.reply(json ? listing.facts.dump(-1, ' ', false, tmFacts::error_handler_t::replace)
-                      : listing.text);
+    output.reply(json ? jsonText(listing.facts) : listing.text);
     return teExit::eSuccess;
 }
 
@@ -138,7 +202,7 @@ teExit drive(const tsOptions& options, tcOutput& output) {
     if (options.list)
         return list(options.json, output);
     const std::string script = fromHere(options.script);
-    if (options.json || !options.log.empty())
+    if ((options.json && !options.diagnose) || !options.log.empty())
         output.sendLogTo(options.log.empty() ? "-" : options.log);
     const tcPlugin plugin(options.plugin.empty() ? onlyPlugin() : fromHere(options.plugin));
     const std::string spi = options.spi.empty() ? usualDevice(plugin) : options.spi;
@@ -147,9 +211,11 @@ teExit drive(const tsOptions& options, tcOutput& output) {
         output.error("camhost: warning: " + warning);
     tcInterrupt::install();
 
+    if (options.diagnose)
+        return diagnose(options, plugin, spi, output);
     tcHead head(
         plugin.sensorType(), [&] { return plugin.makeBoard(spi); }, output);
-    readTables(plugin, head, output);
+    readTables(plugin, spi, head, output);
     output.log(servedText(plugin, head));
     const tcCommandTable table = makeCommandTable();
     tcExecutor executor(head, table, output);

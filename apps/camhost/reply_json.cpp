@@ -25,12 +25,16 @@ std::string jsonText(const std::string& command, const tsReply& reply,
         {"command", command}, {"ok", reply.ok()}, {"status", static_cast<int>(reply.status)}};
     object[reply.ok() ? "reply" : "error"] = linesOf(reply.text);
     if (!lines.empty())
-        object["lines"] = lines;
+        object["shown"] = lines;
     // By name: which fact a command told first is no matter of the program's.
     const auto facts = reply.facts.get<std::map<std::string, tmFacts>>();
     for (const auto& [name, value] : facts)
         object[name] = value;
-    return object.dump(-1, ' ', false, tmFacts::error_handler_t::replace);
+    return jsonText(object);
+}
+
+std::string jsonText(const tmFacts& facts) {
+    return facts.dump(-1, ' ', false, tmFacts::error_handler_t::replace);
 }
 
 tmFacts explanationFacts(const failures::tsExplanation& explanation) {

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
+
+#include "apps/failures/head_facts_reader.h"
 
 namespace failures {
 
@@ -31,7 +32,8 @@ std::string withoutBackquotes(std::string text) {
 
 /// Puts words in the places of a text that name them: "{supply}".
 /// \throws std::runtime_error for a place that is open, or has no word
-std::string filled(const std::string& text, const std::map<std::string, std::string>& words) {
+std::string filled(const std::string& text, const std::map<std::string, std::string>& words,
+                   const char* whose = "\"says\"") {
     std::string result;
     std::size_t from = 0;
     for (auto open = text.find('{'); open != text.npos; open = text.find('{', from)) {
@@ -39,7 +41,8 @@ std::string filled(const std::string& text, const std::map<std::string, std::str
         const std::string name = text.substr(open + 1, close - open - 1);
         const auto word = words.find(name);
         if (close == text.npos || word == words.end())
-            throw std::runtime_error("\"says\" has a place {" + name + "} that nothing fills");
+            throw std::runtime_error(std::string(whose) + " has a place {" + name +
+                                     "} that nothing fills");
         result += text.substr(from, open - from) + word->second;
         from = close + 1;
     }
@@ -74,9 +77,58 @@ tcFailureTable::teSupply supplyOf(const std::string& word) {
     throw std::runtime_error("\"supply\" is low or high, not \"" + word + "\"");
 }
 
+/// What can be seen of a head without its board, and the places of a text about it.
+const std::map<std::string, std::vector<std::string>>& findings() {
+    static const std::vector<std::string> device{"path", "what", "error", "user"};
+    static const std::map<std::string, std::vector<std::string>> known{
+        {"device-missing", device},
+        {"device-permission",
+         {"path", "what", "error", "user", "mode", "owner", "group", "groups"}},
+        {"device-refused", device},
+        {"device-error", device},
+        {"device-kind", {"path", "what", "kind"}},
+        {"line-missing", {"line"}},
+        {"line-busy", {"line", "chip", "offset", "consumer"}},
+        {"monitor-silent", {"chip", "bus", "number", "address", "error"}},
+        {"monitor-bus-busy", {"chip", "bus", "number", "address", "error"}},
+        {"monitor-error", {"chip", "bus", "number", "address", "error"}},
+        {"monitor-floats", {"chip", "bus", "number", "address", "byte"}},
+        {"settings-missing", {"file", "error"}},
+        {"settings-line", {"file", "number", "text"}},
+        {"settings-empty", {"file"}},
+        {"interval", {"interval", "least"}},
+    };
+    return known;
+}
+
+tsExplanation filledIn(tsExplanation explanation, const std::map<std::string, std::string>& words) {
+    explanation.what = filled(explanation.what, words);
+    for (tsCause& cause : explanation.causes) {
+        cause.cause = filled(cause.cause, words, "\"cause\"");
+        cause.measure = filled(cause.measure, words, "\"measure\"");
+    }
+    return explanation;
+}
+
+/// Fills text and causes with the words that the finding gives.
+/// \throws std::runtime_error for a finding that is not known, or a place that nothing fills
+void checkFinding(const tcFailureTable::tsFailure& failure) {
+    const std::vector<std::string>* const places = placesOf(failure.finding);
+    if (places == nullptr)
+        throw std::runtime_error("\"finding\" is none that is known: \"" + failure.finding + "\"");
+    std::map<std::string, std::string> words;
+    for (const std::string& place : *places)
+        words[place];
+    (void)filledIn(failure.explanation, words);
+}
+
 /// Fills the text with words of the kinds that a match gives.
 /// \throws std::runtime_error for a place that no match fills
 void checkPlaces(const tcFailureTable::tsFailure& failure) {
+    if (!failure.finding.empty()) {
+        checkFinding(failure);
+        return;
+    }
     std::map<std::string, std::string> words;
     if (failure.blocks)
         words["blocks"];
@@ -109,6 +161,8 @@ tcFailureTable::tsFailure failureOf(const nlohmann::json& entry) {
         failure.supply = supplyOf(when.at("supply").get<std::string>());
     for (const auto& line : when.value("lines", std::vector<std::string>{}))
         failure.lines.emplace_back(line);
+    failure.finding = when.value("finding", "");
+    failure.of = when.value("of", "");
     checkPlaces(failure);
     return failure;
 }
@@ -136,6 +190,8 @@ tcFailureTable::tcFailureTable(const std::string& file) {
             place = "failure " + std::to_string(m_failures.size() + 1);
             m_failures.push_back(failureOf(entry));
         }
+        if (table.contains("head"))
+            m_head = headFactsOf(table.at("head"), place);
     } catch (const std::exception& error) {
         throw std::runtime_error(file + " is no table of failures, at " + place + ": " +
                                  error.what());
@@ -145,6 +201,8 @@ tcFailureTable::tcFailureTable(const std::string& file) {
 std::optional<tsExplanation> tcFailureTable::explain(int result,
                                                      const std::vector<std::string>& lines) const {
     for (const tsFailure& failure : m_failures) {
+        if (!failure.finding.empty())
+            continue;
         if (const std::optional<tmWords> words = matched(failure, result, lines)) {
             tsExplanation explanation = failure.explanation;
             explanation.what = filled(explanation.what, *words);
@@ -152,6 +210,20 @@ std::optional<tsExplanation> tcFailureTable::explain(int result,
         }
     }
     return std::nullopt;
+}
+
+std::optional<tsExplanation> tcFailureTable::explain(const tsFinding& finding) const {
+    for (const tsFailure& failure : m_failures) {
+        if (failure.finding == finding.name && (failure.of.empty() || failure.of == finding.of))
+            return filledIn(failure.explanation, finding.words);
+    }
+    return std::nullopt;
+}
+
+tcFailureTable tcFailureTable::withLimits(std::map<std::string, tsLimits> limits) const {
+    tcFailureTable table = *this;
+    table.m_supplies = std::move(limits);
+    return table;
 }
 
 std::optional<tcFailureTable::tmWords>
@@ -232,11 +304,9 @@ std::string tcFailureTable::clearLanes(const std::string& mask) const {
     return (lanes.size() == 1 ? "lane " : "lanes ") + joined(lanes);
 }
 
-std::optional<std::string> tableBeside(const std::string& plugin) {
-    const auto table = std::filesystem::path(plugin).replace_extension(".failures.json");
-    std::error_code error;
-    return std::filesystem::is_regular_file(table, error) ? std::optional(table.string())
-                                                          : std::nullopt;
+const std::vector<std::string>* placesOf(const std::string& finding) {
+    const auto entry = findings().find(finding);
+    return entry != findings().end() ? &entry->second : nullptr;
 }
 
 std::string textOf(const tsExplanation& explanation) {

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/failures/head_facts.h"
+
 namespace failures {
 
 /// Why something failed, and what shows whether it is so.
@@ -25,6 +27,16 @@ struct tsExplanation {
     std::vector<tsCause> causes; ///< the likely one first
 };
 
+/// What somebody saw who examined the head, and the words for the places of its text.
+struct tsFinding {
+    std::string name; ///< "line-busy"
+    std::string of;   ///< which device file; empty where there is but one thing of the kind
+    std::map<std::string, std::string> words;
+};
+
+/// \return the places that a text about this finding may have; null for a finding that nobody makes
+[[nodiscard]] const std::vector<std::string>* placesOf(const std::string& finding);
+
 /// A table of failures. Nothing changes it once it is read.
 class tcFailureTable {
 public:
@@ -38,14 +50,21 @@ public:
     [[nodiscard]] std::optional<tsExplanation> explain(int result,
                                                        const std::vector<std::string>& lines) const;
 
+    /// \return of the first failure of the table that fits, causes filled in as well; nothing where
+    ///         none does
+    [[nodiscard]] std::optional<tsExplanation> explain(const tsFinding& finding) const;
+
+    /// \return what the table says of the head; nothing where it says nothing
+    [[nodiscard]] const std::optional<tsHeadFacts>& head() const { return m_head; }
+    /// \return the usual limits, by the name of the supply
+    [[nodiscard]] const std::map<std::string, tsLimits>& supplies() const { return m_supplies; }
+    /// \return the number of serial lanes
+    [[nodiscard]] unsigned lanes() const { return m_lanes; }
+    /// \return the table as it is for a head with limits of its own
+    [[nodiscard]] tcFailureTable withLimits(std::map<std::string, tsLimits> limits) const;
+
     /// What is wrong with a supply.
     enum class teSupply { eAny, eLow, eHigh };
-
-    /// Limits of a supply [V].
-    struct tsLimits {
-        double least;
-        double most;
-    };
 
     /// One entry of the table: what it means, and when it does.
     struct tsFailure {
@@ -54,6 +73,8 @@ public:
         bool blocks = false; // the result is a mask of blocks
         teSupply supply = teSupply::eAny;
         std::vector<std::regex> lines;
+        std::string finding; // what was seen; empty: the failure is one of an operation
+        std::string of;      // only of this device file; empty: of any
     };
 
 private:
@@ -71,11 +92,8 @@ private:
     std::map<unsigned, std::string> m_blocks; // by bit
     std::map<std::string, tsLimits> m_supplies;
     std::vector<tsFailure> m_failures;
+    std::optional<tsHeadFacts> m_head;
 };
-
-/// \param plugin path of a plug-in, "sensor_board_x.so"
-/// \return path of its table, "sensor_board_x.failures.json", where there is such a file
-[[nodiscard]] std::optional<std::string> tableBeside(const std::string& plugin);
 
 /// \return three lines for whoever sits before the head: what failed, the three likeliest causes in
 ///         their order, and what to measure for each

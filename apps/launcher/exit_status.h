@@ -7,7 +7,8 @@ struct tsArguments;
 struct tsEnd;
 
 inline constexpr int kUsageError = 2; ///< the command line, or a file that it names, is no use
-// camhost, the usual program, ends with 0 to 8: nothing of the head may be taken for its own.
+// camhost, the usual program, ends with 0 to 8 and 20 to 32: nothing of the head may be taken for
+// its own.
 inline constexpr int kViolations = 9;   ///< the program succeeded, but broke a rule of the head
 inline constexpr int kDiffers = 10;     ///< it did something else than the recording that is played
 inline constexpr int kNoPictures = 11;  ///< it succeeded, but no picture came while it captured

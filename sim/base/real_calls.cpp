@@ -69,6 +69,14 @@ constinit tcRealVariadic<tOpen> s_open("open64");
 constinit tcRealVariadic<tOpenat> s_openat("openat64");
 constinit tcRealVariadic<tIoctl> s_ioctl("ioctl");
 constinit tcReal<int(int)> s_close("close");
+constinit tcReal<int(const char*, void*)> s_stat("stat");
+constinit tcReal<int(const char*, void*)> s_stat64("stat64");
+constinit tcReal<int(const char*, void*)> s_lstat("lstat");
+constinit tcReal<int(const char*, void*)> s_lstat64("lstat64");
+constinit tcReal<int(int, const char*, void*, int)> s_fstatat("fstatat");
+constinit tcReal<int(int, const char*, void*, int)> s_fstatat64("fstatat64");
+constinit tcReal<int(const char*, int)> s_access("access");
+constinit tcReal<int(int, const char*, int, int)> s_faccessat("faccessat");
 constinit tcReal<ssize_t(int, void*, std::size_t)> s_read("read");
 constinit tcReal<ssize_t(int, const void*, std::size_t)> s_write("write");
 constinit tcReal<void*(void*, std::size_t, int, int, int, off64_t)> s_mmap("mmap64");
@@ -98,6 +106,30 @@ int openat(int folder, const char* path, int flags, mode_t mode) {
 }
 int close(int descriptor) {
     return s_close(descriptor);
+}
+int stat(const char* path, void* status) {
+    return s_stat(path, status);
+}
+int stat64(const char* path, void* status) {
+    return s_stat64(path, status);
+}
+int lstat(const char* path, void* status) {
+    return s_lstat(path, status);
+}
+int lstat64(const char* path, void* status) {
+    return s_lstat64(path, status);
+}
+int fstatat(int folder, const char* path, void* status, int flags) {
+    return s_fstatat(folder, path, status, flags);
+}
+int fstatat64(int folder, const char* path, void* status, int flags) {
+    return s_fstatat64(folder, path, status, flags);
+}
+int access(const char* path, int mode) {
+    return s_access(path, mode);
+}
+int faccessat(int folder, const char* path, int mode, int flags) {
+    return s_faccessat(folder, path, mode, flags);
 }
 int ioctl(int descriptor, unsigned long request, void* argument) {
     return s_ioctl.get()(descriptor, request, argument);
@@ -157,6 +189,14 @@ void resolveAll() {
     s_openat.get();
     s_ioctl.get();
     s_close.resolve();
+    s_stat.resolve();
+    s_stat64.resolve();
+    s_lstat.resolve();
+    s_lstat64.resolve();
+    s_fstatat.resolve();
+    s_fstatat64.resolve();
+    s_access.resolve();
+    s_faccessat.resolve();
     s_read.resolve();
     s_write.resolve();
     s_mmap.resolve();

@@ -17,6 +17,15 @@ int open(const char* path, int flags, mode_t mode);
 int openat(int folder, const char* path, int flags, mode_t mode);
 int close(int descriptor);
 int ioctl(int descriptor, unsigned long request, void* argument);
+// `status` is the structure of the form that is called.
+int stat(const char* path, void* status);
+int stat64(const char* path, void* status);
+int lstat(const char* path, void* status);
+int lstat64(const char* path, void* status);
+int fstatat(int folder, const char* path, void* status, int flags);
+int fstatat64(int folder, const char* path, void* status, int flags);
+int access(const char* path, int mode);
+int faccessat(int folder, const char* path, int mode, int flags);
 ssize_t read(int descriptor, void* buffer, std::size_t count);
 ssize_t write(int descriptor, const void* buffer, std::size_t count);
 void* mmap(void* address, std::size_t length, int protection, int flags, int descriptor,

@@ -14,6 +14,11 @@ namespace sim {
 ///         inside the head (an allocator that maps memory, for example)
 bool outside();
 
+/// \return whether a device file of the head has, or could have, this path: those of the machine's
+/// own
+///         of the same kind are out of a program's sight. \param path may be null
+bool isHeadPath(const char* path);
+
 /// \param result of the head: 0 and more, or -errno \return as the C library returns it
 template<class Result>
 Result finish(Result result) {

@@ -1,12 +1,9 @@
 // `open` and `close` as programs call them. Everything that is not the head's goes on to the C
 // library.
 
-#include <array>
 #include <cerrno>
 #include <cstdarg>
-#include <cstring>
 #include <fcntl.h>
-#include <string_view>
 
 #include "sim/base/calls.h"
 #include "sim/base/export.h"
@@ -19,21 +16,6 @@
 namespace sim {
 
 namespace {
-
-constexpr std::array<std::string_view, 4> kFamilies{"/dev/spidev", "/dev/gpiochip", "/dev/i2c-",
-                                                    "/dev/mem"};
-
-bool isHeadPath(const char* path) {
-    if (path == nullptr || std::strncmp(path, "/dev/", 5) != 0) {
-        return false;
-    }
-    for (const std::string_view family : kFamilies) {
-        if (std::strncmp(path, family.data(), family.size()) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
 
 int openModelled(tcModel& head, const char* path, int flags) {
     const std::optional<teDevice> device = head.devices.deviceAt(path);

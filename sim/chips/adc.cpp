@@ -49,6 +49,7 @@ void tcAdc::wire(std::uint16_t address, bool reads, bool acknowledged,
 }
 
 void tcAdc::stop() {
+    m_commanded = false;
     m_journal.state(m_journal.clock.now(), "I2C-STOP");
 }
 
@@ -74,6 +75,7 @@ int tcAdc::write(std::uint16_t address, std::span<const std::uint8_t> bytes, int
 // The input is sampled with the command; the reference must have settled by then.
 void tcAdc::command(std::uint8_t byte, std::uint64_t startNs) {
     m_command = byte;
+    m_commanded = true;
     const bool on = (byte & kReference) != 0;
     m_first = on && !m_referenceOn;
     if (m_first) {
@@ -180,7 +182,11 @@ int tcAdc::read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusa
         busTime(0);
         return 0;
     }
-    checkConversion();
+    // A single byte without a command is no reading: somebody looks whether there is a chip.
+    const bool reading = bytes.size() > 1 || m_commanded;
+    if (reading) {
+        checkConversion();
+    }
     const std::uint32_t result = sample();
     for (std::size_t at = 0; at < bytes.size(); ++at) {
         bytes[at] = at == 0   ? static_cast<std::uint8_t>(result >> 8)
@@ -190,7 +196,7 @@ int tcAdc::read(std::uint16_t address, std::span<std::uint8_t> bytes, int refusa
     m_journal.event(teLine::adc, positiveChannel(), result);
     wire(address, true, true, bytes);
     busTime(bytes.size());
-    if (!m_settled) {
+    if (reading && !m_settled) {
         m_restNs = m_journal.clock.now();
     }
     return 0;

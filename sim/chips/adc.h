@@ -45,6 +45,7 @@ private:
     tcSupplies& m_supplies;
     const tsConditions& m_now;
     std::uint8_t m_command = 0;
+    bool m_commanded = false; // in the present transfer
     bool m_referenceOn = false;
     bool m_settled = false;     // the reference, when the present conversion began
     bool m_first = false;       // the present conversion switched the reference on

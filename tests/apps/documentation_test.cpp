@@ -72,6 +72,8 @@ protected:
         testing::internal::CaptureStdout();
         session.emplace(
             plugin.sensorType(), [&] { return plugin.makeBoard("/dev/spidev1.0"); }, output);
+        session->comesFrom({plugin.path(), "/dev/spidev1.0", ""});
+        session->knowFailures(failures::tcFailureTable(*tables::beside(plugin.path(), "failures")));
         session->knowRegisters(
             registers::tcRegisterTable(tables::beside(plugin.path(), "registers").value()));
         session->knowSettings(
@@ -155,7 +157,9 @@ TEST(ManualPage, NamesEveryOptionAndEveryExitStatus) {
         ++options;
     }
     EXPECT_GE(options, 10);
-    for (const char* status : {"0", "1", "2", "3", "4", "5", "6", "7", "8", "130"})
+    for (const char* status :
+         {"0",  "1",  "2",  "3",  "4",  "5",  "6",  "7",  "8",  "20", "21", "22",
+          "23", "24", "25", "26", "27", "28", "29", "30", "31", "32", "130"})
         EXPECT_THAT(page, HasSubstr(std::string(".IP ") + status + " ")) << status;
 }
 

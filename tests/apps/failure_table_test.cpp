@@ -139,13 +139,6 @@ TEST_F(FailureTable, WhatCannotBeUnderstoodIsNamed) {
     EXPECT_EQ(broken(group, "{1} {lanes 1}"), "no complaint");
 }
 
-TEST_F(FailureTable, LiesBesideThePlugIn) {
-    const std::string plugin = (m_folder.path() / "board.so").string();
-    EXPECT_EQ(failures::tableBeside(plugin), std::nullopt);
-    const std::string path = write("{}");
-    EXPECT_EQ(failures::tableBeside(plugin), path);
-}
-
 TEST_F(FailureTable, PeopleGetThreeLines) {
     tsExplanation explanation{"n", "s", "it broke", {{"a", "b"}}};
     EXPECT_EQ(textOf(explanation), "  it broke\n  likely: a\n  measure: b");
@@ -162,6 +155,120 @@ TEST_F(FailureTable, BackquotesAreForPages) {
     const auto explanation = table(entry).explain(7, {});
     EXPECT_EQ(explanation->causes[0].cause, "no a");
     EXPECT_EQ(explanation->causes[0].measure, "b and c");
+}
+
+// ---- What somebody sees who examines the head
+
+constexpr const char* kHead = R"("head": {
+  "devices": [{"name": "port", "what": "a port", "path": "{spi}", "kind": "spi"},
+              {"name": "chip", "what": "a chip", "path": "/dev/gpiochip", "numbers": 4, "kind": "gpio"}],
+  "lines": [{"name": "ON"}, {"name": "TRIG", "only_for": "triggers"}],
+  "consumer": "me",
+  "monitor": {"chip": "ADC", "bus": "/dev/i2c-7", "address": "0x4A", "zero_bits": "0xC0"},
+  "settings": {"file": "registers.txt", "pause": "0x400"},
+  "limits": {"file": "limits.ini", "least": "Min", "most": "Max"},
+  "link": {"status": "^S (\\d) (\\d)$", "flags": ["a", "l"], "aligned": "a", "lanes": "^L (\\w+)$",
+           "end": "^end$"}})";
+
+TEST_F(FailureTable, FactsOfTheHeadAreRead) {
+    const tcFailureTable read(write(kBegin + std::string("], ") + kHead + "}"));
+    ASSERT_TRUE(read.head());
+    const failures::tsHeadFacts& head = *read.head();
+    ASSERT_EQ(head.devices.size(), 2U);
+    EXPECT_EQ(head.devices[0].path, "{spi}");
+    EXPECT_EQ(head.devices[0].kind, failures::teDeviceKind::eSpi);
+    EXPECT_EQ(head.devices[0].numbers, 0U);
+    EXPECT_EQ(head.devices[1].numbers, 4U);
+    EXPECT_EQ(head.devices[1].kind, failures::teDeviceKind::eGpio);
+    ASSERT_EQ(head.lines.size(), 2U);
+    EXPECT_EQ(head.lines[0].onlyFor, "");
+    EXPECT_EQ(head.lines[1].onlyFor, "triggers");
+    EXPECT_EQ(head.consumer, "me");
+    EXPECT_EQ(head.monitor->address, 0x4A);
+    EXPECT_EQ(head.monitor->zeroBits, 0xC0);
+    EXPECT_EQ(head.settings->pause, 0x400);
+    EXPECT_EQ(head.limits->most, "Max");
+    EXPECT_EQ(head.link->flags.size(), 2U);
+    EXPECT_EQ(read.lanes(), 4U);
+    EXPECT_EQ(read.supplies().at("VDD2").most, 3.5);
+    EXPECT_FALSE(table("").head()) << "a table may say nothing of its head";
+}
+
+TEST_F(FailureTable, WhatIsWrongWithFactsOfTheHeadIsNamed) {
+    const auto changed = [&](const std::string& from, const std::string& to) {
+        std::string head = kHead;
+        head.replace(head.find(from), from.size(), to);
+        return complaint(kBegin + std::string("], ") + head + "}");
+    };
+    EXPECT_EQ(changed("a port", "a port"), "no complaint");
+    EXPECT_THAT(
+        changed("\"kind\": \"spi\"", "\"kind\": \"usb\""),
+        HasSubstr("at \"head\", device 1: \"kind\" is spi, gpio, i2c or memory, not \"usb\""));
+    EXPECT_THAT(changed("\"numbers\"", "\"number\""),
+                HasSubstr("at \"head\", device 2: \"number\" is no key here"));
+    EXPECT_THAT(changed("a chip", ""), HasSubstr("at \"head\", device 2: \"what\" is empty"));
+    EXPECT_THAT(changed("\"only_for\"", "\"for\""),
+                HasSubstr("at \"head\", line 2: \"for\" is no key here"));
+    EXPECT_THAT(changed("\"consumer\"", "\"consumers\""),
+                HasSubstr("at \"head\": \"consumers\" is no key here"));
+    EXPECT_THAT(changed("\"0x4A\"", "\"0x80\""),
+                HasSubstr("at \"head\", \"monitor\": \"address\" has 7 bits"));
+    EXPECT_THAT(changed("\"0x4A\"", "\"4A\""),
+                HasSubstr("at \"head\", \"monitor\": \"address\" is no hexadecimal number such as "
+                          "\"0x49\" that fits, but \"4A\""));
+    EXPECT_THAT(changed("\"0xC0\"", "\"0x100\""), HasSubstr("\"zero_bits\" is no hexadecimal"));
+    EXPECT_THAT(changed("\"0x400\"", "\"0x10000\""),
+                HasSubstr("at \"head\", \"settings\": \"pause\" is no hexadecimal"));
+    EXPECT_THAT(changed("\"Min\"", "3"), HasSubstr("at \"head\", \"limits\": "));
+    EXPECT_THAT(changed("^S (\\\\d) ", "^S "),
+                HasSubstr("at \"head\", \"link\": \"status\" has another number of groups than "
+                          "\"flags\" names"));
+    EXPECT_THAT(changed("\"aligned\": \"a\"", "\"aligned\": \"b\""),
+                HasSubstr("\"aligned\" is none of \"flags\""));
+    EXPECT_THAT(changed("^L (\\\\w+)$", "^L"), HasSubstr("\"lanes\" has one group, the mask"));
+}
+
+TEST_F(FailureTable, AFindingIsExplainedByItsOwnEntries) {
+    const std::string entry =
+        R"({"name": "n", "stage": "devices", "when": {"finding": "device-missing"WHERE},
+        "says": "no {path}", "causes": [{"cause": "no `{what}`", "measure": "`ls {path}`: {error}"}]})";
+    const auto of = [&](const std::string& where) {
+        std::string text = entry;
+        return text.replace(text.find("WHERE"), 5, where);
+    };
+    const tcFailureTable both = table(of(R"(, "of": "bus")") + "," + of(""));
+    const failures::tsFinding finding{
+        "device-missing", "port", {{"path", "/dev/x"}, {"what", "a port"}, {"error", "E"}}};
+    const auto explanation = both.explain(finding);
+    ASSERT_TRUE(explanation);
+    EXPECT_EQ(explanation->what, "no /dev/x");
+    EXPECT_EQ(explanation->causes[0].cause, "no a port");
+    EXPECT_EQ(explanation->causes[0].measure, "ls /dev/x: E");
+    EXPECT_FALSE(both.explain(failures::tsFinding{"line-busy", "", {}}));
+    EXPECT_FALSE(table(of(R"(, "of": "bus")")).explain(finding)) << "another device";
+    EXPECT_FALSE(both.explain(-4, {"anything"})) << "a finding is no result";
+}
+
+TEST_F(FailureTable, AFindingThatNobodyMakesAndAPlaceThatItDoesNotFillAreRefused) {
+    const auto broken = [&](const std::string& when, const std::string& says) {
+        return complaint(kBegin + failure("one", when, says) + "]}");
+    };
+    EXPECT_THAT(broken(R"({"finding": "smoke"})", "x"),
+                HasSubstr("at failure 1: \"finding\" is none that is known: \"smoke\""));
+    EXPECT_THAT(broken(R"({"finding": "line-missing"})", "{chip}"),
+                HasSubstr("\"says\" has a place {chip} that nothing fills"));
+    const std::string measure =
+        R"({"name": "n", "stage": "s", "when": {"finding": "line-missing"}, "says": "x",
+            "causes": [{"cause": "c", "measure": "{chip}"}]})";
+    EXPECT_THAT(complaint(kBegin + measure + "]}"),
+                HasSubstr("\"measure\" has a place {chip} that nothing fills"));
+}
+
+TEST_F(FailureTable, LimitsOfAHeadsOwnTakeThePlaceOfTheUsualOnes) {
+    const tcFailureTable usual = table(failure("low", R"({"supply": "low"})", "{supply} {least}"));
+    const tcFailureTable own = usual.withLimits({{"VDD1", {1.2, 1.25}}});
+    EXPECT_FALSE(usual.explain(0, {"VDD1: 1.15"}));
+    EXPECT_EQ(own.explain(0, {"VDD1: 1.15"})->what, "VDD1 1.2");
 }
 
 } // namespace

@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
                         R"J({"command":"regfile read 0x50","ok":false,"status":6,"error":["regfile 0x00050 holds nothing: nobody has written it; \"regfile dump\" lists what there is"],"value":null,"word":80})J"},
                     tsExchangeInJson{
                         "watch 1 0x50",
-                        R"J({"command":"watch 1 0x50","ok":true,"status":0,"reply":["watch: 0 changes in 1 ms"],"lines":["[    0.000 s] 0x00050: nothing"],"changes":0,"milliseconds":1})J"},
+                        R"J({"command":"watch 1 0x50","ok":true,"status":0,"reply":["watch: 0 changes in 1 ms"],"shown":["[    0.000 s] 0x00050: nothing"],"changes":0,"milliseconds":1})J"},
                     tsExchangeInJson{
                         "CLKS",
                         R"J({"command":"CLKS","ok":true,"status":0,"reply":["<ack ^1>"],"answer":"<ack ^1>","keyword":"CLKS"})J"},

@@ -12,6 +12,7 @@
 #include "apps/camhost/interrupt.h"
 #include "apps/camhost/listen_address.h"
 #include "tests/apps/camhost_fixture.h"
+#include "tests/apps/process.h"
 #include "tests/support/patience.h"
 
 using asio::ip::tcp;
@@ -181,6 +182,32 @@ TEST_F(LineServerTest, AnswersErrorsAndGoesOn) {
               "0x hexadecimal; usage: exposure [MICROSECONDS]");
     EXPECT_EQ(client.reply(), "ERR 1|<nack 3>");
     EXPECT_EQ(client.reply(), "OK 1|exposure 30000 us");
+}
+
+// The whole of it comes as lines before the reply, and the reply is the verdict.
+TEST_F(LineServerTest, ShowsADiagnosisAndAnswersItsVerdict) {
+    head->comesFrom({"/lib/board.so", "x", "there is no table"});
+    tcPeer client = peer();
+    client.send("diagnose\nexposure\n");
+    EXPECT_THAT(client.line(), StartsWith("* head on x, by board.so, settings in "));
+    EXPECT_THAT(client.line(), StartsWith("* |-- left out: device files, GPIO lines, "));
+    EXPECT_EQ(client.reply(), "ERR 1|diagnose: this head cannot be examined: there is no table");
+    EXPECT_EQ(client.reply(), "OK 1|exposure 30000 us");
+}
+
+TEST_F(LineServerTest, ADiagnosisWithoutAFindingIsTheReply) {
+    const tcFolder folder;
+    head->knowFailures(failures::tcFailureTable(
+        folder.file("t", R"({"format": 1, "lanes": 1, "blocks": {}, "supplies": {}, "failures": [],
+                            "head": {"devices": [], "lines": []}})")));
+    tcPeer client = peer();
+    client.send("diagnose power\ndiagnose --json\n");
+    const std::string tree = client.reply();
+    EXPECT_THAT(tree, StartsWith("OK "));
+    EXPECT_THAT(tree, HasSubstr("||-- supplies: good||   `-- VFAKE  3.25 V|"));
+    EXPECT_THAT(tree, HasSubstr("|`-- verdict: nothing is wrong with this head"));
+    EXPECT_THAT(tree, testing::Not(HasSubstr("\033")));
+    EXPECT_THAT(client.reply(), StartsWith("OK 1|{\"command\":\"diagnose\",\"ok\":true,"));
 }
 
 TEST_F(LineServerTest, EndsTheConnectionThatWantsNoMore) {

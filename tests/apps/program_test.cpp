@@ -114,7 +114,7 @@ TEST(Program, InJsonPrintsAnObjectForEachCommandAndNothingElse) {
         "supported by this board; leave it out: the board has nothing of the "
         "kind\"],\"result\":7}\n"
         "{\"command\":\"watch 1 0x50\",\"ok\":true,\"status\":0,\"reply\":[\"watch: 0 changes in 1 "
-        "ms\"],\"lines\":[\"[    0.000 s] 0x00050: nothing\"],\"changes\":0,\"milliseconds\":1}\n"
+        "ms\"],\"shown\":[\"[    0.000 s] 0x00050: nothing\"],\"changes\":0,\"milliseconds\":1}\n"
         "{\"command\":\"pins\",\"ok\":true,\"status\":0,\"reply\":[\"pins 2\"],\"pins\":2}\n");
     EXPECT_THAT(run.err, StartsWith(kServed + "[6] Fake head powers up on x\n"));
     EXPECT_THAT(run.err,
@@ -291,6 +291,47 @@ TEST(Program, EndsWithFiveWhenInitializationFails) {
     EXPECT_EQ(run.err, "camhost: command line: init failed, result -4: a code of the board's lower "
                        "layers; see the board's lines above\n");
     EXPECT_THAT(run.out, testing::Not(HasSubstr("capturing")));
+}
+
+TEST(Program, DiagnosesWithoutABoard) {
+    const tsFinished run = runCamhost(onFakePlugin({"--diagnose"}));
+    EXPECT_EQ(run.status, 20);
+    EXPECT_THAT(run.out, StartsWith("head on x, by libfake_plugin.so, settings in "));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("fake: ")));
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose"}, "throw")).status, 20) << "nothing is made";
+}
+
+TEST(Program, DiagnosesABoardWithoutATable) {
+    const tsFinished run = runCamhost(onFakePlugin({"--diagnose", "--power", "--json"}));
+    EXPECT_EQ(run.status, 20);
+    EXPECT_THAT(run.out, StartsWith("{\"format\":1,\"plugin\":"));
+    EXPECT_THAT(run.out, EndsWith("}\n"));
+    EXPECT_THAT(run.out, HasSubstr("\"name\":\"VFAKE\",\"volts\":3.25,"));
+    EXPECT_THAT(run.out, HasSubstr("\"board_said\":[\"VFAKE: 3.25\","));
+    const tsFinished failed = runCamhost(onFakePlugin({"--diagnose", "--power"}, "init=-4"));
+    EXPECT_EQ(failed.status, 32);
+    const tsFinished thrown = runCamhost(onFakePlugin({"--diagnose", "--power"}, "throw"));
+    EXPECT_EQ(thrown.status, 4);
+    EXPECT_THAT(thrown.err, HasSubstr("not constructed by "));
+}
+
+TEST(Program, KeepsWhatTheBoardSaysWhileItIsExamined) {
+    const tcFolder folder;
+    const std::string log = folder.path() + "/log";
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--diagnose", "--power", "--board-output", log}));
+    EXPECT_EQ(run.status, 20);
+    EXPECT_THAT(folder.read("log"), HasSubstr("fake: initialize\nVFAKE: 3.25\n"));
+    EXPECT_THAT(run.out, testing::Not(HasSubstr("fake: ")));
+}
+
+TEST(Program, EndsWithTwoForADiagnosisWithCommands) {
+    EXPECT_EQ(runCamhost(onFakePlugin({"--power"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "-c", "init"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "script"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "--listen", "0"})).status, 2);
+    EXPECT_EQ(runCamhost(onFakePlugin({"--diagnose", "-i"})).status, 2);
 }
 
 TEST(Program, EndsWithSixAtTheFirstCommandThatFails) {

@@ -181,4 +181,47 @@ TEST_F(ReportAtATerminal, GoesOnWhenTheKeysAreNotWaitedFor) {
     EXPECT_EQ(terminal.finish(), 0);
 }
 
+// ---- A diagnosis at a terminal
+
+std::string onHead(const std::string& environment, const std::string& arguments) {
+    return "env " + environment + " " + HEAD_LAUNCHER + " --workdir " + HEAD_SOURCE_DIRECTORY +
+           "/data --summary /dev/null -- " + camhostCommand(arguments);
+}
+
+TEST(DiagnoseAtATerminal, StatesAreInColour) {
+    tcTerminal terminal(onHead("NO_COLOR=", "--diagnose --power"));
+    EXPECT_EQ(terminal.finish(), 0);
+    const std::string shown = terminal.rest();
+    EXPECT_THAT(shown, HasSubstr("|-- lanes: \033[32mgood\033[0m\r\n"));
+    EXPECT_THAT(shown,
+                HasSubstr("`-- verdict: \033[32mnothing is wrong with this head\033[0m\r\n"));
+    EXPECT_LE(std::count(shown.begin(), shown.end(), '\n'), 40) << "more than a screen";
+}
+
+TEST(DiagnoseAtATerminal, NobodyIsGivenColoursWhoDoesNotWantThem) {
+    for (const char* environment : {"NO_COLOR=1", "TERM=dumb", "-u TERM"}) {
+        tcTerminal terminal(onHead(environment, "--diagnose"));
+        EXPECT_EQ(terminal.finish(), 0);
+        EXPECT_THAT(terminal.rest(), HasSubstr("|-- device files: good\r\n")) << environment;
+    }
+}
+
+TEST(DiagnoseAtATerminal, ForProgramsThereAreNone) {
+    tcTerminal terminal(onHead("NO_COLOR=", "--diagnose --json"));
+    EXPECT_EQ(terminal.finish(), 0);
+    EXPECT_EQ(terminal.rest().find('\033'), std::string::npos);
+}
+
+TEST(DiagnoseAtATerminal, AtTheConsole) {
+    const tcTemporaryDirectory home;
+    tcTerminal terminal(
+        onHead("NO_COLOR= XDG_STATE_HOME=" + home.path().string(), "--board-output /dev/null"));
+    terminal.until("camhost> ");
+    terminal.type("diagnose power\n");
+    EXPECT_THAT(terminal.until("`-- verdict: \033[32mnothing is wrong with this head\033[0m\r\n"),
+                HasSubstr("|-- FPGA: \033[32mgood\033[0m\r\n"));
+    terminal.type("quit\n");
+    EXPECT_EQ(terminal.finish(), 0);
+}
+
 } // namespace

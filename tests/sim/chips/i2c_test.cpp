@@ -1,5 +1,6 @@
 // The I2C bus and the supply monitor on it.
 
+#include <array>
 #include <cerrno>
 #include <gmock/gmock.h>
 #include <linux/i2c-dev.h>
@@ -54,6 +55,37 @@ TEST(Adc, SuppliesThatAreOffReadZero) {
     EXPECT_EQ(monitor.measure(1), 0);
     EXPECT_DOUBLE_EQ(head.rail("VDD1.2"), 0.0);
     EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+// As a look whether there is a chip does it: nothing is to be converted, so that the reference may
+// be off, or on its way up, and is not disturbed.
+TEST(Adc, AByteWithoutACommandIsNoReading) {
+    const auto head = sim::aVirtualHead().build();
+    tcMonitor monitor;
+    std::uint8_t byte = 0;
+    EXPECT_EQ(read(monitor.descriptor(), &byte, 1), 1);
+    EXPECT_EQ(byte & 0xF0, 0);
+    EXPECT_THAT(head.lines(kAdcKinds), ElementsAre("ADC 0 0xFFF"));
+    monitor.measure(0); // switches the reference on
+    usleep(4000);
+    EXPECT_EQ(read(monitor.descriptor(), &byte, 1), 1);
+    usleep(1000);
+    EXPECT_EQ(monitor.measure(0), 0) << "5 ms later the reference stands";
+    EXPECT_THAT(head.violations(), IsEmpty());
+}
+
+TEST(Adc, AByteOrTwoAfterACommandAreAReading) {
+    const auto head = sim::aVirtualHead().withQuietViolations().build();
+    const tcMonitor monitor;
+    std::array<std::uint8_t, 2> bytes{};
+    EXPECT_EQ(read(monitor.descriptor(), bytes.data(), 2), 2);
+    std::uint8_t command = 0x80; // channel 0, the reference off
+    std::array<i2c_msg, 2> messages{{{0x49, 0, 1, &command}, {0x49, I2C_M_RD, 1, bytes.data()}}};
+    i2c_rdwr_ioctl_data data{messages.data(), 2};
+    EXPECT_EQ(ioctl(monitor.descriptor(), I2C_RDWR, &data), 2);
+    const std::string text = "VIOLATION adc-reference: channel 0 was converted with the internal "
+                             "reference off";
+    EXPECT_THAT(head.lines(teEventKind::violation), ElementsAre(text, text));
 }
 
 TEST(Adc, EveryChannelOfTheCommandByteIsAddressed) {

@@ -1,0 +1,12 @@
+/// \file
+/// A diagnosis for programs. docs/camhost.md describes the format.
+#pragma once
+
+#include "apps/camhost/facts.h"
+#include "apps/camhost/judgement.h"
+
+namespace camhost {
+
+[[nodiscard]] tmFacts diagnosisFacts(const tsDiagnosis& diagnosis, const tsJudgement& judgement);
+
+} // namespace camhost
