@@ -45,7 +45,8 @@ private:
         std::uint32_t bits = 0;
         std::from_chars(mask.data(), mask.data() + mask.size(), bits, kHexadecimal);
         m_link.locked = bits;
-        const std::uint32_t all = (std::uint32_t{1} << m_lanes) - 1;
+        constexpr unsigned widest = 32; // a table has 1 to 32 lanes
+        const std::uint32_t all = ~std::uint32_t{0} >> (widest - m_lanes);
         look(m_link.lanes, at, (bits & all) == all);
     }
 

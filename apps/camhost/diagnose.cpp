@@ -18,7 +18,8 @@ tsSubject subjectOf(const tsOrigin& origin, const failures::tcFailureTable* tabl
     subject.spi = origin.spi;
     subject.table = table;
     if (table == nullptr)
-        subject.noFacts = origin.noTable;
+        subject.noFacts =
+            origin.noTable.empty() ? "its board has no table of failures" : origin.noTable;
     else if (!table->head())
         subject.noFacts = "the table beside the plug-in has no section \"head\"";
     return subject;

@@ -250,7 +250,7 @@ void tcJudge::conclude(teStage stage, const tsFinding& finding) {
     const auto explanation = m_table != nullptr ? m_table->explain(finding) : std::nullopt;
     std::string words;
     for (const auto& [name, word] : finding.words)
-        words += (words.empty() ? ": " : ", ") + name + " " + word;
+        words.append(words.empty() ? ": " : ", ").append(name).append(" ").append(word);
     conclude(stage, namesOf(stage).status, explanation,
              finding.name + words + "; the board's table does not know why");
 }

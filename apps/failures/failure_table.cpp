@@ -144,6 +144,15 @@ void checkPlaces(const tcFailureTable::tsFailure& failure) {
     (void)filled(failure.explanation.what, words);
 }
 
+/// Masks of lanes have 32 bits.
+unsigned lanesOf(const nlohmann::json& table) {
+    constexpr unsigned most = 32;
+    const auto lanes = table.at("lanes").get<unsigned>();
+    if (lanes == 0 || lanes > most)
+        throw std::runtime_error("there are 1 to 32 lanes, not " + std::to_string(lanes));
+    return lanes;
+}
+
 tcFailureTable::tsFailure failureOf(const nlohmann::json& entry) {
     tcFailureTable::tsFailure failure;
     failure.explanation.name = entry.at("name").get<std::string>();
@@ -179,7 +188,7 @@ tcFailureTable::tcFailureTable(const std::string& file) {
         if (table.at("format") != kFormat)
             throw std::runtime_error("its format is not 1");
         place = "\"lanes\"";
-        m_lanes = table.at("lanes").get<unsigned>();
+        m_lanes = lanesOf(table);
         place = "\"blocks\"";
         for (const auto& [bit, name] : table.at("blocks").items())
             m_blocks[static_cast<unsigned>(std::stoul(bit))] = name.get<std::string>();

@@ -20,7 +20,7 @@ void requireKnown(const Json& entry, const std::set<std::string>& known) {
 }
 
 std::string textOf(const Json& entry, const char* key) {
-    const std::string text = entry.at(key).get<std::string>();
+    std::string text = entry.at(key).get<std::string>();
     if (text.empty())
         throw std::runtime_error(std::string("\"") + key + "\" is empty");
     return text;

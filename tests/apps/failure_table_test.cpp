@@ -122,6 +122,10 @@ TEST_F(FailureTable, WhatCannotBeUnderstoodIsNamed) {
                                           "beginning: "));
     EXPECT_THAT(complaint(R"({"format": 2})"), HasSubstr("at its beginning: its format is not 1"));
     EXPECT_THAT(complaint(R"({"format": 1})"), HasSubstr("at \"lanes\": "));
+    for (const char* lanes : {"0", "33"}) {
+        EXPECT_THAT(complaint(R"({"format": 1, "lanes": )" + std::string(lanes) + "}"),
+                    HasSubstr(std::string("at \"lanes\": there are 1 to 32 lanes, not ") + lanes));
+    }
     EXPECT_THAT(complaint(R"({"format": 1, "lanes": 4, "blocks": {"x": "y"}})"),
                 HasSubstr("at \"blocks\": "));
     const auto broken = [&](const std::string& when, const std::string& says) {

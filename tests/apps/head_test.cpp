@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include "apps/camhost/command_table.h"
+#include "apps/camhost/executor.h"
 #include "tests/apps/fake_board.h"
 #include "tests/support/temporary_directory.h"
 
@@ -151,5 +153,56 @@ TEST(Head, ExplainsAFailureByAllThatTheBoardSaid) {
         EXPECT_FALSE(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2));
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "made: no line\nerr: 2\n");
+    testing::internal::GetCapturedStdout();
+}
+
+// A diagnosis makes the board anew, and its making may fail: the next command tries again.
+TEST(Head, ThatCouldNotBeMadeAnewIsMadeByTheNextCommand) {
+    testing::internal::CaptureStdout();
+    int made = 0;
+    {
+        tcOutput output;
+        const camhost::tcCommandTable table = camhost::makeCommandTable();
+        tcHead head(
+            42,
+            [&made]() -> std::unique_ptr<Varnox::tcSensorBoard> {
+                if (++made == 2)
+                    throw std::runtime_error("gone");
+                return std::make_unique<tcFakeBoard>("x");
+            },
+            output);
+        camhost::tcExecutor executor(head, table, output);
+        const camhost::tsReply diagnosis = executor.execute("diagnose power --json");
+        EXPECT_FALSE(diagnosis.ok());
+        EXPECT_FALSE(head.hasBoard());
+        EXPECT_FALSE(executor.isCapturing());
+        EXPECT_EQ(executor.stopCapture(), std::nullopt);
+        EXPECT_TRUE(executor.completions("expo").empty());
+        EXPECT_EQ(executor.execute("exposure").text, "exposure 30000 us");
+        EXPECT_EQ(made, 3);
+        EXPECT_EQ(executor.execute("CLKS").text, "<ack ^1>") << "with its handlers";
+    }
+    EXPECT_THAT(
+        testing::internal::GetCapturedStdout(),
+        testing::HasSubstr("\"left\": \"the head may still be ON: its board could not be made "
+                           "anew, which would have switched it off: gone\""));
+}
+
+TEST(Head, ForgetsWhatWasSetWhenItIsMadeAnew) {
+    testing::internal::CaptureStdout();
+    {
+        tcOutput output;
+        tcHead head(
+            42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
+        head.remember("bpp", 8);
+        EXPECT_EQ(head.initialize(), 0);
+        EXPECT_TRUE(head.wasInitialized());
+        head.board().setExposure(5000);
+        head.rebuild();
+        EXPECT_FALSE(head.wasInitialized());
+        EXPECT_EQ(head.remembered("bpp"), std::nullopt);
+        EXPECT_EQ(head.board().getExposure(), 30000);
+        EXPECT_TRUE(head.hasKeyword("FAKE"));
+    }
     testing::internal::GetCapturedStdout();
 }

@@ -374,6 +374,19 @@ TEST(Link, IsReadStepByStep) {
     EXPECT_EQ(link.alignment.time, 80ms);
 }
 
+TEST(Link, AllLanesAreThoseOfTheHead) {
+    const auto all = [](unsigned lanes, const char* mask) {
+        return camhost::linkIn({{{}, std::string("DPA Lock: ") + mask}},
+                               *shippedTable().head()->link, lanes)
+            .lanes.reached;
+    };
+    EXPECT_TRUE(all(1, "1"));
+    EXPECT_FALSE(all(1, "2"));
+    EXPECT_TRUE(all(4, "2f")) << "bits of no lane do not count";
+    EXPECT_TRUE(all(32, "ffffffff"));
+    EXPECT_FALSE(all(32, "7fffffff"));
+}
+
 TEST(Link, OfWhichNothingIsToldIsUnknown) {
     const camhost::tsLink link = linkOf({{0, "FPGA register dump"},
                                          {0, "Status: Aligned 1 Locked 1 rgLocked 1 gbLocked 1"},

@@ -768,6 +768,20 @@ TEST_F(Diagnose, AnewTheHeadStaysUp) {
     EXPECT_EQ(std::count(all.begin(), all.end(), "GPIO PS_1.2V_EN out 0"), 1) << "at the start";
 }
 
+// What the board of the session could not get is somebody else's, and it has said so.
+TEST_F(Diagnose, InASessionALineOfSomebodyElseIsNotItsOwn) {
+    const tsOutcome result =
+        diagnose("[GPIO]\nbusy = RESET_B\n", "--board-output /dev/null -c 'diagnose power'");
+    EXPECT_EQ(result.status, 22);
+    EXPECT_THAT(result.output,
+                HasSubstr("|   |-- RESET_B         /dev/gpiochip0 line 11, input, in "
+                          "use as \"somebody-else\"\n"));
+    EXPECT_THAT(result.output, HasSubstr("|-- note: the board complained as it was made: "
+                                         "tcGpioSingle: /dev/gpiochip0 line 11: GPIO_V2_GET_LINE: "
+                                         "Device or resource busy (errno 16)\n"));
+    EXPECT_THAT(result.output, HasSubstr("held by this session's board as \"pellum\"\n"));
+}
+
 TEST_F(Diagnose, InASessionAFindingEndsTheScript) {
     const tsOutcome result =
         diagnose(shipped("dead-lane"), "--board-output /dev/null -c 'diagnose power' -c status");
