@@ -25,7 +25,12 @@ struct tsFaultRecord {
     std::string name;
     std::optional<std::chrono::nanoseconds> began; ///< empty: it never did
     std::optional<std::chrono::nanoseconds> ended; ///< empty: it lasts, or never began
-    friend bool operator==(const tsFaultRecord&, const tsFaultRecord&) = default;
+    friend bool operator==(const tsFaultRecord& one, const tsFaultRecord& other) {
+        return one.name == other.name && one.began == other.began && one.ended == other.ended;
+    }
+    friend bool operator!=(const tsFaultRecord& one, const tsFaultRecord& other) {
+        return !(one == other);
+    }
 };
 
 } // namespace sim

@@ -15,7 +15,13 @@ struct tsSPIConfiguration {
     std::uint16_t lsbFirstAndBits = 0x0800; ///< low byte: 1 = LSB first; high byte: bits per word
     std::uint32_t speedHz = 0;              ///< clock [Hz]
 
-    friend bool operator==(const tsSPIConfiguration&, const tsSPIConfiguration&) = default;
+    friend bool operator==(const tsSPIConfiguration& one, const tsSPIConfiguration& other) {
+        return one.mode == other.mode && one.lsbFirstAndBits == other.lsbFirstAndBits &&
+               one.speedHz == other.speedHz;
+    }
+    friend bool operator!=(const tsSPIConfiguration& one, const tsSPIConfiguration& other) {
+        return !(one == other);
+    }
 };
 
 /// A SPI device. Errors of the kernel are reported once per operation and errno, on standard error
