@@ -15,6 +15,9 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL plugin runtime sdk head headsdk tools)
+if(HEAD_DOXYGEN)
+  list(APPEND CPACK_COMPONENTS_ALL doc)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE sensor-board-3u5mgxs)
@@ -78,6 +81,17 @@ the program did wrong.
 .
 This package holds headers, CMake package and pkg-config file to build tests
 with, and a test to begin with.")
+
+# One package for the pages of both: they link each other. The same for every processor.
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME camera-head-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_DOC_DESCRIPTION
+    "camera heads, their host libraries and the virtual head, API pages
+Pages about every class and function of the headers in libvarnox-dev and
+libvirtual-head-dev, for those who write hosts, plug-ins and tests.
+.
+Begin with /usr/share/doc/camera-head-doc/html/index.html.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME camera-head-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)

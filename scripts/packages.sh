@@ -7,7 +7,7 @@ test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-format clang-tidy cppcheck binutils abigail-tools
     clang lld libclang-rt-14-dev python3
-    sigrok-cli gtkwave i2c-tools spi-tools chromium dpkg-dev lintian
+    sigrok-cli gtkwave i2c-tools spi-tools chromium dpkg-dev lintian doxygen
 )
 # The target: cross compiler and emulator.
 target_packages=(g++-arm-linux-gnueabihf qemu-user-static)
