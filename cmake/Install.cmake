@@ -1,5 +1,5 @@
 # What `cmake --install` puts where, by component:
-#   plugin   the sensor-board plug-in, and the table of what its failures mean
+#   plugin   the sensor-board plug-in, the table of what its failures mean, and udev's rules for its devices
 #   runtime  the platform libraries that it needs
 #   sdk      headers, CMake packages and pkg-config files of the platform libraries; examples
 #   head     the virtual head's library
@@ -27,6 +27,12 @@ if(NOT USE_BUNDLED_PLATFORM)
   set_target_properties(sensor_board_3u5mgxs PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
   return()
 endif()
+
+# Who may open a head's device files. udev looks in this folder of the prefix /usr.
+install(
+  FILES ${CMAKE_SOURCE_DIR}/plugin/udev/60-camera-head.rules
+  DESTINATION lib/udev/rules.d
+  COMPONENT plugin)
 
 include(CMakePackageConfigHelpers)
 # A library for others to build on: the library itself, and what finds it.

@@ -37,6 +37,16 @@ same() { # WHAT FILE: standard input is the file
     diff "$expected/$2" - || fail "$1 by $CXX does not say what $2 does"
 }
 
+step "the rehearsal of docs/first-day.md is what it shows"
+page=docs/first-day.md
+rehearsal=$(sed -n '/^## 1\. Rehearse/,/^## 2/p' "$page" | sed -n 's/^    //p')
+[ "$(grep -c '^virtual-head' <<<"$rehearsal")" -eq 1 ] || fail "$page shows no rehearsal"
+# The command, and the line that its output is said to end with.
+command=$(sed '$d' <<<"$rehearsal")
+PATH=$root/bin:$PATH bash -euc "${command//\/usr\//$root\/}" >"$folder/output" 2>"$folder/errors" ||
+    fail "$command: $(cat "$folder/output" "$folder/errors")"
+[ "$(tail -n 1 "$folder/output")" = "$(tail -n 1 <<<"$rehearsal")" ] || fail "$page: it ends with $(tail -n 1 "$folder/output")"
+
 for CXX in "$@"; do
     export CXX
     step "by $CXX: the host captures, and says so"

@@ -36,7 +36,8 @@ for component in plugin runtime sdk head headsdk tools; do
 done
 library_folder=$(dirname "$(grep 'libvarnox\.so\.0$' "$folder/runtime")")
 plugin_files=$(printf "$library_folder/varnox/sensor_board_3u5mgxs%s\n" .failures.json .so)
-[ "$(sort "$folder/plugin")" = "$plugin_files" ] || fail "plug-in: $(cat "$folder/plugin")"
+[ "$(grep -v '^lib/udev/' "$folder/plugin" | sort)" = "$plugin_files" ] || fail "plug-in: $(cat "$folder/plugin")"
+grep -qxF lib/udev/rules.d/60-camera-head.rules "$folder/plugin" || fail "the plug-in lacks its rules for udev"
 [ "$(sort "$folder/runtime")" = "$(printf "$library_folder/%s\n" libpellum.so.0 "libpellum.so.$version" \
     libvarnox.so.0 "libvarnox.so.$version")" ] || fail "runtime: $(cat "$folder/runtime")"
 for file in bin/camhost bin/virtual-head share/man/man1/camhost.1 \
