@@ -1,11 +1,7 @@
 # API pages for those who build on the installed headers: target `api_pages`, part of a whole build where doxygen is
 # there. A docstring that doxygen warns about fails it.
 
-if(NOT USE_BUNDLED_PLATFORM OR HEAD_SANITIZE)
-  return()
-endif()
-find_program(HEAD_DOXYGEN doxygen)
-if(NOT HEAD_DOXYGEN)
+if(NOT USE_BUNDLED_PLATFORM OR HEAD_SANITIZE OR NOT HEAD_DOXYGEN)
   return()
 endif()
 

@@ -78,7 +78,7 @@ class Documents(unittest.TestCase):
         shown = blocks("porting.md", "cpp")
         self.assertGreaterEqual(len(shown), 3)
         for block in shown:
-            self.assertIn(block, examples)
+            self.assertTrue(block in examples, f"not in any example:\n{block}")
 
     def test_the_rules_that_are_shown_are_those_that_ship(self):
         rules = (SOURCE / "plugin/udev/60-camera-head.rules").read_text(encoding="utf-8")
