@@ -37,6 +37,11 @@ same() { # WHAT FILE: standard input is the file
     diff "$expected/$2" - || fail "$1 by $CXX does not say what $2 does"
 }
 
+step "pkg-config says what the headers need"
+for library in varnox pellum virtual-head; do
+    grep -q '^Description: .*C++17' "$libraries/pkgconfig/$library.pc" || fail "$library.pc does not say C++17"
+done
+
 step "the rehearsal of docs/first-day.md is what it shows"
 page=docs/first-day.md
 rehearsal=$(sed -n '/^## 1\. Rehearse/,/^## 2/p' "$page" | sed -n 's/^    //p')
