@@ -1,7 +1,10 @@
 # What `cmake --install` puts where, by component:
-#   plugin   the sensor-board plug-in, and its tables of failures, registers and settings
+#   plugin   the sensor-board plug-in, its tables of failures, registers and settings, and udev's rules for its devices
 #   runtime  the platform libraries that it needs
-#   sdk      headers, CMake packages and pkg-config files of the platform libraries
+#   sdk      headers, CMake packages and pkg-config files of the platform libraries; examples
+#   head     the virtual head's library
+#   headsdk  headers, CMake package and pkg-config file of the virtual head, for tests; an example
+#   doc      API pages, where doxygen is there (cmake/ApiPages.cmake)
 #   tools    camhost and virtual-head with manual pages, completion and example data
 
 # Where a target looks for its libraries: first where they lie in the build folder, then where they are installed,
@@ -27,53 +30,81 @@ if(NOT USE_BUNDLED_PLATFORM)
   return()
 endif()
 
+# Who may open a head's device files. udev looks in this folder of the prefix /usr.
+install(
+  FILES ${CMAKE_SOURCE_DIR}/plugin/udev/60-camera-head.rules
+  DESTINATION lib/udev/rules.d
+  COMPONENT plugin)
+
 include(CMakePackageConfigHelpers)
-foreach(library varnox pellum)
+# A library for others to build on: the library itself, and what finds it.
+#   head_install_library(TARGET PACKAGE PKG_CONFIG_NAME RUNTIME_COMPONENT SDK_COMPONENT)
+# PACKAGE is what find_package() takes, and the namespace of the target.
+function(head_install_library target package pkg_config runtime sdk)
   install(
-    TARGETS ${library}
-    EXPORT ${library}Targets
+    TARGETS ${target}
+    EXPORT ${package}Targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-            COMPONENT runtime
-            NAMELINK_COMPONENT sdk)
+            COMPONENT ${runtime}
+            NAMELINK_COMPONENT ${sdk})
+  set(folder ${CMAKE_INSTALL_LIBDIR}/cmake/${package})
+  install(
+    EXPORT ${package}Targets
+    NAMESPACE ${package}::
+    DESTINATION ${folder}
+    COMPONENT ${sdk})
+  configure_package_config_file(cmake/${package}Config.cmake.in ${package}Config.cmake
+                                INSTALL_DESTINATION ${folder})
+  # Before 1.0 a new minor version may break what the old one promised.
+  write_basic_package_version_file(${CMAKE_BINARY_DIR}/${package}ConfigVersion.cmake
+                                   COMPATIBILITY SameMinorVersion)
+  install(
+    FILES ${CMAKE_BINARY_DIR}/${package}Config.cmake
+          ${CMAKE_BINARY_DIR}/${package}ConfigVersion.cmake
+    DESTINATION ${folder}
+    COMPONENT ${sdk})
+  # Relative to where the file lies, so that the tree may lie anywhere.
+  file(RELATIVE_PATH head_pc_prefix /x/${CMAKE_INSTALL_LIBDIR}/pkgconfig /x)
+  configure_file(cmake/${pkg_config}.pc.in ${pkg_config}.pc @ONLY)
+  install(
+    FILES ${CMAKE_BINARY_DIR}/${pkg_config}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT ${sdk})
+  # Whoever includes the headers needs this much; the library itself is built with more.
+  target_compile_features(${target} INTERFACE cxx_std_17)
+endfunction()
+
+foreach(library varnox pellum)
+  head_install_library(${library} ${library} ${library} runtime sdk)
   install(
     DIRECTORY ${CMAKE_SOURCE_DIR}/platform/${library}/include/${library}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT sdk)
-  set(package ${CMAKE_INSTALL_LIBDIR}/cmake/${library})
-  install(
-    EXPORT ${library}Targets
-    NAMESPACE ${library}::
-    DESTINATION ${package}
-    COMPONENT sdk)
-  configure_package_config_file(cmake/${library}Config.cmake.in ${library}Config.cmake
-                                INSTALL_DESTINATION ${package})
-  # Before 1.0 a new minor version may break what the old one promised.
-  write_basic_package_version_file(${CMAKE_BINARY_DIR}/${library}ConfigVersion.cmake
-                                   COMPATIBILITY SameMinorVersion)
-  install(
-    FILES ${CMAKE_BINARY_DIR}/${library}Config.cmake
-          ${CMAKE_BINARY_DIR}/${library}ConfigVersion.cmake
-    DESTINATION ${package}
-    COMPONENT sdk)
-  # Relative to where the file lies, so that the tree may lie anywhere.
-  file(RELATIVE_PATH head_pc_prefix /x/${CMAKE_INSTALL_LIBDIR}/pkgconfig /x)
-  configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
-  install(
-    FILES ${CMAKE_BINARY_DIR}/${library}.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-    COMPONENT sdk)
 endforeach()
+install(
+  DIRECTORY examples/host examples/board
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvarnox-dev/examples
+  COMPONENT sdk)
+
+head_install_library(virtual_head VirtualHead virtual-head head headsdk)
+foreach(header ${HEAD_PUBLIC_HEADERS})
+  get_filename_component(folder ${header} DIRECTORY)
+  install(
+    FILES ${header}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/virtual-head/${folder}
+    COMPONENT headsdk)
+endforeach()
+install(
+  DIRECTORY examples/head-test
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvirtual-head-dev/examples
+  COMPONENT headsdk)
 head_run_path(varnox "$ORIGIN")
 head_run_path(pellum "$ORIGIN")
 
 install(TARGETS camhost virtual-head RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-# Nobody links the virtual head's library but its launcher: it lies where no other program looks.
-set(HEAD_LIBRARY_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/virtual-head)
-install(TARGETS virtual_head LIBRARY DESTINATION ${HEAD_LIBRARY_DIRECTORY} COMPONENT tools
-                                     NAMELINK_SKIP)
 head_run_path(camhost "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 head_run_path(virtual_head) # it finds its own where every program does
-head_run_path(virtual-head "$ORIGIN/../lib" "$ORIGIN/../${HEAD_LIBRARY_DIRECTORY}")
+head_run_path(virtual-head "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(
   FILES apps/camhost/camhost.1 apps/virtual-head.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1

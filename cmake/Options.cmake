@@ -3,6 +3,9 @@
 option(USE_BUNDLED_PLATFORM "Build this repository's host and board-support libraries" ON)
 set(HEAD_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, or empty")
 
+# Makes API pages, where it is there (cmake/ApiPages.cmake).
+find_program(HEAD_DOXYGEN doxygen)
+
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)

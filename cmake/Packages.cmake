@@ -14,7 +14,10 @@ set(CPACK_PACKAGE_CONTACT ${HEAD_PACKAGE_CONTACT})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL plugin runtime sdk tools)
+set(CPACK_COMPONENTS_ALL plugin runtime sdk head headsdk tools)
+if(HEAD_DOXYGEN)
+  list(APPEND CPACK_COMPONENTS_ALL doc)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SOURCE sensor-board-3u5mgxs)
@@ -56,7 +59,39 @@ the host's interfaces, SPI ports and FPGA cores, and the board's GPIO lines and
 supply monitor.
 .
 This package holds headers, CMake packages and pkg-config files to build
-plug-ins and hosts with.")
+plug-ins and hosts with, and a host and a plug-in to begin with.")
+
+set(CPACK_DEBIAN_HEAD_PACKAGE_NAME libvirtual-head${HEAD_VIRTUAL_HEAD_SOVERSION})
+set(CPACK_DEBIAN_HEAD_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_HEAD_DESCRIPTION
+    "virtual camera head for tests
+A program that links this library runs on a camera head that is not there: the
+head answers the program's device files, tells what the hardware saw and what
+the program did wrong.
+.
+This package holds the library that tests and the program virtual-head run on.")
+
+set(CPACK_DEBIAN_HEADSDK_PACKAGE_NAME libvirtual-head-dev)
+set(CPACK_DEBIAN_HEADSDK_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_HEADSDK_DESCRIPTION
+    "virtual camera head for tests, development files
+A program that links this library runs on a camera head that is not there: the
+head answers the program's device files, tells what the hardware saw and what
+the program did wrong.
+.
+This package holds headers, CMake package and pkg-config file to build tests
+with, and a test to begin with.")
+
+# One package for the pages of both: they link each other. The same for every processor.
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME camera-head-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_DOC_DESCRIPTION
+    "camera heads, their host libraries and the virtual head, API pages
+Pages about every class and function of the headers in libvarnox-dev and
+libvirtual-head-dev, for those who write hosts, plug-ins and tests.
+.
+Begin with /usr/share/doc/camera-head-doc/html/index.html.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME camera-head-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
@@ -78,6 +113,10 @@ foreach(library varnox pellum)
        "lib${library} ${HEAD_PLATFORM_SOVERSION} libvarnox${HEAD_PLATFORM_SOVERSION} (>= ${PROJECT_VERSION})\n")
 endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${head_debian}/triggers ${head_debian}/shlibs)
+# Nobody guards the virtual head's binary interface: a program needs the version that it was built with.
+file(WRITE ${head_debian}/head/shlibs
+     "libvirtual_head ${HEAD_VIRTUAL_HEAD_SOVERSION} libvirtual-head${HEAD_VIRTUAL_HEAD_SOVERSION} (= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_HEAD_PACKAGE_CONTROL_EXTRA ${head_debian}/triggers ${head_debian}/head/shlibs)
 
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian/Dependencies.cmake
                             ${CMAKE_CURRENT_LIST_DIR}/debian/Documents.cmake)

@@ -1,5 +1,7 @@
 /// \file
-/// What a host finds in the plug-in. Both functions have C linkage and plain names.
+/// What a host finds in the plug-in. Both functions have C linkage and plain names. They are
+/// declared here, and not by varnox/plugin_entry.h, since another stack's library need not have
+/// that header.
 #pragma once
 
 namespace Varnox {

@@ -7,9 +7,9 @@ test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-format clang-tidy cppcheck binutils abigail-tools
     clang lld libclang-rt-14-dev python3
-    sigrok-cli gtkwave i2c-tools spi-tools chromium dpkg-dev lintian
+    sigrok-cli gtkwave i2c-tools spi-tools chromium dpkg-dev lintian doxygen device-tree-compiler
 )
 # The target: cross compiler and emulator.
 target_packages=(g++-arm-linux-gnueabihf qemu-user-static)
 # The target's kernel on an emulated board.
-kernel_packages=(qemu-system-arm device-tree-compiler)
+kernel_packages=(qemu-system-arm)

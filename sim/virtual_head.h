@@ -52,6 +52,7 @@ struct tsHeadOptions;
 /// most one. Mapped register pages of a head that is gone must not be touched any more.
 class SIM_API tcVirtualHead {
 public:
+    /// The head moves; it goes on answering.
     tcVirtualHead(tcVirtualHead&&) noexcept;
     tcVirtualHead& operator=(tcVirtualHead&&) = delete;
     tcVirtualHead(const tcVirtualHead&) = delete;
@@ -96,6 +97,7 @@ public:
     [[nodiscard]] std::optional<std::uint32_t> sensorRegister(std::uint16_t address) const;
     /// \return every register written since power-up or reset
     [[nodiscard]] std::map<std::uint16_t, std::uint32_t> sensorRegisters() const;
+    /// \return what the sensor's registers say, decoded
     [[nodiscard]] tsSensorState sensorState() const;
     /// Compares a driver's copy of the registers with what the sensor holds.
     /// \return where they differ, and why; empty when the copy is right. A register that the sensor
@@ -113,6 +115,7 @@ public:
     /// flags excepted: the link's state makes them anew).
     /// \throws std::invalid_argument where there is no register
     void setFpgaWord(std::uint32_t physicalAddress, std::uint32_t value);
+    /// \return state of the serial link
     [[nodiscard]] tsLinkState link() const;
     /// \return frames that arrived whole over an aligned link since the head was built
     [[nodiscard]] std::uint64_t frames() const;
@@ -133,11 +136,14 @@ public:
 
     // --- System calls ---
 
+    /// \param kind   what was called
     /// \param device path of a device file, or "clock" for sleeps. Calls on a GPIO line count with
     ///               their chip, `munmap` counts with "/dev/mem".
     /// \return number of calls that the head answered, refused ones included
     [[nodiscard]] std::uint64_t calls(teCall kind, std::string_view device) const;
     /// Makes one call fail. A sleep that fails has slept half its time.
+    /// \param kind   what is called
+    /// \param device as for `calls`
     /// \param nth   1 is the next call of this kind on this device that counts from the head's
     ///              building; see `calls`
     /// \param error errno, for example EIO, or `kShort`
@@ -165,10 +171,15 @@ private:
 /// Every `with...` returns the builder.
 class SIM_API tcVirtualHeadBuilder {
 public:
+    /// A healthy head; `aVirtualHead` says it shorter.
     tcVirtualHeadBuilder();
+    /// A head like another one, to go on from.
     tcVirtualHeadBuilder(const tcVirtualHeadBuilder& other);
+    /// Takes over what was said of another head.
     tcVirtualHeadBuilder& operator=(const tcVirtualHeadBuilder& other);
+    /// The other builder can only be destroyed or assigned to.
     tcVirtualHeadBuilder(tcVirtualHeadBuilder&&) noexcept;
+    /// The other builder can only be destroyed or assigned to.
     tcVirtualHeadBuilder& operator=(tcVirtualHeadBuilder&&) noexcept;
     ~tcVirtualHeadBuilder();
 
@@ -176,7 +187,8 @@ public:
 
     /// The supply settles at another voltage. \param rail as `tcVirtualHead::rail` \param volts [V]
     tcVirtualHeadBuilder& withRail(std::string_view rail, double volts);
-    /// As `withRail`, relative to the nominal voltage. \param volts [V]
+    /// As `withRail`, relative to the nominal voltage. \param rail as `tcVirtualHead::rail`
+    /// \param volts [V]
     tcVirtualHeadBuilder& withRailOffset(std::string_view rail, double volts);
     /// Nobody answers at the ADC's address (ENXIO).
     tcVirtualHeadBuilder& withoutAdc();
@@ -187,6 +199,7 @@ public:
 
     /// Default "/dev/gpiochip0".
     tcVirtualHeadBuilder& withGpioChip(std::string_view path);
+    /// No "/dev/gpiochip*" is there.
     tcVirtualHeadBuilder& withoutGpioChip();
     /// No line has this name.
     tcVirtualHeadBuilder& withoutGpioLine(std::string_view name);
@@ -197,6 +210,7 @@ public:
 
     /// Default "/dev/spidev1.0".
     tcVirtualHeadBuilder& withSpiDevice(std::string_view path);
+    /// No "/dev/spidev*" is there.
     tcVirtualHeadBuilder& withoutSpiDevice();
     /// Every setting ioctl fails (EINVAL).
     tcVirtualHeadBuilder& withSpiSettingsRefused();
@@ -207,10 +221,12 @@ public:
 
     /// "/dev/mem" cannot be opened. \param error errno
     tcVirtualHeadBuilder& withMemOpenFailing(int error);
-    /// Mapping that starts at this physical address fails. \param error errno
+    /// Mapping that starts at this address fails. \param physicalAddress of a page \param error
+    /// errno
     tcVirtualHeadBuilder& withMapFailing(std::uint32_t physicalAddress, int error);
     /// The core's identification reads 0.
     tcVirtualHeadBuilder& withSilentCore(teCore core);
+    /// What the FPGA says of itself. \param first and \param second word of its identification
     tcVirtualHeadBuilder& withSystemId(std::uint32_t first, std::uint32_t second);
     /// How long the flag takes, `kNever` for ever. Default `kPllLockTime`.
     tcVirtualHeadBuilder& withPllFlagAfter(tePllFlag flag, std::chrono::nanoseconds time);
@@ -219,6 +235,7 @@ public:
     /// The lane never locks. \param lane 0 to 11
     tcVirtualHeadBuilder& withStuckLane(unsigned lane);
     /// How long the lane takes, `kNever` for ever. Default `kDpaLockTime`. \param lane 0 to 11
+    /// \param time until it locks
     tcVirtualHeadBuilder& withLaneAfter(unsigned lane, std::chrono::nanoseconds time);
     /// All twelve lanes.
     tcVirtualHeadBuilder& withLanesAfter(std::chrono::nanoseconds time);

@@ -6,11 +6,12 @@
 
 set(folder ${CPACK_HEAD_BUILD}/debian)
 set(libraries ${CPACK_HEAD_BUILD}/lib)
-# The packages that are being made. The virtual head's library lies in the package that uses it.
+# The packages that are being made.
 file(MAKE_DIRECTORY ${folder}/dependencies/debian)
 file(WRITE ${folder}/dependencies/debian/control "")
 file(READ ${folder}/shlibs shlibs)
-file(WRITE ${folder}/dependencies/debian/shlibs.local "${shlibs}libvirtual_head 0\n")
+file(READ ${folder}/head/shlibs head_shlibs)
+file(WRITE ${folder}/dependencies/debian/shlibs.local "${shlibs}${head_shlibs}")
 
 set(folders -l${libraries})
 set(environment DEB_HOST_ARCH=${CPACK_DEBIAN_PACKAGE_ARCHITECTURE} LC_ALL=C)
@@ -23,7 +24,7 @@ if(CPACK_DEBIAN_PACKAGE_ARCHITECTURE STREQUAL armhf)
   endforeach()
 endif()
 
-foreach(component plugin runtime tools)
+foreach(component plugin runtime head tools)
   string(TOUPPER ${component} upper)
   set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr)
   file(GLOB_RECURSE files ${tree}/bin/* ${tree}/lib/*.so*)
@@ -39,3 +40,4 @@ foreach(component plugin runtime tools)
   set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS ${CMAKE_MATCH_1})
 endforeach()
 set(CPACK_DEBIAN_SDK_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${CPACK_PACKAGE_VERSION})")
+set(CPACK_DEBIAN_HEADSDK_PACKAGE_DEPENDS "${CPACK_DEBIAN_HEAD_PACKAGE_NAME} (= ${CPACK_PACKAGE_VERSION})")

@@ -29,19 +29,24 @@ enum class teEventKind : std::uint32_t {
 /// A set of kinds. A single kind converts to it; `|` unites.
 class tcKinds {
 public:
+    /// A set of one. \param kind what is in it
     constexpr tcKinds(teEventKind kind) : m_bits(static_cast<std::uint32_t>(kind)) {}
+    /// \return whether a kind is in the set
     [[nodiscard]] constexpr bool contains(teEventKind kind) const {
         return (m_bits & static_cast<std::uint32_t>(kind)) != 0;
     }
+    /// \return what is in one of the sets or both
     friend constexpr tcKinds operator|(tcKinds one, tcKinds other) {
         return tcKinds(one.m_bits | other.m_bits);
     }
+    /// \return the set of every kind
     static constexpr tcKinds all() { return tcKinds(0xFFFU); }
 
 private:
     constexpr explicit tcKinds(std::uint32_t bits) : m_bits(bits) {}
     std::uint32_t m_bits;
 };
+/// \return the set of both kinds
 constexpr tcKinds operator|(teEventKind one, teEventKind other) {
     return tcKinds(one) | tcKinds(other);
 }
@@ -52,8 +57,8 @@ inline constexpr tcKinds kHardwareEvents = teEventKind::spi | teEventKind::gpio 
 
 /// One event of the log.
 struct tsEvent {
-    std::chrono::nanoseconds time{0}; ///< since the head was built
-    teEventKind kind = teEventKind::note;
+    std::chrono::nanoseconds time{0};     ///< since the head was built
+    teEventKind kind = teEventKind::note; ///< what happened
     std::string subject;             ///< device path, GPIO line name or rule, where there is one
     std::uint32_t address = 0;       ///< FPGA physical address; ADC channel
     std::uint64_t value = 0;         ///< FPGA word; ADC result; level; SPI setting; [ns]; [bytes]

@@ -22,10 +22,17 @@ struct tsFault {
 
 /// What became of a fault.
 struct tsFaultRecord {
-    std::string name;
+    std::string name;                              ///< as `tsFault::name`
     std::optional<std::chrono::nanoseconds> began; ///< empty: it never did
     std::optional<std::chrono::nanoseconds> ended; ///< empty: it lasts, or never began
-    friend bool operator==(const tsFaultRecord&, const tsFaultRecord&) = default;
+    /// \return whether all fields are the same
+    friend bool operator==(const tsFaultRecord& one, const tsFaultRecord& other) {
+        return one.name == other.name && one.began == other.began && one.ended == other.ended;
+    }
+    /// \return whether a field differs
+    friend bool operator!=(const tsFaultRecord& one, const tsFaultRecord& other) {
+        return !(one == other);
+    }
 };
 
 } // namespace sim

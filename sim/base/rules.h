@@ -65,8 +65,8 @@ const tsRule& describe(teRule rule);
 /// Limits of the rules, from the data sheets of sensor and board.
 namespace limits {
 
-inline constexpr std::uint64_t kMicrosecond = 1'000;     // ns
-inline constexpr std::uint64_t kMillisecond = 1'000'000; // ns
+inline constexpr std::uint64_t kMicrosecond = 1'000;     ///< ns
+inline constexpr std::uint64_t kMillisecond = 1'000'000; ///< ns
 
 /// From switching the 1.2 V supply on until it has settled, and others may go on [ns].
 inline constexpr std::uint64_t kCoreSettlesNs = 1 * kMillisecond;
@@ -78,8 +78,9 @@ inline constexpr std::uint64_t kWakesNs = 10 * kMillisecond;
 inline constexpr std::uint64_t kReferenceSettlesNs = 5 * kMillisecond;
 /// The fastest SPI clock that the sensor follows [Hz].
 inline constexpr std::uint32_t kFastestSpiHz = 10'000'000;
-/// The last pair of rows and the last unit of columns of the array.
+/// The last pair of rows of the array, from 0.
 inline constexpr std::uint32_t kLastRowPair = 1027;
+/// The last unit of columns of the array, from 0.
 inline constexpr std::uint32_t kLastColumnUnit = 431;
 /// The shortest period of the frame-start pulses [clocks].
 inline constexpr std::uint32_t kShortestPulsePeriod = 2;

@@ -29,7 +29,7 @@ bare_debian() {
     names=$({
         dpkg-query --show --showformat '${Essential} ${Package}\n' | sed -n 's/^yes //p'
         for archive in "$packages"/*.deb; do dpkg-deb --field "$archive" Depends; done |
-            tr ',' '\n' | sed 's/^ *//; s/[ (].*//' | grep -vx libvarnox0
+            tr ',' '\n' | sed 's/^ *//; s/[ (].*//' | grep -vxE "libvarnox0|libvirtual-head0"
     } | sort -u | xargs apt-cache depends --recurse --installed --no-recommends --no-suggests \
         --no-conflicts --no-breaks --no-replaces --no-enhances | grep '^[a-z0-9]' | sort -u)
     dpkg-query --show --showformat '${Package} ${Architecture} ${binary:Package} ${db:Status-Status}\n' |
@@ -110,7 +110,7 @@ done
 [ -z "$(inside dpkg --audit)" ] || fail "dpkg finds it incomplete: $(inside dpkg --audit)"
 [ -z "$(inside dpkg --verify "${names[@]}")" ] || fail "changed: $(inside dpkg --verify "${names[@]}")"
 libraries=$(inside sh -c 'dirname "$(dpkg --listfiles libvarnox0 | grep "/libvarnox\.so\.0$")"')
-for library in libvarnox.so.0 libpellum.so.0; do
+for library in libvarnox.so.0 libpellum.so.0 libvirtual_head.so.0; do
     grep -qF "$library (libc6,x86-64) => /" <<<"$(inside ldconfig -p)" || fail "ldconfig was not told of $library"
 done
 
@@ -143,4 +143,4 @@ diff "$folder/before" "$folder/after" || fail "left behind"
 for name in "${names[@]}"; do
     ! inside dpkg-query --status "$name" >/dev/null 2>&1 || fail "dpkg still knows $name"
 done
-! grep -E 'libvarnox|libpellum' <<<"$(inside ldconfig -p)" || fail "ldconfig still knows the libraries"
+! grep -E 'libvarnox|libpellum|libvirtual_head' <<<"$(inside ldconfig -p)" || fail "ldconfig still knows the libraries"

@@ -8,7 +8,7 @@ build=$1
 packages=$2
 shift 2
 version=$("$@" --version | sed 's/^camhost //')
-names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev camera-head-tools)
+names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev libvirtual-head0 libvirtual-head-dev camera-head-doc camera-head-tools)
 
 failed=0
 expect() { # WHAT GIVEN EXPECTED
@@ -17,11 +17,17 @@ expect() { # WHAT GIVEN EXPECTED
         failed=1
     fi
 }
+architecture_of() { # PACKAGE: pages are the same for every processor
+    if [ "$1" = camera-head-doc ]; then echo all; else echo "$architecture"; fi
+}
+archive_of() { # PACKAGE
+    echo "$packages/${1}_${version}_$(architecture_of "$1").deb"
+}
 field() { # PACKAGE FIELD
-    dpkg-deb --field "$packages/${1}_${version}_$architecture.deb" "$2"
+    dpkg-deb --field "$(archive_of "$1")" "$2"
 }
 control_file() { # PACKAGE FILE
-    dpkg-deb --info "$packages/${1}_${version}_$architecture.deb" "$2"
+    dpkg-deb --info "$(archive_of "$1")" "$2"
 }
 
 # By a user who lets nobody else read what he makes: the packages' files are for everybody all the same.
@@ -40,7 +46,7 @@ export SOURCE_DATE_EPOCH=1767323045 # 2 January 2026, 03:04:05
 make_packages "$packages"
 architecture=$(dpkg-deb --field "$(find "$packages" -name 'libvarnox0_*.deb')" Architecture)
 
-expect "packages" "$(cd "$packages" && ls ./*.deb)" "$(printf "./%s_${version}_$architecture.deb\n" "${names[@]}" | sort)"
+expect "packages" "$(cd "$packages" && ls ./*.deb)" "$(for name in "${names[@]}"; do echo "./$(basename "$(archive_of "$name")")"; done | sort)"
 # What lintian only supposes is not asked for: errors and warnings.
 as_root=()
 [ "$(id -u)" -ne 0 ] || as_root=(--allow-root)
@@ -48,7 +54,7 @@ lintian "${as_root[@]}" --fail-on error,warning "$packages"/*.deb
 
 for name in "${names[@]}"; do
     expect "version of $name" "$(field "$name" Version)" "$version"
-    expect "architecture of $name" "$(field "$name" Architecture)" "$architecture"
+    expect "architecture of $name" "$(field "$name" Architecture)" "$(architecture_of "$name")"
     expect "source of $name" "$(field "$name" Source)" sensor-board-3u5mgxs
 done
 
@@ -58,13 +64,15 @@ amd64)
     triplet=x86_64-linux-gnu
     plugin="libc6 (>= 2.32), libgcc-s1 (>= 3.0), libinireader0 (>= 48), libstdc++6 (>= 11), libvarnox0 (>= $version)"
     runtime='libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 5.2)'
-    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.4), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11), libvarnox0 (>= $version)"
+    head='libc6 (>= 2.34), libgcc-s1 (>= 3.4), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11)'
+    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.0), libstdc++6 (>= 11), libvarnox0 (>= $version), libvirtual-head0 (= $version)"
     ;;
 armhf)
     triplet=arm-linux-gnueabihf
     plugin="libc6 (>= 2.32), libgcc-s1 (>= 3.5), libinireader0 (>= 48), libstdc++6 (>= 11), libvarnox0 (>= $version)"
     runtime='libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 5.2)'
-    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.5), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11), libvarnox0 (>= $version)"
+    head='libc6 (>= 2.34), libgcc-s1 (>= 3.5), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11)'
+    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.5), libstdc++6 (>= 11), libvarnox0 (>= $version), libvirtual-head0 (= $version)"
     ;;
 *)
     echo "The dependencies for $architecture are not written down here." >&2
@@ -75,21 +83,29 @@ esac
 # whose calls would be checked.
 expect "hardening" "$(lintian "${as_root[@]}" --display-info --tags \
     hardening-no-bindnow,hardening-no-fortify-functions,hardening-no-pie,hardening-no-relro "$packages"/*.deb)" \
-    "I: camera-head-tools: hardening-no-fortify-functions [usr/lib/$triplet/virtual-head/libvirtual_head.so.$version]"
+    "I: libvirtual-head0: hardening-no-fortify-functions [usr/lib/$triplet/libvirtual_head.so.$version]"
 expect "plug-in: Depends" "$(field sensor-board-3u5mgxs Depends)" "$plugin"
 expect "libraries: Depends" "$(field libvarnox0 Depends)" "$runtime"
 expect "SDK: Depends" "$(field libvarnox-dev Depends)" "libvarnox0 (= $version)"
+expect "virtual head: Depends" "$(field libvirtual-head0 Depends)" "$head"
+expect "virtual head's SDK: Depends" "$(field libvirtual-head-dev Depends)" "libvirtual-head0 (= $version)"
 expect "tools: Depends" "$(field camera-head-tools Depends)" "$tools"
 expect "tools: Recommends" "$(field camera-head-tools Recommends)" sensor-board-3u5mgxs
-expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nutils'
+expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nlibs\nlibdevel\ndoc\nutils'
 expect "summaries" "$(for name in "${names[@]}"; do field "$name" Description | sed -n 1p; done)" \
     'sensor-board plug-in for the 3U5MGXS image sensor
 host and board-support library of a camera stack
 host and board-support library of a camera stack, development files
+virtual camera head for tests
+virtual camera head for tests, development files
+camera heads, their host libraries and the virtual head, API pages
 camera host for the command line, and a virtual camera head'
 expect "shlibs" "$(control_file libvarnox0 shlibs)" \
     "libvarnox 0 libvarnox0 (>= $version)"$'\n'"libpellum 0 libvarnox0 (>= $version)"
-expect "triggers" "$(control_file libvarnox0 triggers)" "activate-noawait ldconfig"
+expect "shlibs of the virtual head" "$(control_file libvirtual-head0 shlibs)" "libvirtual_head 0 libvirtual-head0 (= $version)"
+for name in libvarnox0 libvirtual-head0; do
+    expect "triggers of $name" "$(control_file "$name" triggers)" "activate-noawait ldconfig"
+done
 for name in "${names[@]}"; do
     for script in preinst postinst prerm postrm; do
         ! control_file "$name" "$script" >/dev/null 2>&1 || expect "$script of $name" "there is one" "none"
@@ -99,12 +115,13 @@ done
 expected_files() {
     sed "/^#/d; s/TRIPLET/$triplet/; s/VERSION/$version/" tests/install/package-files.txt
     find platform/*/include -name '*.h' | sed 's|^platform/[a-z]*/|libvarnox-dev /usr/|'
+    (cd "$build/api" && find html -type f) | sed 's|^|camera-head-doc /usr/share/doc/camera-head-doc/|'
     find data -type f | sed 's|^data|camera-head-tools /usr/share/virtual-head|'
 }
 given_files() {
     local name
     for name in "${names[@]}"; do
-        dpkg-deb --fsys-tarfile "$packages/${name}_${version}_$architecture.deb" | tar --list |
+        dpkg-deb --fsys-tarfile "$(archive_of "$name")" | tar --list |
             sed "/\/$/d; s|^\.|$name |"
     done
 }

@@ -60,7 +60,7 @@ class Guest:
         libraries = self.folder / "libraries"
         run(SOURCE / "scripts/armhf-root.sh", libraries)
         shutil.copytree(libraries, self.root, symlinks=True, ignore=shutil.ignore_patterns("doc", "DEBIAN", "man"))
-        for package in sorted((self.armhf / "packages").glob("*.deb")):
+        for package in sorted((self.armhf / "packages").glob("*_armhf.deb")):
             run("dpkg-deb", "--extract", package, self.root)
         kernel = self.folder / "kernel"
         shutil.copy(kernel / "busybox", self.made("bin/busybox"))

@@ -33,6 +33,7 @@ TEST(Roi, FieldsStandInTheHostsOrder) {
 TEST(Roi, DiffersInEveryField) {
     const ROI roi{1, 2, 3, 4};
     EXPECT_EQ(roi, (ROI{1, 2, 3, 4}));
+    EXPECT_FALSE(roi != roi);
     EXPECT_NE(roi, (ROI{0, 2, 3, 4}));
     EXPECT_NE(roi, (ROI{1, 0, 3, 4}));
     EXPECT_NE(roi, (ROI{1, 2, 0, 4}));

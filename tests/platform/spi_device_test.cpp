@@ -31,6 +31,14 @@ constexpr tsSPIConfiguration kConfiguration{0, 0x2000, 10'000'000};
 
 } // namespace
 
+TEST(SpiConfiguration, DiffersInEveryField) {
+    EXPECT_EQ(kConfiguration, (tsSPIConfiguration{0, 0x2000, 10'000'000}));
+    EXPECT_FALSE(kConfiguration != kConfiguration);
+    EXPECT_NE(kConfiguration, (tsSPIConfiguration{1, 0x2000, 10'000'000}));
+    EXPECT_NE(kConfiguration, (tsSPIConfiguration{0, 0x2001, 10'000'000}));
+    EXPECT_NE(kConfiguration, (tsSPIConfiguration{0, 0x2000, 9'999'999}));
+}
+
 TEST(SpiDevice, OpensItsDevice) {
     const auto head = aVirtualHead().build();
     EXPECT_EQ(stderrOf([] {

@@ -16,6 +16,7 @@
 #include <link.h>
 
 #include <varnox/abstract_handler.h>
+#include <varnox/plugin_entry.h> // what other plug-ins use: the compiler sees that it agrees with ours
 
 #include "plugin/entry.h"
 #include "tests/plugin/base_spy.h"

@@ -22,7 +22,7 @@ struct tsInclude {
     bool quoted;      // "..." rather than <...>
 };
 
-const std::set<std::string> kProjectFolders{"apps",   "bench",  "common", "fpga",
+const std::set<std::string> kProjectFolders{"apps",   "bench",  "common", "examples", "fpga",
                                             "plugin", "sensor", "sim",    "tests"};
 
 std::vector<tsInclude> includesOf(const std::string& folder) {
@@ -188,6 +188,12 @@ TEST(IncludeRule, ApplicationsKnowPublicPlatformHeadersOnly) {
         }
     }
     EXPECT_THAT(found, testing::IsEmpty());
+}
+
+TEST(IncludeRule, ExamplesKnowWhatIsInstalledOnly) {
+    EXPECT_THAT(offenders("examples", {"varnox", "pellum"}, {"sim/virtual_head.h"}),
+                testing::IsEmpty());
+    EXPECT_THAT(offenders("examples", {}), testing::Not(testing::IsEmpty()));
 }
 
 TEST(IncludeRule, PlatformLibrariesKnowNothingOfTheProduct) {

@@ -838,6 +838,16 @@ TEST(FaultSummary, NamesWhatStruckAndWhatNeverDid) {
                             tsRecord{"typo", std::nullopt, std::nullopt}));
 }
 
+TEST(FaultRecord, DiffersInEveryField) {
+    using tsRecord = sim::tsFaultRecord;
+    const tsRecord record{"a", 1ms, 3ms};
+    EXPECT_EQ(record, (tsRecord{"a", 1ms, 3ms}));
+    EXPECT_FALSE(record != record);
+    EXPECT_NE(record, (tsRecord{"b", 1ms, 3ms}));
+    EXPECT_NE(record, (tsRecord{"a", 2ms, 3ms}));
+    EXPECT_NE(record, (tsRecord{"a", 1ms, std::nullopt}));
+}
+
 TEST(FaultSummary, OfAHeadWithoutFaultsSaysNothing) {
     const auto head = sim::aVirtualHead().build();
     EXPECT_THAT(head.summary(), Not(HasSubstr("faults")));

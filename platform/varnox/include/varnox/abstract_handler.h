@@ -42,7 +42,9 @@ protected:
     /// \return "^VALUE"
     static std::string carrotNumber(int value);
 
+    /// \return the board it works on; may be null
     [[nodiscard]] tcSensorBoard* board() const { return m_board; }
+    /// \return who answers what it does not; may be null
     [[nodiscard]] tcAbstractHandler* next() const { return m_next; }
 
 private:

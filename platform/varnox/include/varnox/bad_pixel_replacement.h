@@ -51,6 +51,7 @@ public:
 
     /// \return whether listed pixels are replaced
     [[nodiscard]] bool mapState() const;
+    /// \param apply true: replace listed pixels
     void setMapState(bool apply);
 
     /// \return whether the core is running

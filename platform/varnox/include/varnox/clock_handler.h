@@ -21,6 +21,8 @@ namespace Varnox {
 /// Without a board every form answers `nack(7)`.
 class VARNOX_API tcClockHandler : public tcAbstractHandler {
 public:
+    /// \param board    the board whose clock it sets, not owned; may be null
+    /// \param next     who answers other keywords, not owned; may be null
     /// \param handlers keyword table to enter itself into under "CLKS"; may be null
     tcClockHandler(tcSensorBoard* board, tcAbstractHandler* next,
                    std::map<std::string, tcAbstractHandler*>* handlers);

@@ -11,7 +11,7 @@ namespace Varnox {
 
 /// Results of the sensor-board operations. Codes of lower layers pass through unchanged.
 enum teResult : int {
-    eSuccess = 0,
+    eSuccess = 0,           ///< done
     eInvalidArgument = 3,   ///< invalid argument or unknown register
     eValidationFailed = 4,  ///< validation failed or mode not supported
     eCaptureInProgress = 5, ///< refused while capturing
@@ -21,21 +21,23 @@ enum teResult : int {
 
 /// Levels of the status lines that a board reports to its host.
 enum teStatusLevel : int {
-    eStatusPlain = -1, ///< a line reported without a level
-    eStatusCaptureStarted = 0,
-    eStatusCaptureEnded = 1,
-    eStatusError = 4,
-    eStatusProgress = 6,
+    eStatusPlain = -1,         ///< a line reported without a level
+    eStatusCaptureStarted = 0, ///< a capture begins
+    eStatusCaptureEnded = 1,   ///< a capture is over
+    eStatusError = 4,          ///< something failed
+    eStatusProgress = 6,       ///< a step of what is under way
 };
 
+/// What starts a frame.
 enum teTriggerMode : int {
-    eTriggerFreeRunning = 0,
-    eTriggerExternal = 1,
+    eTriggerFreeRunning = 0, ///< the board itself, once a frame interval
+    eTriggerExternal = 1,    ///< the trigger input
 };
 
+/// How the rows of a frame are exposed.
 enum teShutterMode : int {
-    eShutterRolling = 0,
-    eShutterGlobal = 1,
+    eShutterRolling = 0, ///< one after the other
+    eShutterGlobal = 1,  ///< all at once
 };
 
 /// How pixels are delivered. The sensor's ADC depth is not part of it.
@@ -46,8 +48,9 @@ enum teBPPMode : int {
     eBPP16 = 3, ///< 12 bits, left-aligned in 16
 };
 
+/// What the board delivers in place of the picture.
 enum teTestPattern : int {
-    eTestPatternOff = 0,
+    eTestPatternOff = 0,           ///< the picture
     eTestPatternDefault = 1,       ///< the board's usual ramp
     eTestPatternSensorFirst = 16,  ///< first pattern made by the sensor itself
     eTestPatternSensorSecond = 17, ///< second pattern made by the sensor itself

@@ -48,7 +48,7 @@ inline constexpr std::uint32_t kRoiSizeWord = 3; ///< read/write: height in 31:1
 inline constexpr std::uint32_t kEntriesWord = 4; ///< read/write: pixels in the table
 inline constexpr std::uint32_t kBufferWord = 5; ///< read/write: physical address of its line buffer
 // Second block: the table, one word a pixel, y in 31:16 and x in 15:0, in raster order.
-inline constexpr std::uint32_t kTableEntries = 1024;
+inline constexpr std::uint32_t kTableEntries = 1024; ///< pixels that it has room for
 // Third block: taking the table over.
 inline constexpr std::uint32_t kCommitWord = 0; ///< write 1: the table is taken with the next frame
 inline constexpr std::uint32_t kInForceWord = 1; ///< read: pixels of the table in force

@@ -18,6 +18,7 @@ public:
     tcMappedRegisters& operator=(const tcMappedRegisters&) = delete;
     ~tcMappedRegisters();
 
+    /// \return whether the block can be read and written
     [[nodiscard]] bool mapped() const { return m_registers != nullptr; }
 
     /// One single 32-bit load. The block must be mapped.

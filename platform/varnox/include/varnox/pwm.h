@@ -21,7 +21,9 @@ public:
     /// \return whether the core is mapped and identifies itself
     [[nodiscard]] bool initialized() const { return m_initialized; }
 
+    /// \param enable true: the pulses run
     void enableCore(bool enable);
+    /// \param invert true: the pulse is low
     void setInvertPulse(bool invert);
     /// \param clocks length of the pulse, 0 to 65535
     void setDutyClks(std::uint32_t clocks);

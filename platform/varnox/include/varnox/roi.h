@@ -19,7 +19,13 @@ struct ROI {
     /// \return "[y: Y, x: X, width: W, height: H]", all decimal.
     [[nodiscard]] VARNOX_API std::string toString() const;
 
-    friend bool operator==(const ROI&, const ROI&) = default;
+    /// \return whether all fields are the same
+    friend bool operator==(const ROI& one, const ROI& other) {
+        return one.y == other.y && one.x == other.x && one.width == other.width &&
+               one.height == other.height;
+    }
+    /// \return whether a field differs
+    friend bool operator!=(const ROI& one, const ROI& other) { return !(one == other); }
 };
 
 } // namespace Varnox

@@ -15,7 +15,15 @@ struct tsSPIConfiguration {
     std::uint16_t lsbFirstAndBits = 0x0800; ///< low byte: 1 = LSB first; high byte: bits per word
     std::uint32_t speedHz = 0;              ///< clock [Hz]
 
-    friend bool operator==(const tsSPIConfiguration&, const tsSPIConfiguration&) = default;
+    /// \return whether all fields are the same
+    friend bool operator==(const tsSPIConfiguration& one, const tsSPIConfiguration& other) {
+        return one.mode == other.mode && one.lsbFirstAndBits == other.lsbFirstAndBits &&
+               one.speedHz == other.speedHz;
+    }
+    /// \return whether a field differs
+    friend bool operator!=(const tsSPIConfiguration& one, const tsSPIConfiguration& other) {
+        return !(one == other);
+    }
 };
 
 /// A SPI device. Errors of the kernel are reported once per operation and errno, on standard error
@@ -30,6 +38,7 @@ public:
     tcSPIDevice& operator=(const tcSPIDevice&) = delete;
     ~tcSPIDevice();
 
+    /// \return whether the device was opened
     [[nodiscard]] bool isOpen() const;
 
     /// \return the port's settings as the kernel reports them; zeros where it does not

@@ -9,8 +9,11 @@
 /// Yields the pieces of a text between separators; runs of separators count as one.
 class VARNOX_API tcStringTokenizer {
 public:
+    /// \param text      what is split
+    /// \param separator between the pieces
     tcStringTokenizer(std::string text, char separator);
 
+    /// \return whether there is a token left
     [[nodiscard]] bool hasMoreTokens() const;
 
     /// \return the next token; empty when there is none
