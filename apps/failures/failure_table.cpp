@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
@@ -97,6 +98,9 @@ const std::map<std::string, std::vector<std::string>>& findings() {
         {"settings-line", {"file", "number", "text"}},
         {"settings-empty", {"file"}},
         {"interval", {"interval", "least"}},
+        {"no-frame-starts", {}},
+        {"pipeline-held", {}},
+        {"link-lost", {}},
     };
     return known;
 }
@@ -144,6 +148,15 @@ void checkPlaces(const tcFailureTable::tsFailure& failure) {
     (void)filled(failure.explanation.what, words);
 }
 
+std::string contentOf(const std::string& file) {
+    std::ifstream stream(file);
+    if (!stream)
+        throw std::runtime_error(file + " cannot be read");
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
 /// Masks of lanes have 32 bits.
 unsigned lanesOf(const nlohmann::json& table) {
     constexpr unsigned most = 32;
@@ -178,13 +191,12 @@ tcFailureTable::tsFailure failureOf(const nlohmann::json& entry) {
 
 } // namespace
 
-tcFailureTable::tcFailureTable(const std::string& file) {
-    std::ifstream stream(file);
-    if (!stream)
-        throw std::runtime_error(file + " cannot be read");
+tcFailureTable::tcFailureTable(const std::string& file) : tcFailureTable(contentOf(file), file) {}
+
+tcFailureTable::tcFailureTable(const std::string& json, const std::string& file) {
     std::string place = "its beginning";
     try {
-        const auto table = nlohmann::json::parse(stream);
+        const auto table = nlohmann::json::parse(json);
         if (table.at("format") != kFormat)
             throw std::runtime_error("its format is not 1");
         place = "\"lanes\"";
@@ -219,6 +231,13 @@ std::optional<tsExplanation> tcFailureTable::explain(int result,
         }
     }
     return std::nullopt;
+}
+
+const tsExplanation* tcFailureTable::named(const std::string& failure) const {
+    const auto entry = std::find_if(
+        m_failures.begin(), m_failures.end(),
+        [&](const tsFailure& one) { return one.explanation.name == failure; });
+    return entry != m_failures.end() ? &entry->explanation : nullptr;
 }
 
 std::optional<tsExplanation> tcFailureTable::explain(const tsFinding& finding) const {
@@ -318,17 +337,33 @@ const std::vector<std::string>* placesOf(const std::string& finding) {
     return entry != findings().end() ? &entry->second : nullptr;
 }
 
-std::string textOf(const tsExplanation& explanation) {
-    std::string likely;
-    std::string measure;
+namespace {
+
+/// \return one member of the likeliest causes, numbered where there are several
+std::string numbered(const tsExplanation& explanation, std::string tsCause::* member) {
+    std::string text;
     const bool several = explanation.causes.size() > 1;
     const std::size_t shown = std::min(explanation.causes.size(), kCausesShown);
     for (std::size_t n = 0; n < shown; ++n) {
         const std::string number = several ? "(" + std::to_string(n + 1) + ") " : "";
-        likely += (n == 0 ? "" : "; ") + number + explanation.causes[n].cause;
-        measure += (n == 0 ? "" : "; ") + number + explanation.causes[n].measure;
+        text += (n == 0 ? "" : "; ") + number + explanation.causes[n].*member;
     }
-    return "  " + explanation.what + "\n  likely: " + likely + "\n  measure: " + measure;
+    return text;
+}
+
+} // namespace
+
+std::string likelyText(const tsExplanation& explanation) {
+    return numbered(explanation, &tsCause::cause);
+}
+
+std::string measureText(const tsExplanation& explanation) {
+    return numbered(explanation, &tsCause::measure);
+}
+
+std::string textOf(const tsExplanation& explanation) {
+    return "  " + explanation.what + "\n  likely: " + likelyText(explanation) +
+           "\n  measure: " + measureText(explanation);
 }
 
 } // namespace failures

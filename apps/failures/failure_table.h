@@ -43,6 +43,10 @@ public:
     /// \param file JSON, of format 1
     /// \throws std::runtime_error with file, place and reason where it cannot be read or understood
     explicit tcFailureTable(const std::string& file);
+    /// \param json what such a file holds
+    /// \param file where it comes from, for errors
+    /// \throws std::runtime_error as above
+    tcFailureTable(const std::string& json, const std::string& file);
 
     /// \param result what the board answered
     /// \param lines  all that the board printed meanwhile, oldest first, without newlines
@@ -53,6 +57,10 @@ public:
     /// \return of the first failure of the table that fits, causes filled in as well; nothing where
     ///         none does
     [[nodiscard]] std::optional<tsExplanation> explain(const tsFinding& finding) const;
+
+    /// \param failure its name
+    /// \return what the table says of it, places still in braces; null where it does not know it
+    [[nodiscard]] const tsExplanation* named(const std::string& failure) const;
 
     /// \return what the table says of the head; nothing where it says nothing
     [[nodiscard]] const std::optional<tsHeadFacts>& head() const { return m_head; }
@@ -94,6 +102,11 @@ private:
     std::vector<tsFailure> m_failures;
     std::optional<tsHeadFacts> m_head;
 };
+
+/// \return the likeliest causes in their order, at most three: "(1) no clock; (2) no pulses"
+[[nodiscard]] std::string likelyText(const tsExplanation& explanation);
+/// \return what to measure for each of them
+[[nodiscard]] std::string measureText(const tsExplanation& explanation);
 
 /// \return three lines for whoever sits before the head: what failed, the three likeliest causes in
 ///         their order, and what to measure for each

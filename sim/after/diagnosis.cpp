@@ -52,97 +52,91 @@ void addTraining(const tsRun& run, tsSymptoms& symptoms) {
     symptoms.unaligned = symptoms.lanes.empty() && !attempt.aligned;
 }
 
-bool failed(const tsSymptoms& symptoms, std::string_view device) {
-    return std::any_of(symptoms.failedCalls.begin(), symptoms.failedCalls.end(),
-                       [device](const std::string& call) { return call.starts_with(device); });
+// How a call on a device ended: "ENOENT"; empty when none failed.
+std::string errorOf(const tsSymptoms& symptoms, std::string_view call) {
+    for (const std::string& failed : symptoms.failedCalls) {
+        if (failed.starts_with(call)) {
+            return failed.substr(failed.rfind(' ') + 1);
+        }
+    }
+    return {};
 }
 
-std::optional<tsDiagnosis> ofDevices(const tsSymptoms& symptoms) {
+bool failed(const tsSymptoms& symptoms, std::string_view call) {
+    return !errorOf(symptoms, call).empty();
+}
+
+std::string ofMonitor(const tsSymptoms& symptoms) {
+    if (failed(symptoms, "OPEN /dev/i2c")) {
+        return "monitor-bus";
+    }
+    const std::string error = errorOf(symptoms, "ADC");
+    return error.empty()          ? ""
+           : error == "ETIMEDOUT" ? "monitor-bus-busy"
+           : error == "EIO"       ? "monitor-short"
+           : error == "EPROTO"    ? "monitor-floats"
+                                  : "monitor-silent";
+}
+
+std::string ofMemory(const tsSymptoms& symptoms) {
+    if (const std::string error = errorOf(symptoms, "OPEN /dev/mem"); !error.empty()) {
+        return error == "EMFILE" ? "fpga-descriptors" : "fpga-permission";
+    }
+    return failed(symptoms, "MAP ") ? "fpga-mapping" : "";
+}
+
+std::string ofDevices(const tsSymptoms& symptoms) {
     if (failed(symptoms, "OPEN /dev/spidev")) {
-        return tsDiagnosis{"The SPI port cannot be opened: no such device, or no right to it",
-                           "ls -l /dev/spidev*; the device tree"};
+        return "spi-open";
     }
     // Without the line of external triggers the head runs all the same.
-    if (!symptoms.poweredUp &&
-        (failed(symptoms, "OPEN /dev/gpiochip") || failed(symptoms, "GPIO "))) {
-        return tsDiagnosis{"A line of the head is not there, or somebody else holds it",
-                           "gpioinfo; the device tree"};
+    if (!symptoms.poweredUp && failed(symptoms, "OPEN /dev/gpiochip")) {
+        return "line-chip";
     }
-    if (failed(symptoms, "OPEN /dev/i2c") || failed(symptoms, "ADC")) {
-        return tsDiagnosis{"The supply monitor does not answer: bus, address or power",
-                           "i2cdetect -y 1; SDA, SCL and the monitor's supply"};
+    if (!symptoms.poweredUp && failed(symptoms, "GPIO ")) {
+        return "line-busy";
     }
-    if (failed(symptoms, "OPEN /dev/mem") || failed(symptoms, "MAP ")) {
-        return tsDiagnosis{"The FPGA's registers cannot be mapped: rights, kernel lockdown",
-                           "User and capabilities; dmesg; /proc/iomem"};
-    }
-    return std::nullopt;
+    const std::string monitor = ofMonitor(symptoms);
+    return !monitor.empty() ? monitor : ofMemory(symptoms);
 }
 
-std::optional<tsDiagnosis> ofSupplies(const tsSymptoms& symptoms) {
+std::string ofSupplies(const tsSymptoms& symptoms) {
     if (symptoms.supplies.empty()) {
-        return std::nullopt;
+        return {};
     }
     const page::tsJudgedReading& supply = symptoms.supplies.front();
     if (!supply.volts) {
-        return tsDiagnosis{std::string("The supply monitor gave no reading of ") + supply.supply +
-                               ": " + supply.verdict,
-                           "SDA and SCL with an oscilloscope; the monitor's address and supply"};
+        return "monitor-floats";
     }
-    return tsDiagnosis{
-        std::string(supply.supply) + " is " + supply.verdict + ": " +
-            page::fixed(*supply.volts, 4) + " V, and the sensor needs " + page::limitsOf(supply),
-        std::string(supply.supply) + " at the sensor with a voltmeter, under load; its regulator"};
+    return *supply.volts < supply.lowest ? "supply-low" : "supply-high";
 }
 
-std::optional<tsDiagnosis> ofTraining(const tsSymptoms& symptoms) {
-    if (symptoms.pllFlags.size() == 3) {
-        return tsDiagnosis{"The receiver gets no clock: the sensor does not send, or no "
-                           "frame-start pulses reach it",
-                           "Sensor clock at the connector; frame-start pulses; SPI at the sensor"};
+std::string ofTraining(const tsSymptoms& symptoms) {
+    constexpr std::size_t kFlags = 3;
+    if (symptoms.pllFlags.size() == kFlags) {
+        return "pll";
     }
     if (!symptoms.pllFlags.empty()) {
-        return tsDiagnosis{"A receiver PLL does not lock: " + symptoms.pllFlags.front(),
-                           symptoms.pllFlags.front() == "locked" ? "Sensor clock at the connector"
-                           : symptoms.pllFlags.front() == "rgLocked"
-                               ? "Clock of the red and green lanes"
-                               : "Clock of the green and blue lanes"};
-    }
-    if (symptoms.lanes.size() == frameCtrlRegisters::kLanes) {
-        return tsDiagnosis{"No lane locks: the sensor's lanes have no supply, or the cable is off",
-                           "The sensor's lane supply; the cable"};
+        return symptoms.pllFlags.front() == "locked"     ? "pll-clock"
+               : symptoms.pllFlags.front() == "rgLocked" ? "pll-clock-of-red-and-green"
+                                                         : "pll-clock-of-green-and-blue";
     }
     if (!symptoms.lanes.empty()) {
-        return tsDiagnosis{"A lane carries nothing (cable, connector, termination), or arrives "
-                           "inverted, against LaneInvertMask",
-                           "The lane with a differential probe; the mask of this head in "
-                           "3u5mgxs_config.ini"};
+        return symptoms.lanes.size() == frameCtrlRegisters::kLanes ? "all-lanes" : "lanes";
     }
-    if (symptoms.unaligned) {
-        return tsDiagnosis{"Sync codes are not found, though every lane locks",
-                           "Register settings file; frame-start pulses: present, and at the right "
-                           "interval"};
-    }
-    return std::nullopt;
+    return symptoms.unaligned ? "alignment" : "";
 }
 
-std::optional<tsDiagnosis> ofCapture(const tsSymptoms& symptoms) {
+std::string ofCapture(const tsSymptoms& symptoms) {
     if (symptoms.silences.empty()) {
-        return std::nullopt;
+        return {};
     }
     const auto about = [&symptoms](std::string_view what) {
         return symptoms.silences.front().find(what) != std::string::npos;
     };
-    if (about(": no pulses")) {
-        return tsDiagnosis{"Nothing starts a frame: no frame-start pulses, no triggers",
-                           "Frame-start pulse at the sensor; the trigger input"};
-    }
-    if (about(": the pipeline is held")) {
-        return tsDiagnosis{"Frames arrive, but a core of the FPGA's pipeline lets none through",
-                           "Version of the FPGA image; the core's control word"};
-    }
-    return tsDiagnosis{"The link was lost after it had been trained",
-                       "The lanes' eye with the cable moved; ripple of the sensor's supplies"};
+    return about(": no pulses")               ? "no-frame-starts"
+           : about(": the pipeline is held") ? "pipeline-held"
+                                              : "link-lost";
 }
 
 } // namespace
@@ -169,13 +163,13 @@ tsSymptoms symptomsOf(const tsRun& run, const tsRunFacts& facts) {
     return symptoms;
 }
 
-std::optional<tsDiagnosis> diagnose(const tsSymptoms& symptoms) {
+std::string failureOf(const tsSymptoms& symptoms) {
     for (const auto look : {ofDevices, ofSupplies, ofTraining, ofCapture}) {
-        if (std::optional<tsDiagnosis> found = look(symptoms)) {
+        if (const std::string found = look(symptoms); !found.empty()) {
             return found;
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace sim

@@ -1,5 +1,5 @@
 /// \file
-/// From what a run showed to what is probably wrong with the head.
+/// From what a run showed to the failure of the head that it is.
 #pragma once
 
 #include <optional>
@@ -27,16 +27,11 @@ struct tsSymptoms {
 
 [[nodiscard]] tsSymptoms symptomsOf(const tsRun& run, const tsRunFacts& facts);
 
-/// What to do about it.
-struct tsDiagnosis {
-    std::string cause;
-    std::string measure; ///< what to measure, and where
-};
-
 /// The first thing on the way from the supplies to a picture that went wrong decides: what comes
 /// behind it cannot work.
 ///
-/// \return empty where the symptoms say nothing
-[[nodiscard]] std::optional<tsDiagnosis> diagnose(const tsSymptoms& symptoms);
+/// \return the failure's name, as the board's table of failures has it: "lanes"; empty where the
+///         symptoms say nothing
+[[nodiscard]] std::string failureOf(const tsSymptoms& symptoms);
 
 } // namespace sim

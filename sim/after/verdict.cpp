@@ -123,7 +123,10 @@ tsVerdict verdictOf(const tsRun& run, const tsRunFacts& facts) {
     }
     if (!verdict.good) {
         verdict.findings.push_back(progressOf(run));
-        verdict.diagnosis = diagnose(symptoms);
+        const auto known = facts.known.find(failureOf(symptoms));
+        if (known != facts.known.end()) {
+            verdict.diagnosis = known->second;
+        }
     }
     return verdict;
 }

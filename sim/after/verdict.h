@@ -17,7 +17,7 @@ struct tsVerdict {
     std::string headline; ///< "The program failed: it ended with status 5."
     std::vector<std::string>
         findings; ///< what was wrong, a sentence each, from supplies to picture
-    std::optional<tsDiagnosis> diagnosis; ///< where the run was not good, and somebody knows
+    std::optional<tsKnown> diagnosis; ///< where the run was not good, and somebody knows
 };
 
 [[nodiscard]] tsVerdict verdictOf(const tsRun& run, const tsRunFacts& facts);
