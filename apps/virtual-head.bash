@@ -4,7 +4,7 @@ _virtual_head() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i
     local options="--help --version --scenario --workdir --log --summary --overview --vcd --report --draw
         --time --frames
-        --record --replay --hardware --max-frames --scene --print-registers
+        --record --replay --hardware --max-frames --scene --print-registers --print-register-table
         --print-rules --print-scenario-keys -h"
     COMPREPLY=()
     # After -- comes the program with arguments of its own.

@@ -1,5 +1,5 @@
 # What `cmake --install` puts where, by component:
-#   plugin   the sensor-board plug-in, the table of what its failures mean, and udev's rules for its devices
+#   plugin   the sensor-board plug-in, its tables of failures, registers and settings, and udev's rules for its devices
 #   runtime  the platform libraries that it needs
 #   sdk      headers, CMake packages and pkg-config files of the platform libraries; examples
 #   head     the virtual head's library
@@ -18,6 +18,8 @@ set(HEAD_PLUGIN_DIRECTORY ${CMAKE_INSTALL_LIBDIR}/varnox)
 install(TARGETS sensor_board_3u5mgxs LIBRARY DESTINATION ${HEAD_PLUGIN_DIRECTORY}
                                              COMPONENT plugin)
 install(FILES ${CMAKE_SOURCE_DIR}/plugin/sensor_board_3u5mgxs.failures.json
+              ${CMAKE_SOURCE_DIR}/plugin/sensor_board_3u5mgxs.registers.json
+              ${CMAKE_SOURCE_DIR}/plugin/sensor_board_3u5mgxs.settings.json
         DESTINATION ${HEAD_PLUGIN_DIRECTORY} COMPONENT plugin)
 # A tree that is installed anywhere finds its own libraries.
 head_run_path(sensor_board_3u5mgxs "$ORIGIN" "$ORIGIN/..")

@@ -2,6 +2,7 @@
 
 #include <set>
 #include <sstream>
+#include <vector>
 
 #include "sensor/registers.h"
 #include "sim/base/register_table.h"
@@ -52,7 +53,89 @@ void addBlock(std::string& text, const tsRegisterBlock& block) {
     }
 }
 
+// A field of the table as an object on a line of its own. Names and meanings hold no quote.
+std::string fieldJson(const char* place, const std::string& where, const std::string& name,
+                      const tsRegisterField& field) {
+    return R"({"name": ")" + name + R"(", ")" + place + R"(": ")" + where + R"(", "low_bit": )" +
+           std::to_string(field.shift) + R"(, "bits": )" + std::to_string(bitsIn(field.mask)) +
+           R"(, "meaning": ")" + field.meaning + R"("})";
+}
+
+std::string joinedLines(const std::vector<std::string>& entries, const std::string& indent) {
+    std::string text;
+    for (const std::string& entry : entries) {
+        text += (text.empty() ? "" : ",") + ("\n" + indent) + entry;
+    }
+    return text;
+}
+
+bool isOfAnArea(const tsRegisterField& field) {
+    return field.address == sensorRegisters::kAreaRows ||
+           field.address == sensorRegisters::kAreaColumns;
+}
+
+std::vector<std::string> areaFields() {
+    std::vector<std::string> entries;
+    for (unsigned area = 0; area < sensorArray::kAreas; ++area) {
+        for (const tsRegisterField& field : sensorRegisters::kAll) {
+            if (isOfAnArea(field)) {
+                entries.push_back(fieldJson(
+                    "address", hexText(field.address + area * sensorRegisters::kAreaStride, 3),
+                    "area" + std::to_string(area) + "_" + field.name, field));
+            }
+        }
+    }
+    return entries;
+}
+
+std::vector<std::string> sensorFieldsJson() {
+    std::vector<std::string> entries;
+    bool areasAreThere = false;
+    for (const tsRegisterField& field : sensorRegisters::kAll) {
+        if (!isOfAnArea(field)) {
+            entries.push_back(fieldJson("address", hexText(field.address, 3), field.name, field));
+        } else if (!areasAreThere) {
+            areasAreThere = true;
+            const std::vector<std::string> areas = areaFields();
+            entries.insert(entries.end(), areas.begin(), areas.end());
+        }
+    }
+    return entries;
+}
+
+std::string blockJson(const tsRegisterBlock& block) {
+    std::vector<std::string> fields;
+    for (const tsRegisterField& field : block.fields) {
+        fields.push_back(
+            fieldJson("offset", hexText(std::uint64_t{4} * field.address, 3), field.name, field));
+    }
+    return R"({"title": ")" + std::string(block.title) + R"(", "base": ")" +
+           hexText(block.base, 8) + R"(", "words": )" +
+           (block.element != nullptr ? std::to_string(block.elements) : "null") +
+           R"(, "fields": [)" + joinedLines(fields, "      ") + "]}";
+}
+
 } // namespace
+
+std::string registersJson() {
+    std::vector<std::string> blocks;
+    for (const tsRegisterBlock& block : kFpgaBlocks) {
+        blocks.push_back(blockJson(block));
+    }
+    return R"({
+  "format": 1,
+  "board": "3U5MGXS",
+  "about": "Registers of sensor and FPGA, for people and programs: docs/register-table.md describes the format. Made by virtual-head --print-register-table.",
+  "sensor": {
+    "address_bits": 10,
+    "value_bits": 22,
+    "fields": [)" +
+           joinedLines(sensorFieldsJson(), "      ") + R"(
+    ]
+  },
+  "fpga": [)" +
+           joinedLines(blocks, "    ") + "\n  ]\n}\n";
+}
 
 std::string registersMarkdown() {
     std::string text = "# Registers\n\nEvery register field that driver and virtual head know. "

@@ -310,6 +310,8 @@ private:
 
 /// \return Markdown tables of every register field of sensor and FPGA
 [[nodiscard]] SIM_API std::string registersMarkdown();
+/// \return the same registers as JSON: docs/register-table.md
+[[nodiscard]] SIM_API std::string registersJson();
 /// \return Markdown of every rule
 [[nodiscard]] SIM_API std::string rulesMarkdown();
 } // namespace sim

@@ -46,13 +46,6 @@ std::string takeQuotedWord(std::string_view line, std::size_t& at) {
     return word;
 }
 
-std::string_view trimmed(std::string_view text) {
-    const auto begin = text.find_first_not_of(kBlanks);
-    if (begin == text.npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
 std::string namesOf(std::span<const tsChoice> choices) {
     std::string names;
     for (const tsChoice& choice : choices)
@@ -65,6 +58,14 @@ std::string rangeText(std::int64_t lowest, std::int64_t highest) {
 }
 
 } // namespace
+
+std::string trimmed(std::string_view text) {
+    constexpr std::string_view kSpace = " \t\r\n";
+    const auto begin = text.find_first_not_of(kSpace);
+    if (begin == text.npos)
+        return {};
+    return std::string(text.substr(begin, text.find_last_not_of(kSpace) - begin + 1));
+}
 
 tsLine splitLine(std::string_view line) {
     refuseControlCharacters(line);

@@ -22,6 +22,9 @@ struct tsLine {
 /// \throws tcCommandError for a quote that is not closed or a control character
 tsLine splitLine(std::string_view line);
 
+/// \return the text without blanks and newlines before and behind it
+std::string trimmed(std::string_view text);
+
 /// A name for a number.
 struct tsChoice {
     std::string_view name;

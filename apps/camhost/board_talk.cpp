@@ -5,24 +5,17 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
+#include <string_view>
+
+#include "apps/camhost/arguments.h"
 
 namespace camhost {
 
 namespace {
 
 constexpr std::size_t kLineBytes = 4096; // more is no line for people
-constexpr std::size_t kLinkLines = 32;
+constexpr std::size_t kLinkLines = 512;
 constexpr std::size_t kLines = 4096;
-
-bool isBlank(char character) {
-    return character == ' ' || character == '\t' || character == '\r';
-}
-
-std::string trimmed(std::string text) {
-    text.erase(text.begin(), std::find_if_not(text.begin(), text.end(), isBlank));
-    text.erase(std::find_if_not(text.rbegin(), text.rend(), isBlank).base(), text.end());
-    return text;
-}
 
 std::string lowerCase(std::string text) {
     for (char& character : text)
@@ -129,22 +122,84 @@ void tcBoardTalk::keep(const std::string& line) {
     m_link.push_back(line);
 }
 
-std::optional<std::vector<unsigned>> lanesOf(const std::string& line) {
-    const auto colon = line.find(':');
-    if (colon == line.npos || !speaksOfTheLink(line.substr(0, colon)))
-        return std::nullopt;
-    std::string digits = trimmed(line.substr(colon + 1));
-    if (digits.starts_with("0x"))
-        digits.erase(0, 2);
-    std::uint32_t mask = 0;
+namespace {
+
+/// A line of the link that tells lanes.
+struct tsLaneLine {
+    tmLanes lanes;
+    std::optional<unsigned> tries;
+};
+
+template<typename Number>
+std::optional<Number> wholeNumber(std::string_view digits, int base) {
+    Number value = 0;
     const char* const end = digits.data() + digits.size();
-    const auto [rest, error] = std::from_chars(digits.data(), end, mask, 16);
-    if (error != std::errc() || rest != end)
-        return std::nullopt;
-    std::vector<unsigned> lanes;
+    const auto [rest, error] = std::from_chars(digits.data(), end, value, base);
+    return error == std::errc() && rest == end ? std::optional(value) : std::nullopt;
+}
+
+tmLanes lanesIn(std::uint32_t mask) {
+    tmLanes lanes;
     for (; mask != 0; mask &= mask - 1)
         lanes.push_back(static_cast<unsigned>(std::countr_zero(mask)));
     return lanes;
+}
+
+/// Takes "tries: N" away from the end of a text.
+std::optional<unsigned> takeTries(std::string& text) {
+    constexpr std::string_view kTries = "tries:";
+    const auto at = text.find(kTries);
+    if (at == text.npos)
+        return std::nullopt;
+    const std::string count = trimmed(std::string_view(text).substr(at + kTries.size()));
+    text = trimmed(std::string_view(text).substr(0, at));
+    return wholeNumber<unsigned>(count, 10);
+}
+
+std::optional<tsLaneLine> readLaneLine(const std::string& line) {
+    const auto colon = line.find(':');
+    if (colon == line.npos || !speaksOfTheLink(line.substr(0, colon)))
+        return std::nullopt;
+    std::string digits = trimmed(std::string_view(line).substr(colon + 1));
+    const std::optional<unsigned> tries = takeTries(digits);
+    if (digits.starts_with("0x"))
+        digits.erase(0, 2);
+    const auto mask = wholeNumber<std::uint32_t>(digits, 16);
+    if (!mask)
+        return std::nullopt;
+    return tsLaneLine{lanesIn(*mask), tries};
+}
+
+} // namespace
+
+std::optional<tmLanes> lanesOf(const std::string& line) {
+    const auto read = readLaneLine(line);
+    return read && !read->tries ? std::optional(read->lanes) : std::nullopt;
+}
+
+std::vector<tmLanes> lanesByAttempt(const std::vector<std::string>& link) {
+    std::vector<tmLanes> attempts;
+    std::optional<unsigned> lastTries;
+    for (const std::string& line : link) {
+        const auto read = readLaneLine(line);
+        if (!read)
+            continue;
+        const bool anew = read->tries && lastTries && *read->tries <= *lastTries;
+        if (read->tries)
+            lastTries = read->tries;
+        if (attempts.empty() || anew)
+            attempts.push_back(read->lanes);
+        else if (read->lanes.size() > attempts.back().size())
+            attempts.back() = read->lanes;
+    }
+    return attempts;
+}
+
+std::optional<tmLanes> mostLanes(const std::vector<tmLanes>& attempts) {
+    const auto best =
+        std::max_element(attempts.begin(), attempts.end(),
+                         [](const tmLanes& a, const tmLanes& b) { return a.size() < b.size(); });
+    return best != attempts.end() ? std::optional(*best) : std::nullopt;
 }
 
 } // namespace camhost

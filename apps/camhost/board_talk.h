@@ -37,7 +37,7 @@ public:
     /// \return names and voltages [V], by name
     [[nodiscard]] std::map<std::string, double> supplies() const;
 
-    /// \return at most the last 32 lines
+    /// \return at most the last 512 lines
     [[nodiscard]] std::vector<std::string> link() const;
 
     /// \return at most the last 4096 lines of the command
@@ -61,8 +61,20 @@ private:
     std::deque<std::string> m_lines;
 };
 
+/// Numbers of lanes, lowest first.
+using tmLanes = std::vector<unsigned>;
+
 /// Reads a line of the link that ends in a mask, one bit a lane: "DPA Lock: fff".
 /// \return the lanes that are set, lowest first; nothing where the line is none
-[[nodiscard]] std::optional<std::vector<unsigned>> lanesOf(const std::string& line);
+[[nodiscard]] std::optional<tmLanes> lanesOf(const std::string& line);
+
+/// Boards try a link several times, and tell the lanes again and again meanwhile: "DPA Lock: ff7
+/// tries: 3". Where the count of tries begins anew, so does an attempt; lines without a count
+/// belong to the one before. \param link lines as `tcBoardTalk::link` has them \return the lanes of
+/// each attempt's best line, the earliest one where several are as good
+[[nodiscard]] std::vector<tmLanes> lanesByAttempt(const std::vector<std::string>& link);
+
+/// \return the attempt with most lanes; nothing where there was none
+[[nodiscard]] std::optional<tmLanes> mostLanes(const std::vector<tmLanes>& attempts);
 
 } // namespace camhost

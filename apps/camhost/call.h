@@ -9,6 +9,7 @@
 
 #include "apps/camhost/command_table.h"
 #include "apps/camhost/errors.h"
+#include "apps/camhost/facts.h"
 #include "apps/camhost/head.h"
 
 namespace camhost {
@@ -21,6 +22,7 @@ struct tsCaller {
     Show progress;              ///< shows how far a long step is; an empty text takes it away
     std::function<bool()> gone; ///< whether nobody waits for the reply any more; may be empty
     bool mayUseFiles = true;    ///< may name files of this machine
+    bool json = false;          ///< wants every reply as a JSON object
 };
 
 /// What a command being carried out may use.
@@ -46,6 +48,15 @@ public:
     /// The same for a moment, without showing progress.
     bool pause(std::chrono::milliseconds duration);
 
+    /// What the reply tells, for programs: members of the object that `--json` asks for.
+    [[nodiscard]] tmFacts& facts() { return m_facts; }
+    /// Keeps a board's answer among the facts.
+    /// \return the answer
+    int told(int result) {
+        m_facts["result"] = result;
+        return result;
+    }
+
     void requestQuit() { m_quit = true; }
     [[nodiscard]] bool quitRequested() const { return m_quit; }
 
@@ -56,6 +67,7 @@ private:
     const tcCommandTable& m_table;
     std::unique_lock<std::mutex>& m_lock;
     const tsCaller& m_caller;
+    tmFacts m_facts = tmFacts::object();
     bool m_quit = false;
 };
 

@@ -26,11 +26,11 @@ std::size_t distance(std::string_view one, std::string_view other) {
     return row.back();
 }
 
-std::string usageOf(const tsCommand& command) {
-    return command.name + (command.arguments.empty() ? "" : " " + command.arguments);
-}
-
 } // namespace
+
+std::string tsCommand::usage() const {
+    return name + (arguments.empty() ? "" : " " + arguments);
+}
 
 void tcCommandTable::add(tsCommand command) {
     if (find(command.name) != nullptr)
@@ -73,7 +73,7 @@ std::string tcCommandTable::similarTo(const std::string& name) const {
     return best;
 }
 
-std::string tcCommandTable::help() const {
+std::string tcCommandTable::help(const std::function<std::string(const tsCommand&)>& remark) const {
     constexpr std::size_t kColumn = 34;
     std::ostringstream text;
     std::string group;
@@ -81,25 +81,18 @@ std::string tcCommandTable::help() const {
         if (command.group != group)
             text << (group.empty() ? "" : "\n") << command.group << ":\n";
         group = command.group;
-        const std::string usage = usageOf(command);
+        const std::string usage = command.usage();
         text << "  " << std::left << std::setw(int{kColumn}) << usage << " ";
         if (usage.size() > kColumn)
             text << "\n  " << std::setw(int{kColumn}) << ""
                  << " ";
-        text << command.summary << "\n";
+        text << command.summary << remark(command) << "\n";
     }
     text << "\nNumbers are decimal or, after 0x, hexadecimal. Settings without an argument answer "
-            "what holds.\n\"help COMMAND\" tells more.";
+            "what holds.\n\"help COMMAND\" tells more. \"COMMAND --json\" answers a JSON object, "
+            "for "
+            "programs.";
     return text.str();
-}
-
-std::string tcCommandTable::help(const tsCommand& command) {
-    std::string text = usageOf(command) + "\n  " + command.summary;
-    if (!command.details.empty())
-        text += "\n  " + command.details;
-    for (const std::string& example : command.examples)
-        text += "\n  example: " + example;
-    return text;
 }
 
 } // namespace camhost

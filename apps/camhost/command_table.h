@@ -32,12 +32,18 @@ struct tsCommand {
     /// \return what may stand at the place of an argument, counted from 0; empty function: nothing
     ///         is known
     Choices choices{};
+    bool takesFile = false; ///< its argument is a file of this machine
+    /// \return a line for its help of what holds now, for example the bounds; empty function: none
+    std::function<std::string(tcCall&)> now{};
     /// Command lines that bring the present setting back; empty function: it is no setting.
     Saved saved{};
     /// Place among the settings when they are loaded: what others depend on comes first.
     int order = 0;
     /// May stand in a file of settings; what has `saved` always may.
     bool isSetting = false;
+
+    /// \return name and arguments: "exposure [MICROSECONDS]"
+    [[nodiscard]] std::string usage() const;
 };
 
 /// All commands, by name.
@@ -58,10 +64,10 @@ public:
     /// \return the name that comes closest to a mistyped one; empty when none is close
     [[nodiscard]] std::string similarTo(const std::string& name) const;
 
+    /// \param remark on a command, to stand behind its summary; empty for none
     /// \return the list of all commands, a line each
-    [[nodiscard]] std::string help() const;
-    /// \return everything about one command
-    [[nodiscard]] static std::string help(const tsCommand& command);
+    [[nodiscard]] std::string
+    help(const std::function<std::string(const tsCommand&)>& remark) const;
 
 private:
     std::vector<tsCommand> m_commands;

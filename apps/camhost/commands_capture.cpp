@@ -23,7 +23,7 @@ tsCommand operation(const char* name, const char* summary, int (Varnox::tcSensor
         arguments.end();
         const int result = (call.board().*run)();
         requireSuccess(arguments.command(), result);
-        return arguments.command() + ": " + resultText(result);
+        return arguments.command() + ": " + resultText(call.told(result));
     };
     return command;
 }
@@ -33,7 +33,7 @@ std::string initialize(tcCall& call, tcArguments& arguments) {
     call.head().forgetSettings();
     const int result = call.board().initialize();
     requireSuccess("init", result);
-    return "init: " + resultText(result);
+    return "init: " + resultText(call.told(result));
 }
 
 std::chrono::milliseconds takeMilliseconds(tcArguments& arguments) {
@@ -47,6 +47,7 @@ std::chrono::milliseconds takeMilliseconds(tcArguments& arguments) {
 std::string wait(tcCall& call, tcArguments& arguments) {
     const auto duration = takeMilliseconds(arguments);
     arguments.end();
+    call.facts()["milliseconds"] = duration.count();
     if (!call.wait(duration, "wait"))
         reportInterruption("wait");
     return "wait: " + std::to_string(duration.count()) + " ms";
@@ -76,29 +77,33 @@ private:
 std::string capture(tcCall& call, tcArguments& arguments) {
     const auto duration = takeMilliseconds(arguments);
     arguments.end();
+    call.facts()["milliseconds"] = duration.count();
     requireSuccess("capture: start", call.board().start());
     tcCapture running(call.board());
     const bool whole = call.wait(duration, "capture");
     const bool stillCapturing = call.board().isCapturing();
     const int result = running.stop();
+    call.facts()["ended_early"] = !stillCapturing;
     if (!whole)
-        reportInterruption("capture (stopped, " + resultText(result) + ")");
+        reportInterruption("capture (stopped, " + resultText(call.told(result)) + ")");
     requireSuccess("capture: stop", result);
     return "capture: " + std::to_string(duration.count()) + " ms, " +
-           (stillCapturing ? "" : "ended early by somebody else, ") + resultText(result);
+           (stillCapturing ? "" : "ended early by somebody else, ") + resultText(call.told(result));
 }
 
 std::string power(tcCall& call, tcArguments& arguments) {
     const bool on = arguments.takeSwitch("on|off");
     arguments.end();
     const int result = call.board().power(on);
+    call.facts()["asked"] = onOff(on);
     requireSuccess("power " + onOff(on), result);
-    return "power " + onOff(on) + ": " + resultText(result);
+    return "power " + onOff(on) + ": " + resultText(call.told(result));
 }
 
 std::string reset(tcCall& call, tcArguments& arguments) {
     arguments.end();
     const int answer = call.board().resetFpga();
+    call.facts()["answer"] = answer;
     // Boards answer as a switch does: 1, the reset holds.
     if (answer != 0 && answer != 1)
         requireSuccess("reset", answer);

@@ -38,20 +38,29 @@ std::string numbersOf(const ROI& roi) {
            " " + std::to_string(roi.height);
 }
 
+/// Keeps a rectangle among the facts.
+/// \return it as text
+std::string tell(tcCall& call, const char* member, const ROI& roi) {
+    call.facts()[member] = rectangleFacts(roi);
+    return roi.toString();
+}
+
 std::string roi(tcCall& call, tcArguments& arguments) {
     if (!arguments.more())
-        return "roi " + call.board().getROI().toString();
+        return "roi " + tell(call, "roi", call.board().getROI());
     const ROI asked = takeRectangle(arguments);
     arguments.end();
+    const std::string wish = tell(call, "asked", asked);
     const int result = call.board().setROI(asked);
-    const std::string now = call.board().getROI().toString();
-    requireSuccess("roi " + asked.toString(), result, "roi is " + now);
-    return "roi: asked " + asked.toString() + ", applied " + now + " (" + resultText(result) + ")";
+    const bool taken = result == Varnox::eSuccess;
+    const std::string now = tell(call, taken ? "applied" : "roi", call.board().getROI());
+    requireSuccess("roi " + wish, result, "roi is " + now);
+    return "roi: asked " + wish + ", applied " + now + " (" + resultText(call.told(result)) + ")";
 }
 
 std::string imageRoi(tcCall& call, tcArguments& arguments) {
     arguments.end();
-    return "imageroi " + call.board().getImageROI().toString();
+    return "imageroi " + tell(call, "image", call.board().getImageROI());
 }
 
 Varnox::tcMultipleROISensor& requireRegions(tcCall& call) {
@@ -61,7 +70,12 @@ Varnox::tcMultipleROISensor& requireRegions(tcCall& call) {
     return *regions;
 }
 
-std::string regionsText(Varnox::tcMultipleROISensor& sensor) {
+std::string regionsText(tcCall& call, Varnox::tcMultipleROISensor& sensor) {
+    tmFacts entries = tmFacts::array();
+    for (const ROI& entry : sensor.regions)
+        entries.push_back(rectangleFacts(entry));
+    call.facts() = {
+        {"regions", sensor.numberOfRegions}, {"at_most", entries.size()}, {"entries", entries}};
     std::string text = "regions " + std::to_string(sensor.numberOfRegions) + " of at most " +
                        std::to_string(sensor.regions.size());
     for (std::size_t i = 0; i < sensor.regions.size(); ++i) {
@@ -79,6 +93,7 @@ std::string countRegions(tcCall& call, tcArguments& arguments) {
     arguments.end();
     if (call.board().isCapturing())
         requireSuccess("regions " + std::to_string(asked), Varnox::eCaptureInProgress);
+    call.facts()["asked"] = asked;
     const int before = sensor.numberOfRegions;
     sensor.numberOfRegions = asked;
     const int result = sensor.programMultipleROI();
@@ -86,15 +101,17 @@ std::string countRegions(tcCall& call, tcArguments& arguments) {
         sensor.numberOfRegions = before;
         sensor.programMultipleROI(); // the sensor reads out what it did before
     }
+    call.facts()["regions"] = sensor.numberOfRegions;
     requireSuccess("regions " + std::to_string(asked), result,
                    "regions is " + std::to_string(before));
     return "regions: " + std::to_string(asked) + " programmed, image " +
-           call.board().getImageROI().toString() + " (" + resultText(result) + ")";
+           tell(call, "image", call.board().getImageROI()) + " (" + resultText(call.told(result)) +
+           ")";
 }
 
 std::string regions(tcCall& call, tcArguments& arguments) {
     if (!arguments.more())
-        return regionsText(requireRegions(call));
+        return regionsText(call, requireRegions(call));
     return countRegions(call, arguments);
 }
 
@@ -104,12 +121,13 @@ std::string region(tcCall& call, tcArguments& arguments) {
     const int index = arguments.takeInt("INDEX", 0, last);
     ROI& entry = sensor.regions[static_cast<std::size_t>(index)];
     const std::string name = "region " + std::to_string(index);
+    call.facts()["index"] = index;
     if (!arguments.more())
-        return name + " " + entry.toString();
+        return name + " " + tell(call, "region", entry);
     const ROI asked = takeRectangle(arguments);
     arguments.end();
     entry = asked;
-    return name + " " + entry.toString() + "; \"regions COUNT\" programs it";
+    return name + " " + tell(call, "region", entry) + "; \"regions COUNT\" programs it";
 }
 
 std::vector<std::string> savedRegions(tcCall& call) {
@@ -171,6 +189,7 @@ constexpr tsChoice kAxes[] = {{"h", 1}, {"v", 0}};
 std::string mirrorText(tcCall& call, bool horizontal) {
     bool enabled = false;
     requireSuccess("mirror", call.board().getMirroring(horizontal, &enabled));
+    call.facts()[horizontal ? "horizontal" : "vertical"] = enabled;
     return std::string("mirror ") + (horizontal ? "h " : "v ") + onOff(enabled);
 }
 
@@ -182,12 +201,13 @@ std::string mirror(tcCall& call, tcArguments& arguments) {
         return mirrorText(call, horizontal);
     const bool enable = arguments.takeSwitch("on|off");
     arguments.end();
+    call.facts()["asked"] = enable;
     const int result = call.board().setMirroring(horizontal, enable);
     const std::string axis = horizontal ? "h " : "v ";
     requireSuccess("mirror " + axis + onOff(enable), result);
     return "mirror: asked " + axis + onOff(enable) + ", applied " +
            mirrorText(call, horizontal).substr(std::string("mirror ").size()) + " (" +
-           resultText(result) + ")";
+           resultText(call.told(result)) + ")";
 }
 
 std::vector<std::string> savedMirroring(tcCall& call) {
@@ -212,7 +232,7 @@ void addGeometryCommands(tcCommandTable& table) {
     const std::string rectangle = kRectangle;
     tsCommand single =
         command("roi", "[" + rectangle + "]", "rectangle that is read out [binned rows, pixels]",
-                "The board says which steps it takes.", {"roi", "roi 0 0 2592 2056"}, roi);
+                "", {"roi", "roi 0 0 2592 2056"}, roi);
     single.saved = savedRegions;
     single.order = settingOrder::kRegion;
     table.add(std::move(single));

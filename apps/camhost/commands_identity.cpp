@@ -2,8 +2,6 @@
 #include <iomanip>
 #include <sstream>
 
-#include <nlohmann/json.hpp>
-
 #include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
 #include "apps/camhost/results.h"
@@ -16,8 +14,6 @@ namespace {
 constexpr const char* kGroup = "Identity";
 constexpr int kNoTemperature = -275; // degrees Celsius: the board has no thermometer
 
-using Json = nlohmann::ordered_json;
-
 template<std::size_t N>
 std::string fieldText(const char (&field)[N]) {
     return std::string(field, ::strnlen(field, N));
@@ -27,9 +23,79 @@ std::string temperatureText(int celsius) {
     return celsius <= kNoTemperature ? "not measured" : std::to_string(celsius) + " C";
 }
 
+tmFacts linkFacts(tcCall& call) {
+    const std::vector<std::string> told = call.head().talk().link();
+    const std::vector<tmLanes> attempts = lanesByAttempt(told);
+    const std::optional<tmLanes> best = mostLanes(attempts);
+    return {{"lanes_locked", best ? tmFacts(*best) : tmFacts(nullptr)},
+            {"lanes_locked_by_attempt", attempts},
+            {"told", told}};
+}
+
+tmFacts temperatureFacts(int celsius) {
+    return celsius <= kNoTemperature ? tmFacts(nullptr) : tmFacts(celsius);
+}
+
+tmFacts cameraFacts(Varnox::tcSensorBoard& board) {
+    Varnox::tsCameraInfo info{};
+    if (board.GetCameraInfo(info) != Varnox::eSuccess)
+        return nullptr;
+    return {{"model", fieldText(info.model)},
+            {"maker", fieldText(info.maker)},
+            {"sensor_width_pixels", info.sensorWidth},
+            {"sensor_height_rows", info.sensorHeight},
+            {"full_frame", rectangleFacts(info.fullFrame)},
+            {"flags", info.flags}};
+}
+
+tmFacts mirrorFacts(Varnox::tcSensorBoard& board, bool horizontal) {
+    bool enabled = false;
+    if (board.getMirroring(horizontal, &enabled) != Varnox::eSuccess)
+        return nullptr;
+    return enabled;
+}
+
+tmFacts stateFacts(Varnox::tcSensorBoard& board) {
+    int clock = 0;
+    const bool hasClock = board.getClockSetting(clock) == Varnox::eSuccess;
+    return {{"capturing", board.isCapturing()},
+            {"exposure_us", board.getExposure()},
+            {"frame_interval_us", board.getFrameInterval()},
+            {"min_frame_interval_us", board.getMinFrameIntervalMicroS()},
+            {"roi", rectangleFacts(board.getROI())},
+            {"image", rectangleFacts(board.getImageROI())},
+            {"vertical_bin", board.getVerticalBin()},
+            {"horizontal_bin", board.getHorizontalBin()},
+            {"mirror_horizontal", mirrorFacts(board, true)},
+            {"mirror_vertical", mirrorFacts(board, false)},
+            {"trigger", board.getTrigger()},
+            {"shutter", board.getShutterMode()},
+            {"test_pattern", board.getTestPattern()},
+            {"clock", hasClock ? tmFacts(clock) : tmFacts(nullptr)},
+            {"temperature_sensor_celsius", temperatureFacts(board.getTempCelsius())},
+            {"temperature_board_celsius", temperatureFacts(board.getBoardTempCelsius())}};
+}
+
+tmFacts infoFacts(tcCall& call) {
+    return {{"sensor_type", call.head().sensorType()},
+            {"camera", cameraFacts(call.board())},
+            {"version", call.board().getVersion()},
+            {"fpga_version", call.board().fpgaVersion()},
+            {"pins", call.board().getNumPins()},
+            {"pixel_format", call.board().getPixelFormat()},
+            {"regions", call.head().regions() != nullptr
+                            ? tmFacts(call.head().regions()->regions.size())
+                            : tmFacts(1)},
+            {"keywords", call.head().keywords()},
+            {"supplies_volts", tmFacts(call.head().talk().supplies())},
+            {"link", linkFacts(call)},
+            {"state", stateFacts(call.board())}};
+}
+
 std::string version(tcCall& call, tcArguments& arguments) {
     arguments.end();
     const std::string fpga = call.board().fpgaVersion();
+    call.facts() = {{"version", call.board().getVersion()}, {"fpga_version", fpga}};
     return "version " + call.board().getVersion() + (fpga.empty() ? "" : "\nfpga " + fpga);
 }
 
@@ -37,6 +103,7 @@ std::string camera(tcCall& call, tcArguments& arguments) {
     arguments.end();
     Varnox::tsCameraInfo info{};
     requireSuccess("camera", call.board().GetCameraInfo(info));
+    call.facts() = cameraFacts(call.board());
     return "camera " + fieldText(info.model) + " by " + fieldText(info.maker) + ", " +
            std::to_string(info.sensorWidth) + " x " + std::to_string(info.sensorHeight) +
            " pixels, full frame " + info.fullFrame.toString() + ", flags " + hexText(info.flags);
@@ -45,6 +112,10 @@ std::string camera(tcCall& call, tcArguments& arguments) {
 std::string temperature(tcCall& call, tcArguments& arguments) {
     const int index = arguments.more() ? arguments.takeInt("INDEX", 0, 255) : 0;
     arguments.end();
+    call.facts() = {{"index", index},
+                    {"told", call.board().getTemperature(index)},
+                    {"sensor_celsius", temperatureFacts(call.board().getTempCelsius())},
+                    {"board_celsius", temperatureFacts(call.board().getBoardTempCelsius())}};
     return "temperature " + std::to_string(index) + ": \"" + call.board().getTemperature(index) +
            "\", sensor " + temperatureText(call.board().getTempCelsius()) + ", board " +
            temperatureText(call.board().getBoardTempCelsius());
@@ -57,9 +128,7 @@ std::string keywordList(tcCall& call) {
     return list.empty() ? "none" : list;
 }
 
-std::string status(tcCall& call, tcArguments& arguments) {
-    arguments.end();
-    Varnox::tcSensorBoard& board = call.board();
+std::string stateText(Varnox::tcSensorBoard& board) {
     std::string text = "capturing " + yesNo(board.isCapturing());
     text += "\nexposure " + std::to_string(board.getExposure()) + " us";
     text += "\ninterval " + std::to_string(board.getFrameInterval()) + " us, at least " +
@@ -73,6 +142,12 @@ std::string status(tcCall& call, tcArguments& arguments) {
         text += "\nclock " + std::to_string(clock);
     text += "\ntest pattern " + std::to_string(board.getTestPattern());
     return text;
+}
+
+std::string status(tcCall& call, tcArguments& arguments) {
+    arguments.end();
+    call.facts() = stateFacts(call.board());
+    return stateText(call.board());
 }
 
 std::string voltsText(double volts) {
@@ -102,94 +177,13 @@ std::string broughtUp(tcCall& call) {
         const auto lanes = lanesOf(line);
         text += "\nlink " + line + (lanes ? ", lanes" + laneText(*lanes) : "");
     }
-    return text;
-}
-
-Json linkJson(tcCall& call) {
-    Json lines = Json::array();
-    Json locked = nullptr;
-    for (const std::string& line : call.head().talk().link()) {
-        lines.push_back(line);
-        if (const auto lanes = lanesOf(line))
-            locked = *lanes;
-    }
-    return {{"lanes_locked", locked}, {"told", lines}};
-}
-
-Json rectangleJson(const Varnox::ROI& roi) {
-    return {{"y", roi.y}, {"x", roi.x}, {"width", roi.width}, {"height", roi.height}};
-}
-
-Json temperatureJson(int celsius) {
-    return celsius <= kNoTemperature ? Json(nullptr) : Json(celsius);
-}
-
-Json cameraJson(Varnox::tcSensorBoard& board) {
-    Varnox::tsCameraInfo info{};
-    if (board.GetCameraInfo(info) != Varnox::eSuccess)
-        return nullptr;
-    return {{"model", fieldText(info.model)},
-            {"maker", fieldText(info.maker)},
-            {"sensor_width_pixels", info.sensorWidth},
-            {"sensor_height_rows", info.sensorHeight},
-            {"full_frame", rectangleJson(info.fullFrame)},
-            {"flags", info.flags}};
-}
-
-Json mirrorJson(Varnox::tcSensorBoard& board, bool horizontal) {
-    bool enabled = false;
-    if (board.getMirroring(horizontal, &enabled) != Varnox::eSuccess)
-        return nullptr;
-    return enabled;
-}
-
-Json stateJson(Varnox::tcSensorBoard& board) {
-    int clock = 0;
-    const bool hasClock = board.getClockSetting(clock) == Varnox::eSuccess;
-    return {{"capturing", board.isCapturing()},
-            {"exposure_us", board.getExposure()},
-            {"frame_interval_us", board.getFrameInterval()},
-            {"min_frame_interval_us", board.getMinFrameIntervalMicroS()},
-            {"roi", rectangleJson(board.getROI())},
-            {"image", rectangleJson(board.getImageROI())},
-            {"vertical_bin", board.getVerticalBin()},
-            {"horizontal_bin", board.getHorizontalBin()},
-            {"mirror_horizontal", mirrorJson(board, true)},
-            {"mirror_vertical", mirrorJson(board, false)},
-            {"trigger", board.getTrigger()},
-            {"shutter", board.getShutterMode()},
-            {"test_pattern", board.getTestPattern()},
-            {"clock", hasClock ? Json(clock) : Json(nullptr)},
-            {"temperature_sensor_celsius", temperatureJson(board.getTempCelsius())},
-            {"temperature_board_celsius", temperatureJson(board.getBoardTempCelsius())}};
-}
-
-std::string infoJson(tcCall& call) {
-    Json json = {{"sensor_type", call.head().sensorType()},
-                 {"camera", cameraJson(call.board())},
-                 {"version", call.board().getVersion()},
-                 {"fpga_version", call.board().fpgaVersion()},
-                 {"pins", call.board().getNumPins()},
-                 {"pixel_format", call.board().getPixelFormat()},
-                 {"regions", call.head().regions() != nullptr
-                                 ? Json(call.head().regions()->regions.size())
-                                 : Json(1)},
-                 {"keywords", call.head().keywords()},
-                 {"supplies_volts", Json(call.head().talk().supplies())},
-                 {"link", linkJson(call)},
-                 {"state", stateJson(call.board())}};
-    // Files of the board may hold anything: what is no UTF-8 is replaced, not refused.
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+    const tmLanes best = mostLanes(lanesByAttempt(link)).value_or(tmLanes{});
+    return text + "\nlanes locked at best" + laneText(best);
 }
 
 std::string info(tcCall& call, tcArguments& arguments) {
-    if (arguments.more()) {
-        const std::string word = arguments.takeWord("--json");
-        if (word != "--json")
-            arguments.refuse("argument", word, "is not known; it takes --json");
-        arguments.end();
-        return infoJson(call);
-    }
+    arguments.end();
+    call.facts() = infoFacts(call);
     std::string text = "sensor type " + std::to_string(call.head().sensorType());
     Varnox::tsCameraInfo record{};
     if (call.board().GetCameraInfo(record) == Varnox::eSuccess)
@@ -200,7 +194,7 @@ std::string info(tcCall& call, tcArguments& arguments) {
     text += "\npins " + std::to_string(call.board().getNumPins());
     text += "\npixel format " + std::to_string(call.board().getPixelFormat());
     text += "\nkeywords " + keywordList(call);
-    return text + broughtUp(call) + "\n" + status(call, arguments);
+    return text + broughtUp(call) + "\n" + stateText(call.board());
 }
 
 tsCommand command(const char* name, const char* arguments, const char* summary,
@@ -216,9 +210,10 @@ tsCommand slotCommand(const char* name, const char* summary, const char* example
                        const int slot = arguments.takeInt("SLOT", 0, 255);
                        arguments.end();
                        const std::string title = std::string(name) + " " + std::to_string(slot);
+                       call.facts()["slot"] = slot;
                        const int result = (call.board().*run)(slot);
                        requireSuccess(title, result);
-                       return title + ": " + resultText(result);
+                       return title + ": " + resultText(call.told(result));
                    });
 }
 
@@ -226,12 +221,8 @@ tsCommand slotCommand(const char* name, const char* summary, const char* example
 
 void addIdentityCommands(tcCommandTable& table) {
     table.add(command("status", "", "what holds now", {"status"}, status));
-    tsCommand all = command("info", "[--json]", "what the head is and what holds now",
-                            {"info", "info --json"}, info);
-    all.choices = [](tcCall&, std::size_t index) {
-        return index == 0 ? std::vector<std::string>{"--json"} : std::vector<std::string>{};
-    };
-    table.add(std::move(all));
+    table.add(
+        command("info", "", "what the head is and what holds now", {"info", "info --json"}, info));
     table.add(command("version", "", "versions of head, software and FPGA", {"version"}, version));
     table.add(command("camera", "", "model, maker and size of the sensor", {"camera"}, camera));
     table.add(command("temperature", "[INDEX]", "temperatures [degrees Celsius]", {"temperature"},

@@ -40,23 +40,27 @@ constexpr tsPinProperty kProperties[] = {
 std::string run(const tsPinProperty& property, tcCall& call, tcArguments& arguments) {
     const int pin = arguments.takeInt("PIN", 0, kMax);
     const std::string title = std::string(property.name) + " " + std::to_string(pin);
+    call.facts()["pin"] = pin;
     if (!arguments.more() && property.get != nullptr) {
         const int value = (call.board().*property.get)(pin);
         if (value < 0)
             throw tcCommandError(title + " failed: the board has no such pin; \"pins\" tells how "
                                          "many it has");
+        call.facts()["value"] = nameOf(property.choices, value);
         return title + " " + nameOf(property.choices, value);
     }
     const int asked = arguments.takeChoice(property.argument, property.choices, 0, 1);
     arguments.end();
     const std::string value = nameOf(property.choices, asked);
+    call.facts()["asked"] = value;
     const int result = (call.board().*property.set)(pin, asked);
     requireSuccess(title + " " + value, result);
-    return title + ": asked " + value + " (" + resultText(result) + ")";
+    return title + ": asked " + value + " (" + resultText(call.told(result)) + ")";
 }
 
 std::string pins(tcCall& call, tcArguments& arguments) {
     arguments.end();
+    call.facts()["pins"] = call.board().getNumPins();
     return "pins " + std::to_string(call.board().getNumPins());
 }
 

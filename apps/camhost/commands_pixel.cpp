@@ -97,6 +97,8 @@ struct tsWhiteBalance {
     int green = 0;
     int blue = 0;
 
+    [[nodiscard]] tmFacts facts() const { return {{"red", red}, {"green", green}, {"blue", blue}}; }
+
     [[nodiscard]] std::string text() const {
         return std::to_string(red) + " " + std::to_string(green) + " " + std::to_string(blue);
     }
@@ -110,6 +112,7 @@ std::string whiteBalance(tcCall& call, tcArguments& arguments) {
     tsWhiteBalance now;
     if (!arguments.more()) {
         requireSuccess("white", readWhiteBalance(call.board(), now));
+        call.facts()["white"] = now.facts();
         return "white " + now.text();
     }
     tsWhiteBalance asked;
@@ -119,10 +122,13 @@ std::string whiteBalance(tcCall& call, tcArguments& arguments) {
     arguments.end();
     const int result = call.board().setWhiteBalance(asked.red, asked.green, asked.blue);
     const bool told = readWhiteBalance(call.board(), now) == Varnox::eSuccess;
+    call.facts()["asked"] = asked.facts();
+    call.facts()[result == Varnox::eSuccess ? "applied" : "white"] =
+        told ? now.facts() : tmFacts(nullptr);
     requireSuccess("white " + asked.text(), result, told ? "white is " + now.text() : "");
     return "white: asked " + asked.text() +
            (told ? ", applied " + now.text() : ", taken; the board does not tell") + " (" +
-           resultText(result) + ")";
+           resultText(call.told(result)) + ")";
 }
 
 std::vector<std::string> savedWhiteBalance(tcCall& call) {
@@ -137,7 +143,9 @@ std::string packing(tcCall& call, tcArguments& arguments) {
     constexpr tsChoice kPackings[] = {{"8 bits", Varnox::ePacking8},
                                       {"12 bits, right-aligned in 16", Varnox::ePacking12},
                                       {"12 bits, left-aligned in 16", Varnox::ePacking16}};
-    return "packing " + nameOf(kPackings, call.head().pipeline().getPixelPacking());
+    const std::string name = nameOf(kPackings, call.head().pipeline().getPixelPacking());
+    call.facts()["packing"] = name;
+    return "packing " + name;
 }
 
 } // namespace

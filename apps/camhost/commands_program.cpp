@@ -15,13 +15,72 @@ std::string keywordHelp(tcCall& call) {
     return text.empty() ? "" : "\n\nKeywords of the plug-in, passed on as they are:" + text;
 }
 
+/// \return how the board stands to a command, as a remark in brackets; empty for full support
+std::string supportText(tcCall& call, const tsCommand& command) {
+    const auto* const settings = call.head().settings();
+    switch (settings != nullptr ? settings->supportOf(command.name) : settings::teSupport::eFull) {
+    case settings::teSupport::eNone:
+        return " (not supported by this board)";
+    case settings::teSupport::eReadsOnly:
+        return " (this board tells it only)";
+    default:
+        return {};
+    }
+}
+
+/// \return lines of a command's help that the board knows: what it takes, and what holds now
+std::vector<std::string> boardLines(tcCall& call, const tsCommand& command) {
+    std::vector<std::string> lines;
+    const auto* const settings = call.head().settings();
+    if (settings != nullptr && settings->takenBy(command.name) != nullptr)
+        lines = settings::linesOf(*settings->takenBy(command.name));
+    if (command.now)
+        lines.push_back(command.now(call));
+    return lines;
+}
+
+std::string commandHelp(tcCall& call, const tsCommand& command) {
+    std::string text = command.usage() + "\n  " + command.summary + supportText(call, command);
+    if (!command.details.empty())
+        text += "\n  " + command.details;
+    for (const std::string& line : boardLines(call, command))
+        text += "\n  " + line;
+    for (const std::string& example : command.examples)
+        text += "\n  example: " + example;
+    return text;
+}
+
+tmFacts commandFacts(tcCall& call, const tsCommand& command) {
+    return {{"name", command.name},
+            {"group", command.group},
+            {"arguments", command.arguments},
+            {"summary", command.summary},
+            {"details", command.details},
+            {"examples", command.examples},
+            {"supported", supportText(call, command).empty()},
+            {"takes", boardLines(call, command)}};
+}
+
+tmFacts tableFacts(tcCall& call) {
+    tmFacts commands = tmFacts::array();
+    for (const tsCommand& command : call.table().commands())
+        commands.push_back(commandFacts(call, command));
+    return {{"commands", commands}, {"keywords", call.head().keywords()}};
+}
+
 std::string help(tcCall& call, tcArguments& arguments) {
-    if (!arguments.more())
-        return call.table().help() + keywordHelp(call);
+    if (!arguments.more()) {
+        call.facts() = tableFacts(call);
+        return call.table().help([&](const tsCommand& command) {
+            return supportText(call, command);
+        }) + keywordHelp(call);
+    }
     const std::string name = arguments.takeWord("COMMAND");
     arguments.end();
-    if (const tsCommand* command = call.table().find(name))
-        return tcCommandTable::help(*command);
+    if (const tsCommand* command = call.table().find(name)) {
+        call.facts() = commandFacts(call, *command);
+        return commandHelp(call, *command);
+    }
     if (call.head().hasKeyword(name))
         return name + "\n  a keyword of the plug-in, passed on with its arguments as they are";
     arguments.refuse("COMMAND", name, "is not known; \"help\" lists all");
@@ -38,7 +97,7 @@ std::string keyword(tcCall& call, tcArguments& arguments) {
     std::string rest = arguments.takeRest();
     rest.erase(0, rest.find_first_of(" \t"));
     rest.erase(0, rest.find_first_not_of(" \t"));
-    return executeKeyword(call.head(), name, rest);
+    return executeKeyword(call, name, rest);
 }
 
 tsCommand command(const char* name, const char* arguments, const char* summary,

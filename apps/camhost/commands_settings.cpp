@@ -23,10 +23,14 @@ std::string takeFile(tcCall& call, tcArguments& arguments) {
 /// \return settings that the board neither tells nor was told here
 std::string unknownSettings(tcCall& call) {
     std::string names;
+    tmFacts facts = tmFacts::array();
     for (const tsCommand* command : call.table().settings()) {
-        if (command->saved(call).empty() && command->name != "regions")
-            names += " " + command->name;
+        if (!command->saved(call).empty() || command->name == "regions")
+            continue;
+        names += " " + command->name;
+        facts.push_back(command->name);
     }
+    call.facts()["not_told"] = facts;
     return names;
 }
 
@@ -34,6 +38,7 @@ std::string save(tcCall& call, tcArguments& arguments) {
     const std::string file = takeFile(call, arguments);
     const std::vector<std::string> lines = presentSettings(call);
     writeSettings(file, lines);
+    call.facts() = {{"file", file}, {"settings", lines.size()}};
     const std::string unknown = unknownSettings(call);
     return "save: " + std::to_string(lines.size()) + " settings in \"" + file + "\"" +
            (unknown.empty() ? "" : "; without those that the board does not tell:" + unknown);
@@ -57,17 +62,18 @@ std::string load(tcCall& call, tcArguments& arguments) {
     const std::string file = takeFile(call, arguments);
     const std::vector<tsSettingLine> lines = readSettings(call.table(), file);
     std::string failures;
-    int failed = 0;
+    tmFacts failed = tmFacts::array();
     for (const tsSettingLine& line : lines) {
         const std::string why = apply(call, line);
         if (why.empty())
             continue;
-        ++failed;
+        failed.push_back({{"line", line.number}, {"error", why}});
         failures.append("\n").append(file).append(":").append(std::to_string(line.number));
         failures.append(": ").append(why);
     }
-    if (failed > 0)
-        throw tcCommandError("load: " + std::to_string(failed) + " of " +
+    call.facts() = {{"file", file}, {"settings", lines.size()}, {"failed", failed}};
+    if (!failed.empty())
+        throw tcCommandError("load: " + std::to_string(failed.size()) + " of " +
                              std::to_string(lines.size()) + " settings failed, the others hold" +
                              failures);
     return "load: " + std::to_string(lines.size()) + " settings from \"" + file + "\"";
@@ -87,19 +93,27 @@ std::string diff(tcCall& call, tcArguments& arguments) {
     for (const std::string& line : presentSettings(call))
         present[settingKey(line)] = line;
     std::string text;
+    tmFacts differences = tmFacts::array();
     for (const tsSettingLine& line : readSettings(call.table(), file)) {
         const std::string wanted = normalized(line.text);
         const auto now = present.find(settingKey(wanted));
-        if (now == present.end() || now->second != wanted)
-            text += (text.empty() ? "" : "\n") + ("file: " + wanted) +
-                    ", now: " + (now != present.end() ? now->second : "not known");
+        if (now != present.end() && now->second == wanted)
+            continue;
+        const bool known = now != present.end();
+        text += (text.empty() ? "" : "\n") + ("file: " + wanted) +
+                ", now: " + (known ? now->second : "not known");
+        differences.push_back(
+            {{"file", wanted}, {"now", known ? tmFacts(now->second) : tmFacts(nullptr)}});
     }
+    call.facts() = {{"file", file}, {"differences", differences}};
     return text.empty() ? "diff: no difference" : text;
 }
 
 tsCommand command(const char* name, const char* summary, const char* details, const char* example,
                   tsCommand::Run run) {
-    return {kGroup, name, "FILE", summary, details, {example}, std::move(run)};
+    tsCommand made{kGroup, name, "FILE", summary, details, {example}, std::move(run)};
+    made.takesFile = true;
+    return made;
 }
 
 } // namespace

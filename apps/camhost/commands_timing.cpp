@@ -43,7 +43,11 @@ std::string exposureBound(B& board, int asked, int applied) {
     const int interval = board.getFrameInterval();
     if (asked >= interval)
         return limitedBy("the frame interval", interval);
-    return isRounding(asked, applied) ? "" : "the sensor's range";
+    if (isRounding(asked, applied))
+        return {};
+    return board.getTrigger() == Varnox::eTriggerExternal
+               ? "the external trigger, which may time the exposure itself"
+               : "the sensor's range";
 }
 
 /// Boards count an interval in steps of a millisecond or so, and round it down.
@@ -75,6 +79,10 @@ tsSetting exposure() {
     setting.set = [](B& board, int value) { return board.setExposure(value); };
     setting.get = plainGetter(&B::getExposure);
     setting.bound = exposureBound;
+    setting.now = [](B& board) {
+        return "Now below the frame interval of " + std::to_string(board.getFrameInterval()) +
+               " us.";
+    };
     setting.order = settingOrder::kExposure;
     return setting;
 }
@@ -87,6 +95,10 @@ tsSetting interval() {
     setting.get = plainGetter(&B::getFrameInterval);
     setting.bound = intervalBound;
     setting.warning = intervalWarning;
+    setting.now = [](B& board) {
+        return "Now at least " + std::to_string(board.getMinFrameIntervalMicroS()) +
+               " us, or pictures lose their last rows.";
+    };
     setting.companions = {{"exposure", " us", [](B& board) { return board.getExposure(); }}};
     setting.order = settingOrder::kInterval;
     return setting;

@@ -54,6 +54,7 @@ std::string watch(tcCall& call, tcArguments& arguments) {
     } while (arguments.more());
 
     int changes = 0;
+    call.facts() = {{"changes", changes}, {"milliseconds", 0}};
     std::chrono::milliseconds watched{0};
     while (watched < duration) {
         const auto slice = std::min(kEvery, duration - watched);
@@ -62,6 +63,7 @@ std::string watch(tcCall& call, tcArguments& arguments) {
                                 " changes");
         watched += slice;
         changes += report(call, words, watched);
+        call.facts() = {{"changes", changes}, {"milliseconds", watched.count()}};
     }
     return "watch: " + std::to_string(changes) + " changes in " + std::to_string(duration.count()) +
            " ms";

@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "apps/camhost/arguments.h"
 #include "apps/camhost/interrupt.h"
 
 namespace camhost {
@@ -26,12 +27,6 @@ std::sig_atomic_t volatile theWindowChanged = 0;
 
 extern "C" void onWindowChange(int /*signal*/) {
     theWindowChanged = 1;
-}
-
-std::string trimmed(std::string line) {
-    const auto end = line.find_last_not_of(" \t\r\n");
-    line.erase(end == std::string::npos ? 0 : end + 1);
-    return line;
 }
 
 /// \return what all texts begin with
@@ -209,7 +204,7 @@ unsigned char tcConsole::tcEditor::insertCompletion() {
     if (candidates.empty())
         return CC_ERROR;
     std::string addition = commonBeginning(candidates).substr(lastWordSize(line));
-    if (candidates.size() == 1)
+    if (candidates.size() == 1 && !candidates.front().ends_with('/'))
         addition += ' ';
     if (!addition.empty()) {
         el_insertstr(m_editor.get(), addition.c_str());
@@ -245,7 +240,7 @@ void tcConsole::run() {
         }
         const tsReply reply = m_executor.execute(*line);
         tcInterrupt::clear(); // it ended the command, not the console
-        if (reply.ok())
+        if (reply.ok() || reply.json)
             m_output.reply(reply.text);
         else
             m_output.error("error: " + reply.text);

@@ -18,9 +18,11 @@ namespace camhost {
 
 /// What became of a line.
 struct tsReply {
-    teExit status = teExit::eSuccess; ///< what the program would end with
-    std::string text;                 ///< may be empty and may hold several lines
-    bool quit = false;                ///< whoever sent the line wants no more
+    teExit status = teExit::eSuccess;  ///< what the program would end with
+    std::string text;                  ///< may be empty and may hold several lines
+    bool quit = false;                 ///< whoever sent the line wants no more
+    tmFacts facts = tmFacts::object(); ///< what it tells, for programs
+    bool json = false;                 ///< the text is a JSON object: it tells a failure as well
 
     [[nodiscard]] bool ok() const { return status == teExit::eSuccess; }
 };
@@ -28,7 +30,7 @@ struct tsReply {
 /// Hands a command to the plug-in's handlers.
 /// \return the handler's reply as it is
 /// \throws tcCommandError with the reply when it is a refusal
-std::string executeKeyword(tcHead& head, const std::string& keyword, const std::string& arguments);
+std::string executeKeyword(tcCall& call, const std::string& keyword, const std::string& arguments);
 
 /// Carries out lines, one after the other, whoever sends them. May be called from several threads.
 class tcExecutor {
@@ -37,11 +39,14 @@ public:
     tcExecutor(tcHead& head, const tcCommandTable& table, tcOutput& output);
 
     /// Carries out one line. A blank line or a comment answers nothing.
-    /// \param line as typed
+    /// \param line as typed; with "--json" as its last word it is answered by a JSON object
     tsReply execute(std::string_view line, const tsCaller& caller);
 
     /// The same for whoever sits at the program itself: lines and progress on its own streams.
     tsReply execute(std::string_view line);
+
+    /// From now on whoever sits at the program itself gets every reply as a JSON object.
+    void answerInJson() { m_operator.json = true; }
 
     /// \return whether the board captures
     bool isCapturing();
@@ -55,6 +60,7 @@ public:
     std::vector<std::string> completions(std::string_view line);
 
 private:
+    tsReply carryOut(const tsLine& line, const tsCaller& caller);
     std::string run(tcCall& call, tsLine line);
 
     tcHead& m_head;

@@ -4,6 +4,12 @@
 
 namespace camhost {
 
+namespace {
+
+constexpr std::size_t kStatusLines = 4096; // of one command: as many as are kept of its output
+
+} // namespace
+
 tcHead::tcHead(int sensorType,
                const std::function<std::unique_ptr<Varnox::tcSensorBoard>()>& makeBoard,
                tcOutput& output)
@@ -17,6 +23,8 @@ tcHead::tcHead(int sensorType,
         output.log(line);
         const std::lock_guard lock(m_statusLock);
         m_statusLines.push_back(line);
+        if (m_statusLines.size() > kStatusLines)
+            m_statusLines.pop_front();
     });
     takeHandlers();
     m_registerFile.observable().registerObserver(*m_board);
@@ -64,14 +72,13 @@ std::vector<std::string> tcHead::lines() const {
     return lines;
 }
 
-std::string tcHead::explanation(int result) const {
+std::optional<failures::tsExplanation> tcHead::explanation(int result) const {
     if (!m_failures)
-        return {};
+        return std::nullopt;
     std::vector<std::string> all = m_builtWith; // a line that was not there then is not there now
     const std::vector<std::string> now = lines();
     all.insert(all.end(), now.begin(), now.end());
-    const auto explanation = m_failures->explain(result, all);
-    return explanation ? "\n" + failures::textOf(*explanation) : "";
+    return m_failures->explain(result, all);
 }
 
 Varnox::tcMultipleROISensor* tcHead::regions() {

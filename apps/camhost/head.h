@@ -2,6 +2,7 @@
 /// One camera head, as the host drives it.
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -22,6 +23,8 @@
 #include "apps/camhost/board_talk.h"
 #include "apps/camhost/output.h"
 #include "apps/failures/failure_table.h"
+#include "apps/registers/register_table.h"
+#include "apps/settings/settings_table.h"
 
 namespace camhost {
 
@@ -48,9 +51,21 @@ public:
     void beginCommand();
     /// From now on failures are explained.
     void knowFailures(failures::tcFailureTable table) { m_failures = std::move(table); }
+    /// From now on registers of the sensor have names.
+    void knowRegisters(registers::tcRegisterTable table) { m_registers = std::move(table); }
+    /// \return the names of the sensor's registers; null where nobody told any
+    [[nodiscard]] const registers::tcRegisterTable* registers() const {
+        return m_registers ? &*m_registers : nullptr;
+    }
+    /// From now on it is known what the board takes.
+    void knowSettings(settings::tcSettingsTable table) { m_settings = std::move(table); }
+    /// \return what the board takes; null where nobody told
+    [[nodiscard]] const settings::tcSettingsTable* settings() const {
+        return m_settings ? &*m_settings : nullptr;
+    }
     /// \param result a failure that the board answered to this command
-    /// \return a newline and what it means, by the board's table; empty where nothing fits
-    [[nodiscard]] std::string explanation(int result) const;
+    /// \return what it means, by the board's table; nothing where nothing fits
+    [[nodiscard]] std::optional<failures::tsExplanation> explanation(int result) const;
     [[nodiscard]] Varnox::tcSensorBoard& board() { return *m_board; }
     [[nodiscard]] Varnox::tcPipeline& pipeline() { return m_pipeline; }
     [[nodiscard]] Varnox::tcRegisterFile& registerFile() { return m_registerFile; }
@@ -79,8 +94,10 @@ private:
     tcBoardTalk m_talk{std::cout}; // the last to go: boards print to the end
     tcBoardTalk m_complaints{std::cerr};
     mutable std::mutex m_statusLock;
-    std::vector<std::string> m_statusLines; // of the last command
+    std::deque<std::string> m_statusLines; // of the last command
     std::optional<failures::tcFailureTable> m_failures;
+    std::optional<registers::tcRegisterTable> m_registers;
+    std::optional<settings::tcSettingsTable> m_settings;
     int m_sensorType;
     Varnox::tcPipeline m_pipeline;
     Varnox::tcRegisterFile& m_registerFile;

@@ -4,6 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "apps/camhost/bash_completion.h"
+#include "apps/camhost/commands.h"
+
 namespace camhost {
 
 namespace {
@@ -26,15 +29,19 @@ constexpr const char* kFooter =
     "  130  interrupted\n"
     "\n"
     "Example:\n"
-    "  camhost --plugin sensor_board_3u5mgxs.so --spi /dev/spidev1.0 -c init -c \"exposure 20000\"";
+    "  camhost -c init -c \"exposure 20000\"\n"
+    "  camhost --plugin sensor_board_3u5mgxs.so --spi /dev/spidev1.0 -c init";
 
 void addOptions(CLI::App& app, tsOptions& options) {
-    app.add_option("--plugin", options.plugin, "Shared library of the sensor board")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--spi", options.spi, "SPI device of the sensor")
-        ->required()
+    app.add_option("--plugin", options.plugin,
+                   "Shared library of the sensor board; default: the installed one, if there is "
+                   "one only")
+        ->type_name("PLUGIN");
+    app.add_option("--spi", options.spi,
+                   "SPI device of the sensor; default: the usual one of the plug-in's boards")
         ->type_name("DEVICE");
+    app.add_flag("--list", options.list,
+                 "List installed plug-ins, SPI devices and named GPIO lines, and end");
     app.add_option("--workdir", options.workdir,
                    "Folder with the settings files that the board reads")
         ->type_name("FOLDER");
@@ -57,7 +64,20 @@ void addOptions(CLI::App& app, tsOptions& options) {
                    "is given. With commands or a script: after them")
         ->type_name("[ADDRESS:]PORT");
     app.add_flag("--keep-going", options.keepGoing, "Go on after a command that failed");
-    app.add_flag("--echo", options.echo, "Print every command before its reply");
+    CLI::Option* const echo =
+        app.add_flag("--echo", options.echo, "Print every command before its reply");
+    app.add_flag("--json", options.json,
+                 "Answer every command with one JSON object on a line. The board's output goes to "
+                 "standard error, unless --board-output names a file")
+        ->excludes(echo);
+    app.add_flag_callback(
+           "--print-completion",
+           [&app] {
+               std::cout << bashCompletion(app, makeCommandTable());
+               throw CLI::Success();
+           },
+           "Print the completion of this command line for bash, and end")
+        ->trigger_on_parse();
 }
 
 } // namespace

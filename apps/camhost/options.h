@@ -12,14 +12,16 @@ namespace camhost {
 
 /// What the command line asks for.
 struct tsOptions {
-    std::string plugin;
-    std::string spi;
+    std::string plugin;  ///< empty: the only one that is installed
+    std::string spi;     ///< empty: what the plug-in's table tells
+    bool list = false;   ///< tell what there is, and nothing else
     std::string workdir; ///< empty: where the program was started
     std::string log;     ///< file for the board's log; "-": standard error; empty: standard output
     std::vector<std::string> commands;
     std::string script; ///< empty: none; "-": standard input
     bool keepGoing = false;
     bool echo = false;
+    bool json = false; ///< replies as JSON objects, nothing else on standard output
     bool interactive = false;
     std::string listen; ///< [ADDRESS:]PORT; empty: no line server
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <optional>
 
 #include <unistd.h>
@@ -14,10 +15,15 @@
 #include "apps/camhost/head.h"
 #include "apps/camhost/interrupt.h"
 #include "apps/camhost/line_server.h"
+#include "apps/camhost/listing.h"
 #include "apps/camhost/output.h"
 #include "apps/camhost/plugin.h"
+#include "apps/camhost/plugin_search.h"
 #include "apps/camhost/runner.h"
 #include "apps/failures/failure_table.h"
+#include "apps/registers/register_table.h"
+#include "apps/settings/settings_table.h"
+#include "apps/tables/beside.h"
 
 namespace camhost {
 
@@ -79,36 +85,76 @@ teExit carryOut(const tsOptions& options, const std::string& script, tcExecutor&
     return runner.status();
 }
 
-/// A board without a table, or with one that cannot be read, works as well; its failures stay
-/// numbers.
-void readFailures(const tcPlugin& plugin, tcHead& head, tcOutput& output) {
-    const std::optional<std::string> file = failures::tableBeside(plugin.path());
+/// Reads a table that lies beside the plug-in. A board without one, or with one that cannot be
+/// read, works as well. \param lost what is not to be had then, for the warning
+template<typename Table>
+void readTable(const std::optional<std::string>& file, const char* lost, tcOutput& output,
+               const std::function<void(Table)>& use) {
     if (!file)
         return;
     try {
-        head.knowFailures(failures::tcFailureTable(*file));
+        use(Table(*file));
     } catch (const std::exception& error) {
-        output.error(std::string("camhost: warning: ") + error.what() +
-                     ". Failures will not be explained; install the plug-in's package again.");
+        output.error(std::string("camhost: warning: ") + error.what() + ". " + lost +
+                     "; install the plug-in's package again.");
     }
 }
 
+void readTables(const tcPlugin& plugin, tcHead& head, tcOutput& output) {
+    readTable<failures::tcFailureTable>(failures::tableBeside(plugin.path()),
+                                        "Failures will not be explained", output,
+                                        [&](auto table) { head.knowFailures(std::move(table)); });
+    readTable<registers::tcRegisterTable>(
+        tables::beside(plugin.path(), "registers"), "Registers will have no names", output,
+        [&](auto table) { head.knowRegisters(std::move(table)); });
+    readTable<settings::tcSettingsTable>(tables::beside(plugin.path(), "settings"),
+                                         "\"help\" will not tell what the board takes", output,
+                                         [&](auto table) { head.knowSettings(std::move(table)); });
+}
+
+std::string usualDevice(const tcPlugin& plugin) {
+    const std::string hint = ". Give the sensor's SPI device with --spi.";
+    const auto file = tables::beside(plugin.path(), "settings");
+    if (!file)
+        throw tcFatalError(teExit::eUsage, "no SPI device is given, and beside " + plugin.path() +
+                                               " there is no table that tells the usual one" +
+                                               hint);
+    try {
+        return settings::tcSettingsTable(*file).device();
+    } catch (const std::exception& error) {
+        throw tcFatalError(teExit::eUsage,
+                           std::string("no SPI device is given, and ") + error.what() + hint);
+    }
+}
+
+teExit list(bool json, tcOutput& output) {
+    const tsListing listing = listMachine();
+    output.reply(json ? listing.facts.dump(-1, ' ', false, tmFacts::error_handler_t::replace)
+                      : listing.text);
+    return teExit::eSuccess;
+}
+
 teExit drive(const tsOptions& options, tcOutput& output) {
+    if (options.list)
+        return list(options.json, output);
     const std::string script = fromHere(options.script);
-    if (!options.log.empty())
-        output.sendLogTo(options.log);
-    const tcPlugin plugin(fromHere(options.plugin));
+    if (options.json || !options.log.empty())
+        output.sendLogTo(options.log.empty() ? "-" : options.log);
+    const tcPlugin plugin(options.plugin.empty() ? onlyPlugin() : fromHere(options.plugin));
+    const std::string spi = options.spi.empty() ? usualDevice(plugin) : options.spi;
     enterWorkdir(options.workdir);
     for (const std::string& warning : trustWarnings(plugin.path(), script))
         output.error("camhost: warning: " + warning);
     tcInterrupt::install();
 
     tcHead head(
-        plugin.sensorType(), [&] { return plugin.makeBoard(options.spi); }, output);
-    readFailures(plugin, head, output);
+        plugin.sensorType(), [&] { return plugin.makeBoard(spi); }, output);
+    readTables(plugin, head, output);
     output.log(servedText(plugin, head));
     const tcCommandTable table = makeCommandTable();
     tcExecutor executor(head, table, output);
+    if (options.json)
+        executor.answerInJson();
     return carryOut(options, script, executor, output);
 }
 

@@ -10,6 +10,15 @@
 
 namespace camhost {
 
+namespace {
+
+/// \return that a command failed whose reply tells why
+std::string failedText(const std::string& line) {
+    return "\"" + line + "\" failed; its reply tells more";
+}
+
+} // namespace
+
 void tcRunner::fail(teExit status, const std::string& place, const std::string& text) {
     m_status.failed(status);
     m_output.error("camhost: " + place + ": " + text);
@@ -19,11 +28,10 @@ bool tcRunner::runLine(const std::string& line, const std::string& place) {
     if (m_echo && line.find_first_not_of(" \t\r") != std::string::npos)
         m_output.reply("> " + line);
     const tsReply reply = m_executor.execute(line);
-    if (reply.ok()) {
+    if (reply.ok() || reply.json)
         m_output.reply(reply.text);
-    } else {
-        fail(reply.status, place, reply.text);
-    }
+    if (!reply.ok())
+        fail(reply.status, place, reply.json ? failedText(line) : reply.text);
     if (tcInterrupt::requested()) {
         if (reply.status != teExit::eInterrupted)
             fail(teExit::eInterrupted, place, "interrupted; nothing more is carried out");

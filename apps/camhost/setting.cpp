@@ -15,6 +15,14 @@ std::string valueText(const tsSetting& setting, int value) {
     return nameOf(setting.choices, value) + setting.unit;
 }
 
+/// Keeps a value among the facts: by its name where it has one, with its unit.
+void tellValue(const tsSetting& setting, tcCall& call, const char* member, int value) {
+    const std::string name = nameOf(setting.choices, value);
+    call.facts()[member] = name == std::to_string(value) ? tmFacts(value) : tmFacts(name);
+    if (!setting.unit.empty())
+        call.facts()["unit"] = trimmed(setting.unit);
+}
+
 /// \return what the board tells; nothing where it does not
 std::optional<int> told(const tsSetting& setting, tcCall& call) {
     int value = 0;
@@ -31,22 +39,38 @@ std::string toldText(const tsSetting& setting, tcCall& call) {
 
 std::string ask(const tsSetting& setting, tcCall& call) {
     const std::optional<int> taken = call.head().remembered(setting.name);
-    if (taken && (setting.remember || !setting.get))
+    call.facts()["value"] = nullptr;
+    if (taken && (setting.remember || !setting.get)) {
+        tellValue(setting, call, "value", *taken);
+        call.facts()["told_by"] = "host";
         return setting.name + " " + valueText(setting, *taken) + " (as it was set; " +
                toldText(setting, call) + ")";
+    }
     if (!setting.get)
         return setting.name + " is not known: the board does not tell, and it was not set here";
     int value = 0;
     requireSuccess(setting.name, setting.get(call.board(), value));
+    tellValue(setting, call, "value", value);
+    call.facts()["told_by"] = "board";
     return setting.name + " " + valueText(setting, value);
 }
 
 /// \return what was applied, with the bound that limited it
 std::string appliedText(const tsSetting& setting, tcCall& call, int asked, int applied) {
+    tellValue(setting, call, "applied", applied);
     const std::string bound =
         setting.bound && applied != asked ? setting.bound(call.board(), asked, applied) : "";
-    return ", applied " + valueText(setting, applied) +
-           (bound.empty() ? "" : ", limited by " + bound);
+    const std::string text = "applied " + valueText(setting, applied);
+    if (bound.empty())
+        return text;
+    call.facts()["limited_by"] = bound;
+    return text + ", limited by " + bound;
+}
+
+/// \return that a value was taken whose effect the board does not tell
+std::string takenText(const tsSetting& setting, tcCall& call) {
+    call.facts()["applied"] = nullptr;
+    return "taken; " + toldText(setting, call);
 }
 
 /// A setting as it was before a change, and as it is after it.
@@ -77,41 +101,67 @@ std::vector<tsChange> movedCompanions(const tsSetting& setting, tcCall& call,
     return moved;
 }
 
+/// What the board answered to a change.
+struct tsOutcome {
+    int result = 0;
+    std::optional<int> before; ///< what it told
+    std::optional<int> now;
+    std::vector<tsChange> moved; ///< along with the setting
+};
+
+tsOutcome makeChange(const tsSetting& setting, tcCall& call, int asked) {
+    tsOutcome outcome;
+    outcome.before = told(setting, call);
+    const std::vector<int> companions = companionValues(setting, call);
+    outcome.result = call.told(setting.set(call.board(), asked));
+    outcome.now = told(setting, call);
+    outcome.moved = movedCompanions(setting, call, companions);
+    return outcome;
+}
+
 /// \return what holds after a refusal, and the commands that bring back what held before it
-std::string stillText(const tsSetting& setting, std::optional<int> before, std::optional<int> now,
-                      const std::vector<tsChange>& moved) {
-    if (!now)
+std::string stillText(const tsSetting& setting, tcCall& call, const tsOutcome& outcome) {
+    if (!outcome.now)
         return {};
-    std::string text = setting.name + " is " + valueText(setting, *now);
-    std::vector<tsChange> changes = moved;
-    if (before && *before != *now) {
+    tellValue(setting, call, "value", *outcome.now);
+    std::string text = setting.name + " is " + valueText(setting, *outcome.now);
+    std::vector<tsChange> changes = outcome.moved;
+    if (outcome.before && *outcome.before != *outcome.now) {
         text += " now";
-        changes.insert(changes.begin(), {setting.name, nameOf(setting.choices, *before), ""});
+        changes.insert(changes.begin(),
+                       {setting.name, nameOf(setting.choices, *outcome.before), ""});
     }
     std::string back;
+    tmFacts commands = tmFacts::array();
     for (const tsChange& change : changes) {
         if (!change.after.empty())
             text += ", " + change.name + " is " + change.after + " now";
+        commands.push_back(change.name + " " + change.before);
         back += (back.empty() ? "\"" : ", then \"") + change.name + " " + change.before + "\"";
     }
+    call.facts()["as_before_with"] = commands;
     return text + (back.empty() ? "" : "; as before with " + back);
 }
 
 std::string change(const tsSetting& setting, tcCall& call, int asked) {
-    const std::optional<int> before = told(setting, call);
-    const std::vector<int> companions = companionValues(setting, call);
-    const int result = setting.set(call.board(), asked);
-    const std::optional<int> now = told(setting, call);
-    requireSuccess(setting.name + " " + valueText(setting, asked), result,
-                   stillText(setting, before, now, movedCompanions(setting, call, companions)));
+    tellValue(setting, call, "asked", asked);
+    const tsOutcome outcome = makeChange(setting, call, asked);
+    if (outcome.result != Varnox::eSuccess)
+        requireSuccess(setting.name + " " + valueText(setting, asked), outcome.result,
+                       stillText(setting, call, outcome));
     call.head().remember(setting.name, asked);
-    const bool readBack = now && !setting.remember;
-    const std::string warning =
-        readBack && setting.warning ? setting.warning(call.board(), asked, *now) : "";
-    return setting.name + ": asked " + valueText(setting, asked) +
-           (readBack ? appliedText(setting, call, asked, *now)
-                     : ", taken; " + toldText(setting, call)) +
-           " (" + resultText(result) + ")" + (warning.empty() ? "" : "; warning: " + warning);
+    const std::string taken =
+        setting.name + ": asked " + valueText(setting, asked) + ", " +
+        (outcome.now && !setting.remember ? appliedText(setting, call, asked, *outcome.now)
+                                          : takenText(setting, call)) +
+        " (" + resultText(outcome.result) + ")";
+    const std::string warning = outcome.now && !setting.remember && setting.warning
+                                    ? setting.warning(call.board(), asked, *outcome.now)
+                                    : "";
+    if (warning.empty())
+        return taken;
+    call.facts()["warning"] = warning;
+    return taken + "; warning: " + warning;
 }
 
 std::string run(const tsSetting& setting, tcCall& call, tcArguments& arguments) {
@@ -164,6 +214,8 @@ tsCommand settingCommand(tsSetting settingToServe) {
     command.choices = [setting](tcCall&, std::size_t index) {
         return choiceNames(*setting, index);
     };
+    if (setting->now)
+        command.now = [setting](tcCall& call) { return setting->now(call.board()); };
     if (setting->order >= 0) {
         command.saved = [setting](tcCall& call) { return savedLine(*setting, call); };
         command.order = setting->order;

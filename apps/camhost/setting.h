@@ -43,6 +43,8 @@ struct tsSetting {
     /// is
     ///         wrong with it; empty function: the same
     Bound warning;
+    /// \return a sentence for its help, of the bounds that hold now; empty function: none
+    std::function<std::string(Varnox::tcSensorBoard&)> now;
     /// Settings that the board changes along with this one, also when it refuses the value.
     std::vector<tsCompanion> companions;
     /// What the board took counts, not what it tells: its answer may be a constant.

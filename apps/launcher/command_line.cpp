@@ -49,6 +49,8 @@ void declare(CLI::App& app, tsArguments& arguments) {
     }
     record->excludes(replay);
     app.add_flag("--print-registers", arguments.printRegisters, "print the register reference");
+    app.add_flag("--print-register-table", arguments.printRegisterTable,
+                 "print the same registers as JSON");
     app.add_flag("--print-rules", arguments.printRules, "print the rules of the head");
     app.add_flag("--print-scenario-keys", arguments.printScenarioKeys,
                  "print the keys of a scenario");

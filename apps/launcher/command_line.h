@@ -24,6 +24,7 @@ struct tsArguments {
     std::string replay;
     bool hardware = false;
     bool printRegisters = false;
+    bool printRegisterTable = false;
     bool printRules = false;
     bool printScenarioKeys = false;
     std::vector<std::string> program; ///< with its arguments

@@ -61,17 +61,17 @@ TEST(BoardTalk, ForgetsTheLinkWhenALaterCommandSpeaksOfItAnew) {
     EXPECT_THAT(talk.link(), ElementsAre("DPA Lock: 1", "DPA Lock: 3"));
 }
 
-TEST(BoardTalk, KeepsTheLastThirtyTwoLinesAndNoEndlessOne) {
+TEST(BoardTalk, KeepsTheLast512LinesAndNoEndlessOne) {
     std::ostringstream stream;
     const tcBoardTalk talk(stream);
-    for (int i = 1; i <= 33; ++i)
+    for (int i = 100; i <= 612; ++i)
         stream << "lock " << i << '\n';
-    ASSERT_EQ(talk.link().size(), 32U);
-    EXPECT_EQ(talk.link().front(), "lock 2");
-    EXPECT_EQ(talk.link().back(), "lock 33");
+    ASSERT_EQ(talk.link().size(), 512U);
+    EXPECT_EQ(talk.link().front(), "lock 101");
+    EXPECT_EQ(talk.link().back(), "lock 612");
     stream << "lock " << std::string(5000, 'x') << '\n';
     EXPECT_EQ(talk.link().back().size(), 4096U);
-    EXPECT_EQ(stream.str().size(), 9U * 7U + 24U * 8U + 5006U);
+    EXPECT_EQ(stream.str().size(), 513U * 9U + 5006U);
 }
 
 TEST(BoardTalk, HearsSeveralThreads) {
@@ -88,7 +88,7 @@ TEST(BoardTalk, HearsSeveralThreads) {
     print();
     other.join();
     EXPECT_EQ(stream.str().size(), 16000U);
-    EXPECT_THAT(talk.link(), AllOf(SizeIs(32), Each("Lock: 5")));
+    EXPECT_THAT(talk.link(), AllOf(SizeIs(512), Each("Lock: 5")));
 }
 
 TEST(Lanes, AreTheBitsOfAMask) {
@@ -105,4 +105,27 @@ TEST(Lanes, AreNotReadOutOfOtherLines) {
     EXPECT_EQ(lanesOf("locked"), std::nullopt);
     EXPECT_EQ(lanesOf("Lock: 1ffffffff"), std::nullopt);
     EXPECT_EQ(lanesOf("Lock:"), std::nullopt);
+}
+
+TEST(Lanes, TheBestOfEachAttemptCounts) {
+    EXPECT_THAT(camhost::lanesByAttempt({"DPA Lock: 0 tries: 0", "DPA Lock: 7 tries: 1",
+                                         "DPA Lock: 5 tries: 2", "DPA Lock: 5",
+                                         "DPA Lock: 0 tries: 0", "DPA Lock: 3 tries: 1",
+                                         "DPA Lock: 3", "Status: Locked 1", "DPA Lock:\t0x0"}),
+                ElementsAre(ElementsAre(0, 1, 2), ElementsAre(0, 1)));
+    EXPECT_THAT(camhost::lanesByAttempt({"DPA Lock: 6 tries: 9", "DPA Lock: 9 tries: 9"}),
+                ElementsAre(ElementsAre(1, 2), ElementsAre(0, 3)))
+        << "a count that stands is a new one";
+    EXPECT_THAT(camhost::lanesByAttempt({"Lock: 3", "Lock: 5"}), ElementsAre(ElementsAre(0, 1)))
+        << "of two as good the first";
+    EXPECT_THAT(camhost::lanesByAttempt({"Lock: 0"}), ElementsAre(IsEmpty()));
+    EXPECT_THAT(camhost::lanesByAttempt({"Status: Locked 1", "DPA Lock: 3 tries: x1"}),
+                ElementsAre(ElementsAre(0, 1)));
+    EXPECT_THAT(camhost::lanesByAttempt({}), IsEmpty());
+}
+
+TEST(Lanes, TheBestAttemptHasMostOfThem) {
+    EXPECT_THAT(camhost::mostLanes({{0}, {1, 2}, {3, 4}}), Optional(ElementsAre(1, 2)));
+    EXPECT_THAT(camhost::mostLanes({{}}), Optional(IsEmpty()));
+    EXPECT_EQ(camhost::mostLanes({}), std::nullopt);
 }

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -10,6 +11,7 @@
 
 #include "apps/camhost/executor.h"
 #include "apps/camhost/plugin.h"
+#include "apps/tables/beside.h"
 #include "sim/virtual_head.h"
 #include "tests/apps/process.h"
 
@@ -70,12 +72,18 @@ protected:
         testing::internal::CaptureStdout();
         session.emplace(
             plugin.sensorType(), [&] { return plugin.makeBoard("/dev/spidev1.0"); }, output);
+        session->knowRegisters(
+            registers::tcRegisterTable(tables::beside(plugin.path(), "registers").value()));
+        session->knowSettings(
+            settings::tcSettingsTable(tables::beside(plugin.path(), "settings").value()));
         executor.emplace(*session, table, output);
     }
     ~DocumentationTest() override {
         executor.reset();
         session.reset();
-        testing::internal::GetCapturedStdout();
+        const std::string printed = testing::internal::GetCapturedStdout();
+        if (HasFailure())
+            std::cout << printed; // the failures are in it
         std::filesystem::current_path("/");
     }
 
@@ -151,14 +159,23 @@ TEST(ManualPage, NamesEveryOptionAndEveryExitStatus) {
         EXPECT_THAT(page, HasSubstr(std::string(".IP ") + status + " ")) << status;
 }
 
-TEST(Completion, KnowsEveryOption) {
-    const tsFinished help = runCamhost({"--help"});
+TEST(Completion, IsWhatTheProgramPrints) {
+    const tsFinished printed = runCamhost({"--print-completion"});
+    EXPECT_EQ(printed.status, 0);
+    EXPECT_EQ(printed.err, "");
+    EXPECT_EQ(printed.out, textOf(CAMHOST_SOURCES "/camhost.bash"));
+}
+
+TEST(Completion, KnowsEveryOptionAndEveryCommand) {
     const std::string script = textOf(CAMHOST_SOURCES "/camhost.bash");
+    const tsFinished help = runCamhost({"--help"});
     std::smatch match;
     std::string rest = help.out;
     for (const std::regex option("--[a-z-]+"); std::regex_search(rest, match, option);
          rest = match.suffix())
         EXPECT_THAT(script, HasSubstr(match.str()));
+    for (const char* const command : {"init", "roi", "registers", "diff", "exit"})
+        EXPECT_THAT(script, testing::ContainsRegex(std::string("[ \"]") + command + "[ \"\n]"));
 }
 
 TEST(Completion, CompletesInTheShell) {
@@ -169,7 +186,9 @@ TEST(Completion, CompletesInTheShell) {
                                    "echo \"${COMPREPLY[@]}\"";
         return run({"bash", "-c", script}).out;
     };
-    EXPECT_EQ(completed("", "--l"), "--listen\n");
+    EXPECT_EQ(completed("", "--li"), "--list --listen\n");
+    EXPECT_EQ(completed("", "--j"), "--json\n");
+    EXPECT_EQ(completed("--command", "regi"), "regions region registers\n");
     EXPECT_EQ(completed("", "--b"), "--board-output\n");
     EXPECT_EQ(completed("-c", "expo"), "exposure\n");
     EXPECT_EQ(completed("--spi", "/dev/nul"), "/dev/null\n");

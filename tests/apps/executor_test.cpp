@@ -106,6 +106,9 @@ TEST_F(ExecutorTest, CompletesArguments) {
     EXPECT_THAT(executor->completions("regfile read exp"), ElementsAre("exposure"));
     EXPECT_THAT(executor->completions("help FAKE"), ElementsAre("FAKE", "FAKE2"));
     EXPECT_THAT(executor->completions("wait "), IsEmpty());
+    EXPECT_THAT(executor->completions("wait 5 -"), ElementsAre("--json"));
+    EXPECT_THAT(executor->completions("trigger --j"), ElementsAre("--json"));
+    EXPECT_THAT(executor->completions("--j"), IsEmpty());
     EXPECT_THAT(executor->completions("save \"open"), IsEmpty());
 }
 

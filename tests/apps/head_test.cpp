@@ -129,21 +129,26 @@ TEST(Head, ExplainsAFailureByAllThatTheBoardSaid) {
                 return std::make_unique<tcFakeBoard>("x");
             },
             output);
-        EXPECT_EQ(head.explanation(-2), "") << "without a table";
+        EXPECT_FALSE(head.explanation(-2)) << "without a table";
         head.beginCommand();
         std::cout << "out: 1\n";
         std::cerr << "err: 2\n";
         EXPECT_EQ(head.board().start(), 0); // a status line: "[0] Starting capture..."
         const std::string rest = "\n  likely: c\n  measure: m";
-        EXPECT_EQ(teach(head, "^made: (.*)$").explanation(-2), "\n  no line" + rest);
-        EXPECT_EQ(teach(head, "^out: (.*)$").explanation(-2), "\n  1" + rest);
-        EXPECT_EQ(teach(head, "^err: (.*)$").explanation(-2), "\n  2" + rest);
-        EXPECT_EQ(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2), "\n  Starting" + rest);
+        EXPECT_EQ(failures::textOf(teach(head, "^made: (.*)$").explanation(-2).value()),
+                  "  no line" + rest);
+        EXPECT_EQ(failures::textOf(teach(head, "^out: (.*)$").explanation(-2).value()),
+                  "  1" + rest);
+        EXPECT_EQ(failures::textOf(teach(head, "^err: (.*)$").explanation(-2).value()),
+                  "  2" + rest);
+        EXPECT_EQ(failures::textOf(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2).value()),
+                  "  Starting" + rest);
         head.beginCommand();
-        EXPECT_EQ(teach(head, "^made: (.*)$").explanation(-2), "\n  no line" + rest);
-        EXPECT_EQ(teach(head, "^out: (.*)$").explanation(-2), "");
-        EXPECT_EQ(teach(head, "^err: (.*)$").explanation(-2), "");
-        EXPECT_EQ(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2), "");
+        EXPECT_EQ(failures::textOf(teach(head, "^made: (.*)$").explanation(-2).value()),
+                  "  no line" + rest);
+        EXPECT_FALSE(teach(head, "^out: (.*)$").explanation(-2));
+        EXPECT_FALSE(teach(head, "^err: (.*)$").explanation(-2));
+        EXPECT_FALSE(teach(head, "^\\\\[0\\\\] (Starting) ").explanation(-2));
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "made: no line\nerr: 2\n");
     testing::internal::GetCapturedStdout();

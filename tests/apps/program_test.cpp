@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +21,43 @@ std::vector<std::string> onFakePlugin(std::vector<std::string> arguments,
     arguments.insert(arguments.begin(), {"--plugin", FAKE_PLUGIN, "--spi", device});
     return arguments;
 }
+
+/// The program as it is when it is installed: in a folder of its own, with its libraries.
+class InstalledProgram : public testing::Test {
+protected:
+    InstalledProgram() {
+        namespace fs = std::filesystem;
+        const fs::path built = fs::path(CAMHOST_PROGRAM).parent_path().parent_path();
+        fs::create_directory(prefix() / "bin");
+        fs::create_directories(lib);
+        fs::copy(CAMHOST_PROGRAM, prefix() / "bin" / "camhost");
+        for (const auto& entry : fs::directory_iterator(built / "lib")) {
+            if (entry.path().filename().string().starts_with("libvarnox.so"))
+                fs::copy(entry.path(), prefix() / "lib");
+        }
+    }
+
+    void addPlugin(const std::string& name) {
+        std::filesystem::copy(FAKE_PLUGIN, lib / (name + ".so"));
+    }
+
+    [[nodiscard]] std::filesystem::path prefix() const {
+        return std::filesystem::canonical(m_folder.path());
+    }
+
+    tsFinished start(const std::vector<std::string>& arguments) {
+        std::vector<std::string> command = camhostCommand(arguments);
+        std::replace(command.begin(), command.end(), std::string(CAMHOST_PROGRAM),
+                     (prefix() / "bin" / "camhost").string());
+        return run(command);
+    }
+
+private:
+    tcFolder m_folder;
+
+protected:
+    const std::filesystem::path lib = prefix() / CAMHOST_PLUGIN_DIRECTORY;
+};
 
 const std::string kServed =
     std::string("camhost: ") + FAKE_PLUGIN + " serves sensor type 42; keywords: CLKS FAKE FAKE2\n";
@@ -63,12 +101,119 @@ TEST(Program, SendsTheLogToStandardError) {
     EXPECT_THAT(run.err, StartsWith(kServed));
 }
 
+TEST(Program, InJsonPrintsAnObjectForEachCommandAndNothingElse) {
+    const tsFinished run =
+        runCamhost(onFakePlugin({"--json", "--keep-going", "-c", "init", "-c", "snap", "-c",
+                                 "# nothing", "-c", "watch 1 0x50", "-c", "pins"}));
+    EXPECT_EQ(run.status, 6);
+    EXPECT_EQ(
+        run.out,
+        "{\"command\":\"init\",\"ok\":true,\"status\":0,\"reply\":[\"init: result 0: "
+        "success\"],\"result\":0}\n"
+        "{\"command\":\"snap\",\"ok\":false,\"status\":6,\"error\":[\"snap failed, result 7: not "
+        "supported by this board; leave it out: the board has nothing of the "
+        "kind\"],\"result\":7}\n"
+        "{\"command\":\"watch 1 0x50\",\"ok\":true,\"status\":0,\"reply\":[\"watch: 0 changes in 1 "
+        "ms\"],\"lines\":[\"[    0.000 s] 0x00050: nothing\"],\"changes\":0,\"milliseconds\":1}\n"
+        "{\"command\":\"pins\",\"ok\":true,\"status\":0,\"reply\":[\"pins 2\"],\"pins\":2}\n");
+    EXPECT_THAT(run.err, StartsWith(kServed + "[6] Fake head powers up on x\n"));
+    EXPECT_THAT(run.err,
+                HasSubstr("\ncamhost: command line: \"snap\" failed; its reply tells more\n"));
+}
+
+TEST(Program, InJsonTheBoardsOutputGoesToAFileWhereOneIsNamed) {
+    const tcFolder folder;
+    const tsFinished run = runCamhost(
+        onFakePlugin({"--json", "--board-output", folder.path() + "/log", "-c", "pins"}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "{\"command\":\"pins\",\"ok\":true,\"status\":0,\"reply\":[\"pins "
+                       "2\"],\"pins\":2}\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(folder.read("log"), StartsWith(kServed));
+}
+
+TEST(Program, EchoesNothingBetweenJsonObjects) {
+    const tsFinished run = runCamhost(onFakePlugin({"--json", "--echo", "-c", "pins"}));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, HasSubstr("--echo excludes --json"));
+}
+
 TEST(Program, EndsWithTwoWhenTheCommandLineIsNotUnderstood) {
-    EXPECT_EQ(runCamhost({}).status, 2);
-    EXPECT_EQ(runCamhost({"--plugin", FAKE_PLUGIN}).status, 2);
     EXPECT_EQ(runCamhost(onFakePlugin({"--nonsense"})).status, 2);
     EXPECT_EQ(runCamhost(onFakePlugin({"one script", "and another"})).status, 2);
-    EXPECT_THAT(runCamhost({"--plugin", FAKE_PLUGIN}).err, HasSubstr("--spi is required"));
+}
+
+TEST(Program, EndsWithTwoWhenNobodyTellsTheDevice) {
+    const tsFinished run = runCamhost({"--plugin", FAKE_PLUGIN});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "camhost: no SPI device is given, and beside " FAKE_PLUGIN
+                       " there is no table that tells the usual one. Give the sensor's SPI device "
+                       "with --spi.\n");
+}
+
+TEST_F(InstalledProgram, TakesTheOnlyPluginAndItsUsualDevice) {
+    addPlugin("one");
+    std::ofstream(lib / "one.settings.json")
+        << R"({"format": 1, "device": "of the table", "not_supported": [], "reads_only": [], "takes": {}})";
+    const tsFinished finished = start({"-c", "init"});
+    EXPECT_EQ(finished.err, "");
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_THAT(finished.out, StartsWith("camhost: " + (lib / "one.so").string() +
+                                         " serves sensor type 42; keywords: CLKS FAKE FAKE2\n"
+                                         "[6] Fake head powers up on of the table\n"));
+    EXPECT_THAT(start({"--spi", "given", "-c", "init"}).out,
+                HasSubstr("Fake head powers up on given\n"));
+}
+
+TEST_F(InstalledProgram, AsksForADeviceWhereTheTableCannotBeRead) {
+    addPlugin("one");
+    std::ofstream(lib / "one.settings.json") << "{";
+    const tsFinished finished = start({"-c", "init"});
+    EXPECT_EQ(finished.status, 2);
+    EXPECT_THAT(finished.err,
+                StartsWith("camhost: no SPI device is given, and " +
+                           (lib / "one.settings.json").string() + " is no table of settings: "));
+    EXPECT_THAT(finished.err, EndsWith(". Give the sensor's SPI device with --spi.\n"));
+}
+
+TEST_F(InstalledProgram, WithoutAPluginSaysWhereItLooked) {
+    const tsFinished finished = start({"-c", "init"});
+    EXPECT_EQ(finished.status, 3);
+    EXPECT_EQ(finished.err, "camhost: no plug-in is installed: none in " + lib.string() + ", " +
+                                (prefix() / "lib").string() +
+                                ". Give the plug-in's file with --plugin.\n");
+}
+
+TEST_F(InstalledProgram, OfSeveralPluginsItTakesNone) {
+    addPlugin("b");
+    addPlugin("a");
+    const tsFinished finished = start({"-c", "init"});
+    EXPECT_EQ(finished.status, 3);
+    EXPECT_EQ(finished.err, "camhost: several plug-ins are installed: " + (lib / "a.so").string() +
+                                ", " + (lib / "b.so").string() + ". Choose one with --plugin.\n");
+}
+
+TEST_F(InstalledProgram, ListsPluginsGoodAndBad) {
+    addPlugin("b");
+    std::ofstream(lib / "a.so") << "no library";
+    std::ofstream(lib / "b.settings.json")
+        << R"({"format": 1, "device": "/dev/spidev0.0", "not_supported": [], "reads_only": [], "takes": {}})";
+    const tsFinished finished = start({"--list"});
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(finished.err, "");
+    EXPECT_THAT(finished.out, StartsWith("Plug-ins:\n  " + (lib / "a.so").string() + ": plug-in " +
+                                         (lib / "a.so").string() + " not loaded: "));
+    EXPECT_THAT(finished.out,
+                HasSubstr("\n  " + (lib / "b.so").string() +
+                          ", sensor type 42, usual device /dev/spidev0.0\nSPI devices:\n  "));
+    const tsFinished json = start({"--list", "--json"});
+    EXPECT_THAT(json.out, StartsWith(R"({"plugins":[{"file":")" + (lib / "a.so").string() +
+                                     R"(","error":"plug-in )"));
+    EXPECT_THAT(json.out,
+                HasSubstr(R"({"file":")" + (lib / "b.so").string() +
+                          R"(","sensor_type":42,"device":"/dev/spidev0.0"}],"spi_devices":[)"));
 }
 
 TEST(Program, EndsWithTwoWhenTheWorkingDirectoryIsMissing) {

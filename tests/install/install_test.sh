@@ -35,7 +35,7 @@ for component in plugin runtime sdk head headsdk tools; do
     sed -n "s|^-- Installing: $root/||p; s|^-- Up-to-date: $root/||p" "$folder/$component.log" >"$folder/$component"
 done
 library_folder=$(dirname "$(grep 'libvarnox\.so\.0$' "$folder/runtime")")
-plugin_files=$(printf "$library_folder/varnox/sensor_board_3u5mgxs%s\n" .failures.json .so)
+plugin_files=$(printf "$library_folder/varnox/sensor_board_3u5mgxs%s\n" .failures.json .registers.json .settings.json .so)
 [ "$(grep -v '^lib/udev/' "$folder/plugin" | sort)" = "$plugin_files" ] || fail "plug-in: $(cat "$folder/plugin")"
 grep -qxF lib/udev/rules.d/60-camera-head.rules "$folder/plugin" || fail "the plug-in lacks its rules for udev"
 [ "$(sort "$folder/runtime")" = "$(printf "$library_folder/%s\n" libpellum.so.0 "libpellum.so.$version" \

@@ -22,6 +22,20 @@ TEST(Documents, RegistersAreThoseOfTheTables) {
     EXPECT_EQ(document("registers.md"), sim::registersMarkdown());
 }
 
+TEST(Documents, TheTableOfRegistersIsThatOfTheTables) {
+    EXPECT_EQ(document("../plugin/sensor_board_3u5mgxs.registers.json"), sim::registersJson());
+    const std::string text = sim::registersJson();
+    EXPECT_THAT(text,
+                testing::HasSubstr(
+                    R"({"name": "clock_range", "address": "0x0D8", "low_bit": 0, "bits": 22, )"));
+    EXPECT_THAT(text,
+                testing::HasSubstr(
+                    R"({"name": "area7_col_end", "address": "0x0A3", "low_bit": 12, "bits": 9, )"));
+    EXPECT_THAT(text,
+                testing::HasSubstr(
+                    R"({"name": "core_caps", "offset": "0x208", "low_bit": 0, "bits": 32, )"));
+}
+
 TEST(Documents, ChecksAreTheRules) {
     EXPECT_EQ(document("checks.md"), sim::rulesMarkdown());
 }
