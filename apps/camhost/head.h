@@ -40,7 +40,8 @@ struct tsOrigin {
 class tcHead {
 public:
     /// \param sensorType what the plug-in says it serves
-    /// \param makeBoard  makes a fresh board of the plug-in; what it throws is passed on
+    /// \param makeBoard  makes a fresh board of the plug-in, for as long as the head lives; what it
+    ///                   throws is passed on
     /// \param output     where status lines go; outlives the head
     tcHead(int sensorType, std::function<std::unique_ptr<Varnox::tcSensorBoard>()> makeBoard,
            tcOutput& output);
