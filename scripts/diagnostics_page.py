@@ -29,6 +29,7 @@ Find the line that you have on standard error, or the result, then read on to th
 - **Standard output**: its error lines (`[4]`), and lines that tell something. `\\t` is a tab. Lines that
   repeat stand here once; progress is left out.
 - **Standard error**: all of it but for camhost's own last lines.
+- **Cause**, **What to measure**: words in braces are filled in, as `{path}` of a device file.
 - **Fault**: a file of `data/scenarios/`, or the lines of a section `[Fault NAME]` of one, or of the section that they
   begin with ([scenarios.md](scenarios.md)).
 

@@ -32,7 +32,7 @@ void requireFree(tcCall& call, bool anew) {
         throw tcCommandError("diagnose power: the head captures, and would be switched off and on; "
                              "end the capture with \"stop\" first. \"diagnose\" looks at it as it "
                              "is");
-    if (call.head().wasInitialized() && !anew)
+    if (call.head().isUp() && !anew)
         throw tcCommandError("diagnose power: the head is up since \"init\", and bringing it up "
                              "anew ends what is set; \"diagnose power anew\" does that and leaves "
                              "it up. \"diagnose\" looks at it as it is");

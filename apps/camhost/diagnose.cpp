@@ -28,7 +28,7 @@ tsSubject subjectOf(const tsOrigin& origin, const failures::tcFailureTable* tabl
 tsSubject subjectOf(const tcHead& head) {
     tsSubject subject = subjectOf(head.origin(), head.failures());
     subject.hasBoard = true;
-    subject.isUp = head.wasInitialized();
+    subject.isUp = head.isUp();
     subject.complaints = head.builtComplaints();
     return subject;
 }
@@ -51,11 +51,14 @@ bool mayBringUp(tsDiagnosis& diagnosis, const failures::tcFailureTable* table) {
     return false;
 }
 
+/// \param wasOn an initialization that failed had left the head on, perhaps
 /// \return how the head is left
-std::string switchOff(tcHead& head) {
+std::string switchOff(tcHead& head, bool wasOn) {
     try {
         head.rebuild();
-        return "the head is off again: its board was made anew, as at each start";
+        return wasOn ? "the head is off: its board was made anew; a failed \"init\" may have left "
+                       "it on before"
+                     : "the head is off again: its board was made anew, as at each start";
     } catch (const std::exception& exception) {
         return std::string("the head may still be ON: its board could not be made anew, which "
                            "would have switched it off: ") +
@@ -75,12 +78,13 @@ tsShown diagnoseWithPower(tcHead& head, bool colour) {
     tsDiagnosis diagnosis = examine(subject);
     if (!mayBringUp(diagnosis, subject.table))
         return shown(diagnosis, subject.table, colour);
+    const bool mayBeOn = head.mayBeOn();
     diagnosis.broughtUp = bringUp(head);
     diagnosis.broughtUp->left =
         subject.isUp
             ? "the head stays on, as it was found; what was set in this session is gone, the "
               "board's own settings hold"
-            : switchOff(head);
+            : switchOff(head, mayBeOn);
     return shown(diagnosis, subject.table, colour);
 }
 
@@ -95,7 +99,7 @@ tsShown diagnoseFromStart(const tsOrigin& origin, const failures::tcFailureTable
         return shown(diagnosis, table, colour);
     const std::unique_ptr<tcHead> head = makeHead();
     diagnosis.broughtUp = bringUp(*head);
-    diagnosis.broughtUp->left = switchOff(*head);
+    diagnosis.broughtUp->left = switchOff(*head, false);
     return shown(diagnosis, table, colour);
 }
 

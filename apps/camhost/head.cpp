@@ -74,7 +74,8 @@ void tcHead::takeDown() {
 
 void tcHead::rebuild() {
     takeDown();
-    m_wasInitialized = false;
+    m_isUp = false;
+    m_mayBeOn = false;
     forgetSettings();
     beginCommand();
     build();
@@ -82,8 +83,11 @@ void tcHead::rebuild() {
 
 int tcHead::initialize() {
     forgetSettings();
-    m_wasInitialized = true;
-    return m_board->initialize();
+    m_isUp = false; // also when it throws
+    m_mayBeOn = true;
+    const int result = m_board->initialize();
+    m_isUp = result == Varnox::eSuccess;
+    return result;
 }
 
 void tcHead::beginCommand() {

@@ -43,7 +43,8 @@ struct tsOrigin {
 class tcHead {
 public:
     /// \param sensorType what the plug-in says it serves
-    /// \param makeBoard  makes a fresh board of the plug-in; what it throws is passed on
+    /// \param makeBoard  makes a fresh board of the plug-in, for as long as the head lives; what it
+    ///                   throws is passed on
     /// \param output     where status lines go; outlives the head
     tcHead(int sensorType, std::function<std::unique_ptr<Varnox::tcSensorBoard>()> makeBoard,
            tcOutput& output);
@@ -81,8 +82,10 @@ public:
     /// Powers the head up and brings its link up. Settings are the board's own then.
     /// \return the board's result
     int initialize();
-    /// \return whether the head may be up: somebody has tried since the board was made
-    [[nodiscard]] bool wasInitialized() const { return m_wasInitialized; }
+    /// \return whether the head came up since the board was made
+    [[nodiscard]] bool isUp() const { return m_isUp; }
+    /// \return whether it may be on: somebody has tried since the board was made
+    [[nodiscard]] bool mayBeOn() const { return m_mayBeOn; }
     /// Takes board and handlers down and makes them anew: the head is off then, as at the start.
     /// \throws what `makeBoard` throws; the head is good for nothing but its end then
     void rebuild();
@@ -139,7 +142,8 @@ private:
     std::function<std::unique_ptr<Varnox::tcSensorBoard>()> m_makeBoard;
     tcOutput& m_output;
     tsOrigin m_origin;
-    bool m_wasInitialized = false;
+    bool m_isUp = false;
+    bool m_mayBeOn = false;
     Varnox::tcPipeline m_pipeline;
     Varnox::tcRegisterFile& m_registerFile;
     std::unique_ptr<Varnox::tcSensorBoard> m_board;

@@ -233,10 +233,17 @@ std::optional<tsExplanation> tcFailureTable::explain(int result,
     return std::nullopt;
 }
 
+std::vector<std::string> tcFailureTable::names() const {
+    std::vector<std::string> names;
+    for (const tsFailure& failure : m_failures)
+        names.push_back(failure.explanation.name);
+    return names;
+}
+
 const tsExplanation* tcFailureTable::named(const std::string& failure) const {
-    const auto entry = std::find_if(
-        m_failures.begin(), m_failures.end(),
-        [&](const tsFailure& one) { return one.explanation.name == failure; });
+    const auto entry =
+        std::find_if(m_failures.begin(), m_failures.end(),
+                     [&](const tsFailure& one) { return one.explanation.name == failure; });
     return entry != m_failures.end() ? &entry->explanation : nullptr;
 }
 
@@ -340,7 +347,7 @@ const std::vector<std::string>* placesOf(const std::string& finding) {
 namespace {
 
 /// \return one member of the likeliest causes, numbered where there are several
-std::string numbered(const tsExplanation& explanation, std::string tsCause::* member) {
+std::string numbered(const tsExplanation& explanation, std::string tsCause::*member) {
     std::string text;
     const bool several = explanation.causes.size() > 1;
     const std::size_t shown = std::min(explanation.causes.size(), kCausesShown);

@@ -58,6 +58,8 @@ public:
     ///         none does
     [[nodiscard]] std::optional<tsExplanation> explain(const tsFinding& finding) const;
 
+    /// \return the names of all failures, in the order of the table
+    [[nodiscard]] std::vector<std::string> names() const;
     /// \param failure its name
     /// \return what the table says of it, places still in braces; null where it does not know it
     [[nodiscard]] const tsExplanation* named(const std::string& failure) const;

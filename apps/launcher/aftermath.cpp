@@ -7,6 +7,7 @@
 
 #include "apps/launcher/exit_status.h"
 #include "apps/launcher/files.h"
+#include "apps/launcher/known_failures.h"
 #include "apps/launcher/traces.h"
 #include "sim/after/overview.h"
 #include "sim/after/report.h"
@@ -72,6 +73,7 @@ sim::tsRunFacts factsOf(const tsArguments& arguments, const tcPreparation& prepa
     for (std::string line; std::getline(silences, line);) {
         facts.silences.push_back(line);
     }
+    facts.known = knownFailures();
     return facts;
 }
 

@@ -134,9 +134,9 @@ std::string ofCapture(const tsSymptoms& symptoms) {
     const auto about = [&symptoms](std::string_view what) {
         return symptoms.silences.front().find(what) != std::string::npos;
     };
-    return about(": no pulses")               ? "no-frame-starts"
+    return about(": no pulses")              ? "no-frame-starts"
            : about(": the pipeline is held") ? "pipeline-held"
-                                              : "link-lost";
+                                             : "link-lost";
 }
 
 } // namespace

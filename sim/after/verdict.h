@@ -16,7 +16,7 @@ struct tsVerdict {
     bool good = true;     ///< the program succeeded, no rule was broken, pictures came
     std::string headline; ///< "The program failed: it ended with status 5."
     std::vector<std::string>
-        findings; ///< what was wrong, a sentence each, from supplies to picture
+        findings;                     ///< what was wrong, a sentence each, from supplies to picture
     std::optional<tsKnown> diagnosis; ///< where the run was not good, and somebody knows
 };
 

@@ -22,7 +22,7 @@ protected:
     explicit CamhostTest(const std::string& device = "x") {
         testing::internal::CaptureStdout();
         head = std::make_unique<camhost::tcHead>(
-            42, [&] { return std::make_unique<tcFakeBoard>(device); }, output);
+            42, [device] { return std::make_unique<tcFakeBoard>(device); }, output);
         executor = std::make_unique<camhost::tcExecutor>(*head, table, output);
     }
     ~CamhostTest() override {

@@ -196,10 +196,12 @@ TEST(Head, ForgetsWhatWasSetWhenItIsMadeAnew) {
             42, [] { return std::make_unique<tcFakeBoard>("x"); }, output);
         head.remember("bpp", 8);
         EXPECT_EQ(head.initialize(), 0);
-        EXPECT_TRUE(head.wasInitialized());
+        EXPECT_TRUE(head.isUp());
+        EXPECT_TRUE(head.mayBeOn());
         head.board().setExposure(5000);
         head.rebuild();
-        EXPECT_FALSE(head.wasInitialized());
+        EXPECT_FALSE(head.isUp());
+        EXPECT_FALSE(head.mayBeOn());
         EXPECT_EQ(head.remembered("bpp"), std::nullopt);
         EXPECT_EQ(head.board().getExposure(), 30000);
         EXPECT_TRUE(head.hasKeyword("FAKE"));

@@ -755,6 +755,23 @@ TEST_F(Diagnose, ASessionsHeadIsNotTakenDownByTheWay) {
     EXPECT_EQ(std::count(all.begin(), all.end(), "GPIO RESET_B = 1"), 1) << "brought up once";
 }
 
+// Whose init failed has nothing to lose, and wants to know why.
+TEST_F(Diagnose, AfterAFailedInitASessionIsExamined) {
+    const tsOutcome result =
+        diagnose(shipped("dead-lane"), "--board-output /dev/null --keep-going -c init "
+                                       "-c 'diagnose power' -c 'diagnose power'");
+    EXPECT_EQ(result.status, 5) << "the first failure";
+    EXPECT_THAT(
+        result.output,
+        HasSubstr(kDeadLane + kUnknown + notRoot() +
+                  "|-- now: the head is off: its board was made anew; a failed \"init\" may "
+                  "have left it on before\n`-- verdict: lane 3 of 12 did not lock"));
+    EXPECT_THAT(result.output, HasSubstr(kDeadLane + kUnknown + notRoot() + kOff +
+                                         "`-- verdict: lane 3 of 12 did not lock"));
+    const tcLines all = events();
+    EXPECT_EQ(std::count(all.begin(), all.end(), "GPIO RESET_B = 1"), 3) << "each brings it up";
+}
+
 TEST_F(Diagnose, AnewTheHeadStaysUp) {
     const tsOutcome result = diagnose("", "--board-output /dev/null -c init -c 'exposure 20000' "
                                           "-c 'diagnose power anew' -c exposure -c start -c stop");

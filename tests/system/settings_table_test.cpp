@@ -13,16 +13,16 @@
 
 namespace {
 
-const std::string kSources = HEAD_SOURCE_DIRECTORY;
+const std::string kRoot = HEAD_SOURCE_DIRECTORY;
 constexpr int kNotSupported = 7;
 
 class SettingsTable : public testing::Test {
 protected:
     SettingsTable() {
-        std::ifstream file(kSources + "/plugin/sensor_board_3u5mgxs.settings.json");
+        std::ifstream file(kRoot + "/plugin/sensor_board_3u5mgxs.settings.json");
         table = nlohmann::json::parse(file);
         // Settings are saved here, not in the sources.
-        std::filesystem::copy(kSources + "/data", m_folder.path(),
+        std::filesystem::copy(kRoot + "/data", m_folder.path(),
                               std::filesystem::copy_options::recursive);
     }
 

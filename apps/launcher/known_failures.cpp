@@ -1,0 +1,14 @@
+#include "apps/launcher/known_failures.h"
+
+#include "apps/failures/failure_table.h"
+#include "apps/launcher/board_failures.h"
+
+std::map<std::string, sim::tsKnown> knownFailures() {
+    const failures::tcFailureTable table(kBoardFailures, "the table in virtual-head");
+    std::map<std::string, sim::tsKnown> known;
+    for (const std::string& name : table.names()) {
+        const failures::tsExplanation& failure = *table.named(name);
+        known[name] = {failures::likelyText(failure), failures::measureText(failure)};
+    }
+    return known;
+}
