@@ -95,7 +95,7 @@ std::string overviewOfVerdict(const tsVerdict& verdict) {
     }
     if (verdict.diagnosis) {
         text += "  cause: " + verdict.diagnosis->cause +
-                ".\n  measure: " + verdict.diagnosis->measure + ".\n";
+                "\n  measure: " + verdict.diagnosis->measure + "\n";
     }
     return text;
 }
