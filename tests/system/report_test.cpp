@@ -291,7 +291,8 @@ TEST_F(RunReport, BeginsWithAVerdict) {
                      shown.find("</section>") - shown.find("<section id=\"verdict\""));
     EXPECT_THAT(verdict, HasSubstr("<h2>The program failed: it ended with status 5.</h2>"));
     EXPECT_THAT(verdict, HasSubstr("<li>Lane 3 did not lock.</li>"));
-    EXPECT_THAT(verdict, HasSubstr("<dd id=\"measure\">The lane with a differential probe"));
+    EXPECT_THAT(verdict,
+                HasSubstr("<dd id=\"measure\">(1) The lane with a differential probe; (2) "));
     EXPECT_THAT(verdict, HasSubstr(" --spi /dev/spidev1.0 -c init</dd>"));
     EXPECT_THAT(verdict, HasSubstr("<dd>dead-lane.ini: Lane 3 carries nothing.</dd>"));
     EXPECT_THAT(shown, HasSubstr(">LANE3-LOCK</text>"));
@@ -521,6 +522,40 @@ TEST_F(RunReport, NamesFieldsWithOldAndNewValue) {
                                 "<td>0x000004</td><td>0x000003</td>"));
     // The PLL loses its lock when the sensor stops: that is not the training's.
     EXPECT_THAT(rowsOf(page, "attempt1"), testing::Contains("PLL locked|3.000 ms"));
+}
+
+// What no program notices: the launcher says it by the board's table.
+TEST(CaptureWithoutPictures, IsExplainedByTheTable) {
+    struct tsSilence {
+        const char* fault;
+        const char* commands;
+        const char* lines;
+    };
+    const tsSilence silences[] = {
+        {"what = PLL lost\nafter = SPI 03 00 00 04", "-c init -c 'capture 700'",
+         "  cause: (1) A lane drops in capture: cable, connector, termination; (2) The PLL loses "
+         "its "
+         "lock in capture\n"
+         "  measure: (1) The lanes' eye with the cable moved; (2) Ripple of the sensor's "
+         "supplies\n"},
+        {"what = block pixel-shift stuck", "-c init -c 'capture 700'",
+         "  cause: A core of the FPGA's pipeline lets none through\n"
+         "  measure: Version of the FPGA image; the core's control word\n"},
+        {nullptr, "-c init -c 'trigger external' -c 'capture 700'",
+         "  cause: No frame-start pulses leave the FPGA, or no triggers come in\n"
+         "  measure: Frame-start pulse at the sensor; the trigger input\n"}};
+    for (const tsSilence& silence : silences) {
+        const tcTemporaryDirectory folder;
+        const std::string file = (folder.path() / "scenario.ini").string();
+        std::ofstream(file) << (silence.fault != nullptr
+                                    ? std::string("[Fault x]\n") + silence.fault + "\n"
+                                    : "");
+        const tsOutcome run =
+            runOnHead("--overview --scenario " + file, camhostCommand(silence.commands));
+        EXPECT_EQ(run.status, 11) << silence.commands;
+        EXPECT_THAT(run.output, HasSubstr("  The program succeeded, but no picture came.\n"));
+        EXPECT_THAT(run.output, testing::EndsWith(silence.lines));
+    }
 }
 
 } // namespace
