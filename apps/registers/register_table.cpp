@@ -2,16 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <stdexcept>
 
-#include <nlohmann/json.hpp>
+#include "apps/tables/table_file.h"
 
 namespace registers {
 
 namespace {
 
-constexpr int kFormat = 1;
 constexpr unsigned kWordBits = 32;
 
 /// \throws std::runtime_error where it is not "0x" and hexadecimal digits
@@ -54,23 +52,14 @@ std::uint32_t tsField::in(std::uint32_t word, std::uint32_t value) const {
 }
 
 tcRegisterTable::tcRegisterTable(const std::string& file) {
-    std::ifstream stream(file);
-    if (!stream)
-        throw std::runtime_error(file + " does not open");
-    try {
-        const auto json = nlohmann::json::parse(stream);
-        if (json.at("format").get<int>() != kFormat)
-            throw std::runtime_error("its format is not " + std::to_string(kFormat));
-        const auto& sensor = json.at("sensor");
-        for (const auto& entry : sensor.at("fields")) {
+    tables::read(file, "registers", [this](const nlohmann::json& json) {
+        for (const auto& entry : json.at("sensor").at("fields")) {
             tsField field = fieldOf(entry);
             if (find(field.name) != nullptr)
                 throw std::runtime_error("two fields are called " + field.name);
             m_fields.push_back(std::move(field));
         }
-    } catch (const std::exception& error) {
-        throw std::runtime_error(file + " is no table of registers: " + error.what());
-    }
+    });
 }
 
 const tsField* tcRegisterTable::find(std::string_view name) const {

@@ -1,16 +1,13 @@
 #include "apps/settings/settings_table.h"
 
-#include <fstream>
 #include <set>
 #include <stdexcept>
 
-#include <nlohmann/json.hpp>
+#include "apps/tables/table_file.h"
 
 namespace settings {
 
 namespace {
-
-constexpr int kFormat = 1;
 
 tsRange rangeOf(const nlohmann::json& entry) {
     const tsRange range{entry.at("name").get<std::string>(), entry.at("least").get<std::int64_t>(),
@@ -37,13 +34,7 @@ tsTaken takenOf(const nlohmann::json& entry) {
 } // namespace
 
 tcSettingsTable::tcSettingsTable(const std::string& file) {
-    std::ifstream stream(file);
-    if (!stream)
-        throw std::runtime_error(file + " does not open");
-    try {
-        const auto json = nlohmann::json::parse(stream);
-        if (json.at("format").get<int>() != kFormat)
-            throw std::runtime_error("its format is not " + std::to_string(kFormat));
+    tables::read(file, "settings", [this](const nlohmann::json& json) {
         m_device = json.at("device").get<std::string>();
         for (const auto& name : json.at("reads_only"))
             m_support[name.get<std::string>()] = teSupport::eReadsOnly;
@@ -51,9 +42,7 @@ tcSettingsTable::tcSettingsTable(const std::string& file) {
             m_support[name.get<std::string>()] = teSupport::eNone;
         for (const auto& [command, entry] : json.at("takes").items())
             m_taken[command] = takenOf(entry);
-    } catch (const std::exception& error) {
-        throw std::runtime_error(file + " is no table of settings: " + error.what());
-    }
+    });
 }
 
 teSupport tcSettingsTable::supportOf(const std::string& command) const {
