@@ -165,6 +165,29 @@ def failures(stage: Stage, report: Report) -> None:
     report.expect("there are rows of every kind", played > 50, str(played))
 
 
+def tree(text: str) -> list[str]:
+    """A diagnosis without what differs from machine to machine: folders, real time, what a line was used for before."""
+    for pattern, instead in ((r"settings in \S+", "settings in FOLDER"), (r"\S+/(3U5MGXS_)", r"\1"),
+                             (r"\d+ ms", "N ms"), (r"(input|output), free", "free")):
+        text = re.sub(pattern, instead, text)
+    return text.splitlines()
+
+
+def diagnoses(stage: Stage, report: Report) -> None:
+    """camhost's diagnosis of a head is the same on the kernel and on the virtual head."""
+    for name, scenario in jobs.DIAGNOSED.items():
+        with tempfile.TemporaryDirectory() as folder:
+            file = Path(folder) / "head.ini"
+            file.write_text(scenario, encoding="utf-8")
+            command = stage.launcher("--scenario", file, "--summary", Path(folder) / "summary")
+            expected = subprocess.run(command + stage.camhost(jobs.DIAGNOSE), stdin=subprocess.DEVNULL,
+                                      capture_output=True, text=True, check=False)
+        given = stage.board(name)
+        report.compare(f"{name}: exit status", expected.returncode, given.status)
+        report.compare(f"{name}: the tree", tree(expected.stdout), tree(given.output))
+        report.compare(f"{name}: standard error", "", given.errors)
+
+
 def levels(stage: Stage, report: Report) -> None:
     """What the kernel leaves on the lines when a program ends, in whatever way."""
     powered = ["PS_1.2V_EN out 1", "PS_3.3SVDD_EN out 1", "PS_3.3AVDDH_EN out 1", "RESET_B out 1", "EXT_TRIG_EN out 0"]
@@ -235,6 +258,7 @@ PLANTED_FILES = {
                    "main: exit status, recorded and played"),
     "inside": ("results/main-inside/log", r"SLEEP 300000000 ns", "SLEEP 300000001 ns",
                "main: log of the virtual head inside"),
+    "diagnoses": ("results/diagnosed-lane/output", r"not lane 3", "not lane 4", "diagnosed-lane: the tree"),
     "failures": ("results/row-{pll}/errors", r"PLL failed", "PLL has failed",
                  "row {pll}: what = PLL never"),
     "levels": ("results/killed/lines", r"RESET_B out 1", "RESET_B out 0", "lines after SIGKILL in a capture"),
@@ -296,6 +320,7 @@ CHECKS: dict[str, Callable[[Stage, Report], None]] = {
     "recordings": recordings,
     "inside": inside,
     "failures": failures,
+    "diagnoses": diagnoses,
     "levels": levels,
     "programs": programs,
     "questions": questions,

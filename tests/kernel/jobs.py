@@ -18,6 +18,11 @@ MAIN = "--echo $data/main-job.camhost"
 SHORT = "-c init -c 'exposure 5000' -c 'capture 100' -c status"
 
 
+DIAGNOSE = "--diagnose --power"
+# Heads that are diagnosed, by the job's name.
+DIAGNOSED = {"diagnosed": "", "diagnosed-lane": (SOURCE / "data/scenarios/dead-lane.ini").read_text(encoding="utf-8")}
+
+
 @dataclasses.dataclass
 class Job:
     """One run in the guest. Its results are in a folder of its name."""
@@ -137,6 +142,7 @@ def jobs(build: Path, tests: dict[str, list[str]]) -> list[Job]:
         Job("short-inside", f"{LAUNCHER} --log $results/short-inside/log -- {CAMHOST} {SHORT}"),
         Job("killed", "killed_in_a_capture", after="after_the_death"),
     ]
+    everything += [Job(name, f"{CAMHOST} {DIAGNOSE}", scenario=scenario) for name, scenario in DIAGNOSED.items()]
     everything += [test_job(program, build, names) for program, names in tests.items()]
     everything += [job for row in rows() if (job := job_of(row)) is not None]
     return everything
