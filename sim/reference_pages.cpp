@@ -119,6 +119,7 @@ std::string blockJson(const tsRegisterBlock& block) {
 
 std::string registersJson() {
     std::vector<std::string> blocks;
+    blocks.reserve(std::size(kFpgaBlocks));
     for (const tsRegisterBlock& block : kFpgaBlocks) {
         blocks.push_back(blockJson(block));
     }

@@ -140,7 +140,6 @@ void add(tsListing& listing, const char* title, const char* member, const char* 
 
 tsListing listMachine() {
     tsListing listing;
-    listing.facts = tmFacts::object();
     add(listing, "Plug-ins", "plugins",
         "none; install a sensor board's package, or name a file with --plugin", plugins());
     add(listing, "SPI devices", "spi_devices",

@@ -10,8 +10,8 @@ namespace camhost {
 
 /// What `camhost --list` tells. Looks only: no line is requested, nothing is sent.
 struct tsListing {
-    std::string text; ///< for people
-    tmFacts facts;    ///< the same for programs
+    std::string text;                  ///< for people
+    tmFacts facts = tmFacts::object(); ///< the same for programs
 };
 
 /// Loads each installed plug-in, looks for SPI devices, and asks the GPIO chips for lines with

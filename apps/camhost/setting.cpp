@@ -60,7 +60,7 @@ std::string appliedText(const tsSetting& setting, tcCall& call, int asked, int a
     tellValue(setting, call, "applied", applied);
     const std::string bound =
         setting.bound && applied != asked ? setting.bound(call.board(), asked, applied) : "";
-    const std::string text = "applied " + valueText(setting, applied);
+    std::string text = "applied " + valueText(setting, applied);
     if (bound.empty())
         return text;
     call.facts()["limited_by"] = bound;
@@ -150,7 +150,7 @@ std::string change(const tsSetting& setting, tcCall& call, int asked) {
         requireSuccess(setting.name + " " + valueText(setting, asked), outcome.result,
                        stillText(setting, call, outcome));
     call.head().remember(setting.name, asked);
-    const std::string taken =
+    std::string taken =
         setting.name + ": asked " + valueText(setting, asked) + ", " +
         (outcome.now && !setting.remember ? appliedText(setting, call, asked, *outcome.now)
                                           : takenText(setting, call)) +

@@ -10,7 +10,7 @@ namespace settings {
 namespace {
 
 tsRange rangeOf(const nlohmann::json& entry) {
-    const tsRange range{entry.at("name").get<std::string>(), entry.at("least").get<std::int64_t>(),
+    tsRange range{entry.at("name").get<std::string>(), entry.at("least").get<std::int64_t>(),
                         entry.at("most").get<std::int64_t>(), entry.at("step").get<std::int64_t>(),
                         entry.at("unit").get<std::string>()};
     if (range.step < 1 || range.least > range.most || range.least % range.step != 0 ||

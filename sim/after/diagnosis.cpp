@@ -165,7 +165,7 @@ tsSymptoms symptomsOf(const tsRun& run, const tsRunFacts& facts) {
 
 std::string failureOf(const tsSymptoms& symptoms) {
     for (const auto look : {ofDevices, ofSupplies, ofTraining, ofCapture}) {
-        if (const std::string found = look(symptoms); !found.empty()) {
+        if (std::string found = look(symptoms); !found.empty()) {
             return found;
         }
     }
