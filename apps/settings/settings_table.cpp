@@ -11,8 +11,8 @@ namespace {
 
 tsRange rangeOf(const nlohmann::json& entry) {
     tsRange range{entry.at("name").get<std::string>(), entry.at("least").get<std::int64_t>(),
-                        entry.at("most").get<std::int64_t>(), entry.at("step").get<std::int64_t>(),
-                        entry.at("unit").get<std::string>()};
+                  entry.at("most").get<std::int64_t>(), entry.at("step").get<std::int64_t>(),
+                  entry.at("unit").get<std::string>()};
     if (range.step < 1 || range.least > range.most || range.least % range.step != 0 ||
         range.most % range.step != 0)
         throw std::runtime_error("the range of " + range.name +
