@@ -35,9 +35,8 @@ Find the line that you have on standard error, or the result, then read on to th
 
 To see a failure for yourself, a dead lane for example:
 
-    build/run/bin/virtual-head --scenario data/scenarios/dead-lane.ini -- \\
-        build/run/bin/camhost --plugin build/run/lib/sensor_board_3u5mgxs.so \\
-        --spi /dev/spidev1.0 --workdir data -c init
+    build/run/bin/virtual-head --workdir data --scenario data/scenarios/dead-lane.ini -- \\
+        build/run/bin/camhost -c init
 
 With `--diagnose --power` in place of `-c init` the same head is examined step by step, and everything that the table
 knows of the failure is shown.

@@ -14,8 +14,6 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
 
-constexpr tsChoice kSwitch[] = {{"off", 0}, {"on", 1}};
-
 bool isControl(char c) {
     const auto code = static_cast<unsigned char>(c);
     return (code < ' ' && c != '\t' && c != '\r') || code == 0x7F;
@@ -164,7 +162,7 @@ std::uint32_t tcArguments::takeWord32(std::string_view name) {
 }
 
 bool tcArguments::takeSwitch(std::string_view name) {
-    return takeChoice(name, kSwitch, 0, 1) != 0;
+    return takeChoice(name, kOffOn, 0, 1) != 0;
 }
 
 int tcArguments::takeChoice(std::string_view name, std::span<const tsChoice> choices, int lowest,

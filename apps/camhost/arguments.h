@@ -31,6 +31,9 @@ struct tsChoice {
     int value = 0;
 };
 
+/// Names of a switch's two positions.
+inline constexpr tsChoice kOffOn[] = {{"off", 0}, {"on", 1}};
+
 /// \return the name of the value, or its decimal digits where it has none
 std::string nameOf(std::span<const tsChoice> choices, int value);
 

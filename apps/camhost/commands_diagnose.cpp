@@ -65,7 +65,7 @@ void addDiagnoseCommand(tcCommandTable& table) {
     command.examples = {"diagnose", "diagnose power", "diagnose --json"};
     command.run = diagnose;
     command.choices = [](tcCall&, std::size_t index) {
-        return index == 0   ? std::vector<std::string>{"power"}
+        return index == 0   ? std::vector<std::string>{"--json", "power"}
                : index == 1 ? std::vector<std::string>{"anew"}
                             : std::vector<std::string>{};
     };

@@ -16,7 +16,6 @@ using B = Varnox::tcSensorBoard;
 
 constexpr tsChoice kDirections[] = {{"in", 0}, {"out", 1}};
 constexpr tsChoice kLevels[] = {{"0", 0}, {"1", 1}};
-constexpr tsChoice kSwitch[] = {{"off", 0}, {"on", 1}};
 
 /// One property of a pin.
 struct tsPinProperty {
@@ -33,8 +32,8 @@ constexpr tsPinProperty kProperties[] = {
     {"iodir", "in|out", "direction of a pin", "iodir 0 out", kDirections, &B::setIODirection,
      &B::getIODirection},
     {"iovalue", "0|1", "level of a pin", "iovalue 0 1", kLevels, &B::setIOValue, &B::getIOValue},
-    {"ioinvert", "on|off", "whether a pin is inverted", "ioinvert 0 off", kSwitch,
-     &B::setIOInverter, nullptr},
+    {"ioinvert", "on|off", "whether a pin is inverted", "ioinvert 0 off", kOffOn, &B::setIOInverter,
+     nullptr},
 };
 
 std::string run(const tsPinProperty& property, tcCall& call, tcArguments& arguments) {

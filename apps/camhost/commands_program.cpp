@@ -45,8 +45,10 @@ std::string commandHelp(tcCall& call, const tsCommand& command) {
         text += "\n  " + command.details;
     for (const std::string& line : boardLines(call, command))
         text += "\n  " + line;
-    for (const std::string& example : command.examples)
-        text += "\n  example: " + example;
+    if (supportText(call, command).empty()) {
+        for (const std::string& example : command.examples)
+            text += "\n  example: " + example;
+    }
     return text;
 }
 

@@ -218,7 +218,7 @@ std::string poke(tcCall& call, tcArguments& arguments) {
 }
 
 /// \return "0x012 13:0 hd_max: frame length [lines]"
-std::string fieldText(const registers::tsField& field) {
+std::string describedField(const registers::tsField& field) {
     constexpr int kDigits = 3;
     const unsigned high = field.lowBit + field.bits - 1;
     return hexText(field.address, kDigits) + " " + std::to_string(high) +
@@ -238,7 +238,7 @@ std::string sensorRegisters(tcCall& call, tcArguments& arguments) {
     for (const registers::tsField& field : table->fields()) {
         if (field.name.find(part) == field.name.npos)
             continue;
-        text += (text.empty() ? "" : "\n") + fieldText(field);
+        text += (text.empty() ? "" : "\n") + describedField(field);
         fields.push_back({{"name", field.name},
                           {"address", field.address},
                           {"low_bit", field.lowBit},

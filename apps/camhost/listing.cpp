@@ -71,7 +71,7 @@ std::vector<tsEntry> spiDevices() {
 }
 
 template<std::size_t N>
-std::string fieldText(const char (&field)[N]) {
+std::string textIn(const char (&field)[N]) {
     return std::string(field, ::strnlen(field, N));
 }
 
@@ -82,8 +82,8 @@ std::optional<tsEntry> lineEntry(int chip, const std::string& path, unsigned off
         return std::nullopt;
     const bool used = (info.flags & GPIO_V2_LINE_FLAG_USED) != 0;
     const bool output = (info.flags & GPIO_V2_LINE_FLAG_OUTPUT) != 0;
-    const std::string consumer = fieldText(info.consumer);
-    const std::string name = fieldText(info.name);
+    const std::string consumer = textIn(info.consumer);
+    const std::string name = textIn(info.name);
     return tsEntry{path + " line " + std::to_string(offset) + ": " + name + ", " +
                        (output ? "output" : "input") +
                        (used ? ", in use by \"" + consumer + "\"" : ""),

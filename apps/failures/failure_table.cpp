@@ -100,7 +100,8 @@ const std::map<std::string, std::vector<std::string>>& findings() {
         {"interval", {"interval", "least"}},
         {"no-frame-starts", {}},
         {"pipeline-held", {}},
-        {"link-lost", {}},
+        {"pll-lost", {}},
+        {"lanes-lost", {}},
     };
     return known;
 }

@@ -90,11 +90,15 @@ std::string ofDevices(const tsSymptoms& symptoms) {
         return "spi-open";
     }
     // Without the line of external triggers the head runs all the same.
-    if (!symptoms.poweredUp && failed(symptoms, "OPEN /dev/gpiochip")) {
-        return "line-chip";
-    }
     if (!symptoms.poweredUp && failed(symptoms, "GPIO ")) {
         return "line-busy";
+    }
+    if (!symptoms.poweredUp && failed(symptoms, "OPEN /dev/gpiochip0")) {
+        return "line-chip";
+    }
+    // Who searches the next chips did not find a line on the first one.
+    if (!symptoms.poweredUp && failed(symptoms, "OPEN /dev/gpiochip")) {
+        return "line-missing";
     }
     const std::string monitor = ofMonitor(symptoms);
     return !monitor.empty() ? monitor : ofMemory(symptoms);
@@ -136,7 +140,8 @@ std::string ofCapture(const tsSymptoms& symptoms) {
     };
     return about(": no pulses")              ? "no-frame-starts"
            : about(": the pipeline is held") ? "pipeline-held"
-                                             : "link-lost";
+           : about("PLL has no lock")        ? "pll-lost"
+                                             : "lanes-lost";
 }
 
 } // namespace

@@ -167,7 +167,8 @@ constexpr std::array kKeys{
             return addFailure(options, value);
         }},
     tsScenarioKey{kFilesSection, "", "a path, relative to the scenario's folder",
-                  "The file that stands in for the file KEY of the program's working directory.",
+                  "The file that stands in for the file KEY of virtual-head's `--workdir`; a "
+                  "program that goes to another folder by itself sees the files there.",
                   [](tsHeadOptions&, const std::string& name, const std::string& value) {
                       return !value.empty() && name.find('/') == std::string::npos;
                   }},

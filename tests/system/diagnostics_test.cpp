@@ -236,9 +236,10 @@ TEST(Diagnostics, EveryFailureHasARowAndEveryRowAFailure) {
     // Limits of a head of one's own: in tests/apps/failure_table_test.cpp. What no head can be made
     // to have by a scenario: in tests/system/diagnose_test.cpp and tests/apps/judgement_test.cpp.
     // What no program notices, but the launcher: in tests/system/report_test.cpp.
-    for (const char* other : {"supply", "seen-device-permission", "seen-device-kind",
-                              "seen-settings-missing", "seen-settings-line", "seen-settings-empty",
-                              "seen-interval", "no-frame-starts", "pipeline-held", "link-lost"}) {
+    for (const char* other :
+         {"supply", "seen-device-permission", "seen-device-kind", "seen-settings-missing",
+          "seen-settings-line", "seen-settings-empty", "seen-interval", "no-frame-starts",
+          "pipeline-held", "pll-lost", "lanes-lost"}) {
         EXPECT_EQ(failures.erase(other), 1U) << other;
     }
     for (const tsRow& row : readRows()) {

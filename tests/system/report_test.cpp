@@ -533,11 +533,12 @@ TEST(CaptureWithoutPictures, IsExplainedByTheTable) {
     };
     const tsSilence silences[] = {
         {"what = PLL lost\nafter = SPI 03 00 00 04", "-c init -c 'capture 700'",
-         "  cause: (1) A lane drops in capture: cable, connector, termination; (2) The PLL loses "
-         "its "
-         "lock in capture\n"
-         "  measure: (1) The lanes' eye with the cable moved; (2) Ripple of the sensor's "
-         "supplies\n"},
+         "  cause: The sensor's clock stops or jumps in capture\n"
+         "  measure: Sensor clock at the connector; ripple of the sensor's supplies\n"},
+        {"what = lanes 3 7 lost\nafter = SPI 03 00 00 04\nfor = 20", "-c init -c 'capture 700'",
+         "  cause: A lane drops in capture: cable, connector, termination; clock 1 trains the link "
+         "anew\n"
+         "  measure: The lanes' eye with the cable moved\n"},
         {"what = block pixel-shift stuck", "-c init -c 'capture 700'",
          "  cause: A core of the FPGA's pipeline lets none through\n"
          "  measure: Version of the FPGA image; the core's control word\n"},

@@ -190,6 +190,7 @@ TEST(Verdict, NamesCallsThatFailed) {
     EXPECT_EQ(verdict.diagnosis.value().cause, "cause of spi-open");
     const std::pair<const char*, const char*> calls[] = {
         {"OPEN /dev/gpiochip0 failed ENOENT", "line-chip"},
+        {"OPEN /dev/gpiochip1 failed ENOENT", "line-missing"},
         {"GPIO RESET_B out 0 failed EBUSY", "line-busy"},
         {"OPEN /dev/i2c-1 failed ENOENT", "monitor-bus"},
         {"ADC-COMMAND 0x8C failed ENXIO", "monitor-silent"},
@@ -227,7 +228,9 @@ TEST(Verdict, SaysThatNoPictureCame) {
     EXPECT_EQ(verdict.headline, "The program succeeded, but no picture came.");
     EXPECT_EQ(verdict.findings.front(), "No picture came while the sensor streamed for 700.003 ms: "
                                         "not aligned: lane 3 is not locked.");
-    EXPECT_EQ(verdict.diagnosis.value().cause, "cause of link-lost");
+    EXPECT_EQ(verdict.diagnosis.value().cause, "cause of lanes-lost");
+    facts.silences = {"no picture came: not aligned: the receiver's PLL has no lock"};
+    EXPECT_EQ(judged({}, facts).diagnosis.value().cause, "cause of pll-lost");
     facts.silences = {"no picture came: no pulses: nothing starts a frame"};
     EXPECT_EQ(judged({}, facts).diagnosis.value().cause, "cause of no-frame-starts");
     facts.silences = {"no picture came: the pipeline is held: the pixel-shift core is in reset"};
