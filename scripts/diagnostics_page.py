@@ -49,7 +49,7 @@ COLUMNS = ("Command, result", "camhost says", "Standard output", "Standard error
 
 
 def code(lines: list[str]) -> str:
-    return "<br>".join("`" + line.replace("\t", "\\t") + "`" for line in lines)
+    return "<br>".join("`" + line.replace("\t", "\\t") + "`" for line in lines if line)
 
 
 def row(example: dict[str, Any], failures: dict[str, Any]) -> str:
