@@ -166,11 +166,12 @@ def failures(stage: Stage, report: Report) -> None:
 
 
 def tree(text: str) -> list[str]:
-    """A diagnosis without what differs from machine to machine: folders, real time, what a line was used for before."""
+    """A diagnosis without what differs from machine to machine: folders, real time, what a line was used for before,
+    further GPIO chips."""
     for pattern, instead in ((r"settings in \S+", "settings in FOLDER"), (r"\S+/(3U5MGXS_)", r"\1"),
                              (r"\d+ ms", "N ms"), (r"(input|output), free", "free")):
         text = re.sub(pattern, instead, text)
-    return text.splitlines()
+    return [line for line in text.splitlines() if not re.search(r"/dev/gpiochip[1-9]", line)]
 
 
 def diagnoses(stage: Stage, report: Report) -> None:
