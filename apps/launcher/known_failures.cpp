@@ -3,7 +3,9 @@
 #include "apps/failures/failure_table.h"
 #include "apps/launcher/board_failures.h"
 
-std::map<std::string, sim::tsKnown> knownFailures() {
+namespace {
+
+std::map<std::string, sim::tsKnown> readKnownFailures() {
     const failures::tcFailureTable table(kBoardFailures, "the table in virtual-head");
     std::map<std::string, sim::tsKnown> known;
     for (const std::string& name : table.names()) {
@@ -11,4 +13,11 @@ std::map<std::string, sim::tsKnown> knownFailures() {
         known[name] = {failures::likelyText(failure), failures::measureText(failure)};
     }
     return known;
+}
+
+} // namespace
+
+const std::map<std::string, sim::tsKnown>& knownFailures() {
+    static const std::map<std::string, sim::tsKnown> theFailures = readKnownFailures();
+    return theFailures;
 }

@@ -7,7 +7,7 @@
 
 #include "sim/after/run_facts.h"
 
-/// \return causes and what to measure, by the failure's name in the board's table of failures,
-/// which
-///         this program carries in itself: a report needs no plug-in beside it
-[[nodiscard]] std::map<std::string, sim::tsKnown> knownFailures();
+/// This program carries the board's table of failures in itself: a report needs no plug-in beside
+/// it. The table is read once, however many processes a run has. \return causes and what to
+/// measure, by the failure's name in the table
+[[nodiscard]] const std::map<std::string, sim::tsKnown>& knownFailures();
