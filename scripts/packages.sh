@@ -1,7 +1,7 @@
 # Debian packages that this project needs, by what they are needed for. Sourced.
 build_packages=(
     g++ cmake ninja-build pkg-config libc6-dev
-    libinih-dev libpng-dev libcli11-dev libedit-dev libasio-dev nlohmann-json3-dev
+    libinih-dev libpng-dev libcli11-dev libedit-dev libasio-dev nlohmann-json3-dev libmicrohttpd-dev
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev

@@ -91,6 +91,8 @@ void setVariable(const char* name, const std::string& value) {
     setVariable(kClaims, orders.claims);
     setVariable(kHardware, orders.hardware ? "1" : "");
     setVariable(kTrace, orders.trace);
+    setVariable(kLive, orders.live);
+    setVariable(kStopped, orders.stopped ? "1" : "");
     setVariable(kReport, orders.report);
     setVariable(kVerdict, orders.verdict);
     setVariable(kDelivered, orders.delivered);

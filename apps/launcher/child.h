@@ -26,6 +26,8 @@ struct tsOrders {
     std::string replay;
     std::string claims;
     bool hardware = false;
+    std::string live;
+    bool stopped = false;
 };
 
 /// \return the libraries that stand before the program's own: the head's, and those before it

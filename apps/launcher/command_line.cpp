@@ -33,8 +33,7 @@ void declare(CLI::App& app, tsArguments& arguments) {
         ->check(CLI::Range(1U, 1000U))
         ->needs(frames);
     app.add_option("--scene", arguments.scene,
-                   "PNG picture before the sensor; default: the scenario's, or the test chart")
-        ->needs(frames);
+                   "PNG picture before the sensor; default: the scenario's, or the test chart");
     auto* const record =
         app.add_option("--record", arguments.record, "file for every call on the device files");
     auto* const replay =
@@ -42,9 +41,18 @@ void declare(CLI::App& app, tsArguments& arguments) {
     auto* const hardware = app.add_flag("--hardware", arguments.hardware,
                                         "record the machine's own devices, no virtual head");
     hardware->needs(record);
+    auto* const serve = app.add_option("--serve", arguments.serve,
+                                       "[ADDRESS:]PORT at which a page shows the head while the "
+                                       "program runs; port 0: any");
+    app.add_flag("--keep-serving", arguments.keepServing,
+                 "serve on when the program has ended, until Ctrl-C")
+        ->needs(serve);
+    app.add_flag("--stopped", arguments.stopped,
+                 "stop the program's calls before the first one; the page lets it go on")
+        ->needs(serve);
     // Without a model there is nothing wrong with it, and nothing to be seen of it.
     for (const char* modelled :
-         {"--scenario", "--log", "--overview", "--vcd", "--report", "--time", "--frames"}) {
+         {"--scenario", "--log", "--overview", "--vcd", "--report", "--time", "--frames", "--serve"}) {
         app.get_option(modelled)->excludes(replay)->excludes(hardware);
     }
     record->excludes(replay);

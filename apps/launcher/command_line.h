@@ -23,6 +23,9 @@ struct tsArguments {
     std::string record;
     std::string replay;
     bool hardware = false;
+    std::string serve;       ///< "[ADDRESS:]PORT"
+    bool keepServing = false;
+    bool stopped = false;
     bool printRegisters = false;
     bool printRegisterTable = false;
     bool printRules = false;

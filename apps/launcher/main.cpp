@@ -14,6 +14,7 @@
 #include "apps/launcher/preparation.h"
 #include "apps/launcher/reference_pages.h"
 #include "apps/launcher/run.h"
+#include "apps/launcher/serving.h"
 #include "apps/launcher/usage_error.h"
 
 namespace {
@@ -21,7 +22,9 @@ namespace {
 // \return the exit status; throws what cannot be read or started
 int runOnHead(const tsArguments& arguments) {
     tcPreparation preparation(arguments);
+    tcServing serving(arguments, preparation);
     const tsEnd end = runProgram(arguments, preparation);
+    serving.programEnded(end.status);
     if (end.error != 0) {
         std::cerr << "virtual-head: " << arguments.program.front() << ": "
                   << std::strerror(end.error) << std::endl;
@@ -30,6 +33,7 @@ int runOnHead(const tsArguments& arguments) {
     writeSummary(arguments, preparation, end);
     const tcPictures pictures = writePictures(arguments, preparation);
     writeAfterwards(arguments, preparation, end, pictures);
+    serving.waitForUser();
     return exitStatus(arguments, preparation, end);
 }
 

@@ -96,6 +96,8 @@ tsOrders tcPreparation::ordersFor(const tsArguments& arguments) const {
     orders.replay = absolute(arguments.replay);
     orders.claims = (leftovers() / "played").string();
     orders.hardware = arguments.hardware;
+    orders.live = arguments.serve.empty() ? "" : leftovers().string();
+    orders.stopped = arguments.stopped;
     return orders;
 }
 

@@ -23,6 +23,11 @@ inline constexpr const char* kClaims =
     "VIRTUAL_HEAD_CLAIMS"; ///< file made by each process that plays a recording; plus ".N"
 inline constexpr const char* kHardware =
     "VIRTUAL_HEAD_HARDWARE"; ///< set: the machine's own devices answer
+inline constexpr const char* kLive =
+    "VIRTUAL_HEAD_LIVE"; ///< folder in which a process shows its head while it runs; unset: none
+inline constexpr const char* kStopped =
+    "VIRTUAL_HEAD_STOPPED"; ///< set: calls wait from the first event on; needs virtual time
+inline constexpr const char* kOrders = "/orders"; ///< in the folder: the socket of who looks
 inline constexpr const char* kReport = "VIRTUAL_HEAD_REPORT"; ///< file for the summary, plus ".PID"
 inline constexpr const char* kDelivered =
     "VIRTUAL_HEAD_DELIVERED"; ///< file for the number of delivered pictures, plus ".PID"

@@ -6,6 +6,7 @@
 
 #include "sim/base/spin_lock.h"
 #include "sim/head/model.h"
+#include "sim/journal/live_ring.h"
 
 namespace sim {
 
@@ -15,15 +16,30 @@ extern tcSpinLock g_headLock;
 /// The head that answers this process's devices, or null. Changes only under `g_headLock`.
 extern std::atomic<tcModel*> g_head;
 
+/// Where the head shows what happens while the program runs, or null. Changes only under
+/// `g_headLock`.
+extern tcLiveRing* g_live;
+
+/// Who comes in although the program's calls wait: whoever looks at the run.
+struct tsPastStop {};
+
 /// Holds the head's lock. `model` is null when there is no head.
 class tcHeadAccess {
 public:
+    /// Waits first while somebody has stopped the program's calls.
     tcHeadAccess() {
         g_headLock.lock();
-        m_model = g_head.load(std::memory_order_relaxed);
-        if (m_model != nullptr) {
-            m_model->catchUp();
+        while (g_live != nullptr && g_live->stopped()) {
+            tcLiveRing* const live = g_live; // it stays mapped
+            g_headLock.unlock();
+            live->wait();
+            g_headLock.lock();
         }
+        enter();
+    }
+    explicit tcHeadAccess(tsPastStop) {
+        g_headLock.lock();
+        enter();
     }
     tcHeadAccess(const tcHeadAccess&) = delete;
     tcHeadAccess& operator=(const tcHeadAccess&) = delete;
@@ -33,7 +49,13 @@ public:
     tcModel& operator*() const { return *m_model; }
 
 private:
-    tcModel* m_model;
+    void enter() {
+        m_model = g_head.load(std::memory_order_relaxed);
+        if (m_model != nullptr) {
+            m_model->catchUp();
+        }
+    }
+    tcModel* m_model = nullptr;
 };
 
 /// From now on a child process gets the head with its lock free, whatever other threads did.

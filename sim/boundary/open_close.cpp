@@ -11,6 +11,7 @@
 #include "sim/boundary/boundary.h"
 #include "sim/boundary/descriptors.h"
 #include "sim/boundary/head_access.h"
+#include "sim/boundary/live.h"
 #include "sim/boundary/taped.h"
 
 namespace sim {
@@ -46,6 +47,7 @@ int openDevice(const char* path, int flags) {
 
 int anyOpen(const char* path, int flags, mode_t mode) {
     if (isHeadPath(path) && headPresent()) {
+        live::firstUse();
         return finish(openDevice(path, flags));
     }
     return real::open(path, flags, mode);
@@ -53,6 +55,7 @@ int anyOpen(const char* path, int flags, mode_t mode) {
 
 int anyOpenat(int folder, const char* path, int flags, mode_t mode) {
     if (isHeadPath(path) && headPresent()) {
+        live::firstUse();
         return finish(openDevice(path, flags));
     }
     return real::openat(folder, path, flags, mode);

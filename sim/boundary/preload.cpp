@@ -13,6 +13,7 @@
 #include "sim/base/real_calls.h"
 #include "sim/boundary/descriptors.h"
 #include "sim/boundary/head_access.h"
+#include "sim/boundary/live.h"
 #include "sim/boundary/mmio.h"
 #include "sim/head/summary.h"
 #include "sim/scenario/scenario.h"
@@ -86,7 +87,7 @@ void report() {
     if (s_model == nullptr || s_owner != ::getpid()) {
         return;
     }
-    const tcHeadAccess head;
+    const tcHeadAccess head{tsPastStop{}};
     if (!worthReporting()) {
         return;
     }
@@ -127,7 +128,8 @@ void report() {
     options.claims = variable(launch::kClaims);
     options.hardware = !variable(launch::kHardware).empty();
     options.realTime = options.realTime || options.hardware;
-    options.stateEvents = !variable(launch::kTrace).empty();
+    const std::string folder = variable(launch::kLive);
+    options.stateEvents = !variable(launch::kTrace).empty() || !folder.empty();
     if (!variable(launch::kFrames).empty()) {
         options.recordedFrames = std::strtoul(variable(launch::kMaxFrames).c_str(), nullptr, 10);
     }
@@ -138,6 +140,9 @@ void report() {
     survivesFork();
     s_owner = ::getpid();
     g_head.store(s_model, std::memory_order_release);
+    if (!folder.empty()) {
+        live::prepare(folder, !options.realTime && !variable(launch::kStopped).empty());
+    }
 }
 
 [[gnu::destructor]] void end() {

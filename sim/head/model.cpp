@@ -54,6 +54,27 @@ tcModel::tcModel(const tsHeadOptions& options)
     }
 }
 
+void tcModel::showTo(tcLiveRing* ring) {
+    journal.log.showTo(ring);
+    recorder.showTo(ring);
+}
+
+bool tcModel::addFault(tcFaults::tcRoom& room) {
+    if (!faults.add(room)) {
+        return false;
+    }
+    m_mayChange = true;
+    journal.shownTo(this);
+    catchUp();
+    return true;
+}
+
+bool tcModel::endFault(std::string_view name) {
+    const bool any = faults.end(name);
+    catchUp();
+    return any;
+}
+
 void tcModel::lineDriven(std::string_view name, int level, bool requested) {
     recordFrames();
     const bool kept = supplies.sensorKeepsState();

@@ -11,16 +11,6 @@ namespace sim {
 
 namespace {
 
-// Collects a line in the heap.
-class tcStringSink final : public tcTextSink {
-public:
-    void add(std::string_view text) override { m_text.append(text); }
-    std::string take() { return std::move(m_text); }
-
-private:
-    std::string m_text;
-};
-
 // Writes a line to a descriptor in as few pieces as a small buffer allows.
 class tcDescriptorSink final : public tcTextSink {
 public:
@@ -86,6 +76,9 @@ tsLogEvent tcEventLog::eventOf(const tsRecord& record) {
 }
 
 bool tcEventLog::append(const tsLogEvent& event) {
+    if (m_ring != nullptr) {
+        m_ring->append(event);
+    }
     if (m_streaming) {
         m_used = 0;
         if (m_descriptor < 0 && m_traceDescriptor < 0) {

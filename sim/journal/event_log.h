@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "sim/base/calls.h"
+#include "sim/journal/live_ring.h"
 #include "sim/journal/log_line.h"
 
 namespace sim {
@@ -35,6 +36,9 @@ public:
     void streamTo(int descriptor);
     /// As `streamTo`, with the events of the kind `state` too, which a log does not have.
     void traceTo(int descriptor);
+    /// From now on each event goes to whoever looks at the run, the kind `state` too.
+    /// \param ring null: nobody looks any more; outlives this object otherwise
+    void showTo(tcLiveRing* ring) { m_ring = ring; }
 
     [[nodiscard]] std::vector<tsEvent> events(tcKinds kinds) const;
     [[nodiscard]] std::vector<std::string> lines(tcKinds kinds, bool timed) const;
@@ -64,6 +68,7 @@ private:
     bool m_streaming = false;
     int m_descriptor = -1;
     int m_traceDescriptor = -1;
+    tcLiveRing* m_ring = nullptr;
 };
 
 } // namespace sim

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "sim/base/events.h"
 
@@ -60,6 +62,17 @@ public:
     tcTextSink& operator=(const tcTextSink&) = delete;
     virtual ~tcTextSink() = default;
     virtual void add(std::string_view text) = 0;
+};
+
+/// Collects a line in the heap.
+class tcStringSink final : public tcTextSink {
+public:
+    void add(std::string_view text) override { m_text.append(text); }
+    /// \return the line, which is given away
+    std::string take() { return std::move(m_text); }
+
+private:
+    std::string m_text;
 };
 
 /// "[    0.301003200] ". Possible in a signal handler.

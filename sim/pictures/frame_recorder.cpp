@@ -9,6 +9,9 @@ namespace sim {
 
 void tcFrameRecorder::record(const tsFrameSettings& frame) {
     ++m_delivered;
+    if (m_ring != nullptr) {
+        m_ring->keepFrame(std::as_bytes(std::span(&frame, 1)));
+    }
     if (m_kept < m_frames.size()) {
         m_frames[m_kept++] = frame;
     }

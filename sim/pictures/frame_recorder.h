@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/journal/live_ring.h"
 #include "sim/pictures/frame_settings.h"
 
 namespace sim {
@@ -17,7 +18,10 @@ public:
     /// Room for so many frames is reserved at once: recording is possible in a signal handler.
     explicit tcFrameRecorder(std::size_t capacity) : m_frames(capacity) {}
 
-    [[nodiscard]] bool wanted() const { return !m_frames.empty(); }
+    [[nodiscard]] bool wanted() const { return !m_frames.empty() || m_ring != nullptr; }
+    /// From now on whoever looks at the run gets the latest frame.
+    /// \param ring null: nobody looks any more; outlives this object otherwise
+    void showTo(tcLiveRing* ring) { m_ring = ring; }
     /// A frame that does not fit any more is only counted.
     void record(const tsFrameSettings& frame);
     [[nodiscard]] std::span<const tsFrameSettings> frames() const {
@@ -33,6 +37,7 @@ private:
     std::vector<tsFrameSettings> m_frames;
     std::size_t m_kept = 0;
     std::uint64_t m_delivered = 0;
+    tcLiveRing* m_ring = nullptr;
 };
 
 /// \param bytes as `tcFrameRecorder::bytes` gave them; a rest that is no whole frame is left out

@@ -79,6 +79,12 @@ void tcFrameWriter::clear(const std::string& folder) {
     }
 }
 
+std::optional<tsFrame> tcFrameWriter::picture(const std::string& settings) const {
+    const std::vector<tsFrameSettings> frames = recordedFrames(settings);
+    return frames.size() == 1 ? std::optional(render(frames.front(), m_scene, m_defects))
+                              : std::nullopt;
+}
+
 std::vector<tsThumbnail> tcFrameWriter::write(const std::string& recording,
                                               const std::string& folder) {
     std::vector<tsThumbnail> thumbnails;

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "sim/base/export.h"
+#include "sim/base/frame.h"
 #include "sim/base/thumbnail.h"
 #include "sim/pictures/scene.h"
 #include "sim/pictures/sensor_image.h"
@@ -30,6 +32,9 @@ public:
     /// \return the same pictures, small
     /// \throws std::runtime_error with the path of what cannot be read or written
     std::vector<tsThumbnail> write(const std::string& recording, const std::string& folder);
+    /// \param settings one recorded frame: a whole `tsFrameSettings`
+    /// \return the picture as it left the FPGA; empty when the bytes are no such frame
+    [[nodiscard]] std::optional<tsFrame> picture(const std::string& settings) const;
     /// \return number of pictures written so far
     [[nodiscard]] std::size_t written() const { return m_written; }
 

@@ -162,14 +162,14 @@ std::string pngBytes(const tsPng& picture) {
     std::size_t size = 0;
     tcFile file(open_memstream(&start, &size));
     if (file == nullptr) {
-        fail("thumbnail", std::strerror(errno));
+        fail("a picture in memory", std::strerror(errno));
     }
     tcPngWriter writer;
     const bool written = writer.write(picture, file.get());
     const bool kept = std::fclose(file.release()) == 0;
     const std::unique_ptr<char, tsFreed> bytes(start);
     if (!written || !kept) {
-        fail("thumbnail", writer.error());
+        fail("a picture in memory", writer.error());
     }
     return {bytes.get(), size};
 }
@@ -188,6 +188,10 @@ void writePng(const tsFrame& frame, const std::string& path) {
     if (std::fflush(file.get()) != 0) {
         fail(path, std::strerror(errno));
     }
+}
+
+std::string pngOf(const tsFrame& frame) {
+    return pngBytes(wholePicture(frame));
 }
 
 tsThumbnail thumbnail(const tsFrame& frame, std::uint32_t white) {

@@ -16,6 +16,9 @@ namespace sim {
 /// the path
 SIM_API void writePng(const tsFrame& frame, const std::string& path);
 
+/// \return the same picture, in memory \throws std::runtime_error when memory runs out
+SIM_API std::string pngOf(const tsFrame& frame);
+
 /// A picture of 8 bits, grey and linear, of at most 240 x 240 pixels: each is the mean of a square
 /// of the frame's. What is left over of a square at the right and at the bottom is cut off. \param
 /// white word of the frame that is as bright as the picture can be; what is above it as well

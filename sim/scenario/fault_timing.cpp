@@ -18,6 +18,37 @@ tcFaults::tcFaults(tcJournal& journal, const tsConditions& healthy,
     }
 }
 
+bool tcFaults::add(tcRoom& room) {
+    if (room.m_faults.capacity() <= m_faults.size()) {
+        return false;
+    }
+    for (tsRunning& fault : m_faults) {
+        room.m_faults.push_back(std::move(fault));
+    }
+    tsRunning& fault = room.m_faults.emplace_back(std::move(room.m_fault));
+    if (fault.planned.from.event.empty()) {
+        fixBegin(fault, std::max(fault.planned.from.timeNs.value_or(0), m_journal.clock.now()));
+    }
+    m_faults.swap(room.m_faults);
+    return true;
+}
+
+bool tcFaults::end(std::string_view name) {
+    bool any = false;
+    for (tsRunning& fault : m_faults) {
+        if (fault.planned.name == name && fault.stage != teStage::over) {
+            any = true;
+            if (fault.stage == teStage::lasting) {
+                fault.endsNs = m_journal.clock.now();
+            } else {
+                fault.stage = teStage::over;
+                fault.beginsNs.reset();
+            }
+        }
+    }
+    return any;
+}
+
 // With its begin the end of a fault is known too, unless it waits for an event. A fault whose end
 // came before its begin ends when it begins.
 void tcFaults::fixBegin(tsRunning& fault, std::uint64_t timeNs) {
@@ -93,6 +124,9 @@ void tcFaults::apply() {
 
 void tcFaults::sees(const tsLogEvent& event) {
     for (tsRunning& fault : m_faults) {
+        if (fault.stage == teStage::over) {
+            continue;
+        }
         if (!fault.beginsNs) {
             seesForBegin(fault, event);
         } else if (!fault.endsNs && *fault.beginsNs <= event.timeNs) {
@@ -118,10 +152,10 @@ std::vector<tsFaultRecord> tcFaults::records() const {
     std::vector<tsFaultRecord> result;
     for (const tsRunning& fault : m_faults) {
         tsFaultRecord record{fault.planned.name, {}, {}};
-        if (fault.stage != teStage::waiting) {
+        if (fault.stage != teStage::waiting && fault.beginsNs) {
             record.began = std::chrono::nanoseconds(*fault.beginsNs);
         }
-        if (fault.stage == teStage::over) {
+        if (fault.stage == teStage::over && fault.endsNs) {
             record.ended = std::chrono::nanoseconds(*fault.endsNs);
         }
         result.push_back(record);

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "sim/base/fault.h"
@@ -32,6 +34,16 @@ public:
     void tellWhatNeverStruck();
     [[nodiscard]] std::vector<tsFaultRecord> records() const;
 
+    /// Memory for one more fault, taken while the head goes on: adding needs none.
+    class tcRoom;
+    /// One more fault, from the present time on unless it says when.
+    /// \return false when there is no room for it: others came in between
+    bool add(tcRoom& room);
+    /// A fault that waits or lasts is over at the present time. \return false when there is none of
+    /// that name
+    bool end(std::string_view name);
+    [[nodiscard]] std::size_t count() const { return m_faults.size(); }
+
 private:
     enum class teStage : std::uint8_t { waiting, lasting, over };
     struct tsRunning {
@@ -52,6 +64,19 @@ private:
     tsConditions m_now;
     std::vector<tsRunning> m_faults;
     bool m_over = false;
+};
+
+class tcFaults::tcRoom {
+public:
+    /// \param present number of faults \throws std::bad_alloc
+    tcRoom(tsPlannedFault fault, std::size_t present) : m_fault{.planned = std::move(fault)} {
+        m_faults.reserve(present + 1);
+    }
+
+private:
+    friend class tcFaults;
+    tsRunning m_fault;
+    std::vector<tsRunning> m_faults; // then the ones of before, to be given back
 };
 
 } // namespace sim

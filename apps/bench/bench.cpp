@@ -1,0 +1,25 @@
+#include "apps/bench/bench.h"
+
+#include <utility>
+
+namespace bench {
+
+tcBench::tcBench(const tsBenchOptions& options, sim::tcFrameWriter pictures)
+    : m_pictures(std::move(pictures)),
+      m_programs(options.folder, m_timeLine),
+      m_faults(options.scenarioText, m_timeLine),
+      m_interface(options.about, m_timeLine, m_programs, m_faults, m_pictures),
+      m_service(m_interface, options.host, options.port) {
+    m_programs.begin([this](bool news) {
+        m_programs.watched(m_service.watched());
+        m_service.tellStreams(news);
+    });
+}
+
+void tcBench::programEnded(int status) {
+    m_programs.drain();
+    m_interface.ended(status);
+    m_service.tellStreams(true);
+}
+
+} // namespace bench

@@ -1,0 +1,102 @@
+#include "apps/launcher/serving.h"
+
+#include <charconv>
+#include <csignal>
+#include <iostream>
+#include <stdexcept>
+
+#include "apps/launcher/files.h"
+#include "apps/launcher/usage_error.h"
+#include "sim/scenario/scenario_pictures.h"
+
+namespace {
+
+constexpr const char* kForm = "; allowed is [ADDRESS:]PORT with a port from 0 to 65535, for example "
+                              "8080, 127.0.0.1:0 or [::1]:8080";
+
+// Signals of a thread, blocked for as long as the object is there; threads that begin meanwhile keep
+// them blocked.
+class tcBlockedSignals {
+public:
+    tcBlockedSignals() {
+        sigset_t all{};
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    tcBlockedSignals(const tcBlockedSignals&) = delete;
+    tcBlockedSignals& operator=(const tcBlockedSignals&) = delete;
+    ~tcBlockedSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+private:
+    sigset_t m_before{};
+};
+
+// "8080", "127.0.0.1:8080", "[::1]:8080"
+void readAddress(const std::string& text, bench::tsBenchOptions& options) {
+    const std::size_t colon = text.rfind(':');
+    std::string host = colon == std::string::npos ? options.host : text.substr(0, colon);
+    const std::string port = colon == std::string::npos ? text : text.substr(colon + 1);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+        host = host.substr(1, host.size() - 2);
+    } else if (host.find(':') != std::string::npos) {
+        host.clear(); // which colon stands before the port?
+    }
+    const auto [end, error] =
+        std::from_chars(port.data(), port.data() + port.size(), options.port);
+    if (host.empty() || port.empty() || error != std::errc{} || end != port.data() + port.size()) {
+        throw tcUsageError("--serve " + text + kForm);
+    }
+    options.host = host;
+}
+
+bench::tsBenchOptions optionsFor(const tsArguments& arguments, const tcPreparation& preparation) {
+    bench::tsBenchOptions options;
+    readAddress(arguments.serve, options);
+    if (arguments.stopped && arguments.time == "real") {
+        throw tcUsageError("--stopped needs virtual time; real time cannot be stopped");
+    }
+    options.folder = preparation.leftovers();
+    options.about = {arguments.program, HEAD_VERSION, arguments.scenario};
+    options.scenarioText = arguments.scenario.empty() ? "" : contentOf(arguments.scenario);
+    return options;
+}
+
+} // namespace
+
+tcServing::tcServing(const tsArguments& arguments, const tcPreparation& preparation)
+    : m_keep(arguments.keepServing) {
+    if (arguments.serve.empty()) {
+        return;
+    }
+    const bench::tsBenchOptions options = optionsFor(arguments, preparation);
+    const tcBlockedSignals blocked; // the bench's threads take none
+    try {
+        m_bench.emplace(options, sim::frameWriter(arguments.scenario, arguments.scene));
+    } catch (const std::runtime_error& error) {
+        throw tcUsageError(error.what());
+    }
+    std::cerr << "virtual-head: bench at " << m_bench->address() << std::endl;
+}
+
+void tcServing::programEnded(int status) {
+    if (m_bench) {
+        m_bench->programEnded(status);
+    }
+}
+
+void tcServing::waitForUser() const {
+    if (!m_bench || !m_keep) {
+        return;
+    }
+    std::cerr << "virtual-head: the program has ended; the bench stays at " << m_bench->address()
+              << " until Ctrl-C" << std::endl;
+    const tcBlockedSignals blocked;
+    sigset_t ends{};
+    sigemptyset(&ends);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaddset(&ends, number);
+        std::signal(number, SIG_DFL); // until now they went to the program
+    }
+    int number = 0;
+    sigwait(&ends, &number);
+}

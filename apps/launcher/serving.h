@@ -1,0 +1,24 @@
+/// \file
+/// The bench of a run, where the command line asks for one.
+#pragma once
+
+#include <optional>
+
+#include "apps/bench/bench.h"
+#include "apps/launcher/command_line.h"
+#include "apps/launcher/preparation.h"
+
+/// Serves a run, or does nothing. To be made before the program starts.
+class tcServing {
+public:
+    /// Says where on standard error.
+    /// \throws tcUsageError when it cannot listen there, or what is asked for makes no sense
+    tcServing(const tsArguments& arguments, const tcPreparation& preparation);
+    void programEnded(int status);
+    /// Where serving goes on after the program's end: returns when the user ends it.
+    void waitForUser() const;
+
+private:
+    bool m_keep;
+    std::optional<bench::tcBench> m_bench;
+};
