@@ -51,8 +51,8 @@ void declare(CLI::App& app, tsArguments& arguments) {
                  "stop the program's calls before the first one; the page lets it go on")
         ->needs(serve);
     // Without a model there is nothing wrong with it, and nothing to be seen of it.
-    for (const char* modelled :
-         {"--scenario", "--log", "--overview", "--vcd", "--report", "--time", "--frames", "--serve"}) {
+    for (const char* modelled : {"--scenario", "--log", "--overview", "--vcd", "--report", "--time",
+                                 "--frames", "--serve"}) {
         app.get_option(modelled)->excludes(replay)->excludes(hardware);
     }
     record->excludes(replay);

@@ -11,11 +11,12 @@
 
 namespace {
 
-constexpr const char* kForm = "; allowed is [ADDRESS:]PORT with a port from 0 to 65535, for example "
-                              "8080, 127.0.0.1:0 or [::1]:8080";
+constexpr const char* kForm =
+    "; allowed is [ADDRESS:]PORT with a port from 0 to 65535, for example "
+    "8080, 127.0.0.1:0 or [::1]:8080";
 
-// Signals of a thread, blocked for as long as the object is there; threads that begin meanwhile keep
-// them blocked.
+// Signals of a thread, blocked for as long as the object is there; threads that begin meanwhile
+// keep them blocked.
 class tcBlockedSignals {
 public:
     tcBlockedSignals() {
@@ -32,7 +33,7 @@ private:
 };
 
 // "8080", "127.0.0.1:8080", "[::1]:8080"
-void readAddress(const std::string& text, bench::tsBenchOptions& options) {
+void readAddress(const std::string& text, live::tsLiveOptions& options) {
     const std::size_t colon = text.rfind(':');
     std::string host = colon == std::string::npos ? options.host : text.substr(0, colon);
     const std::string port = colon == std::string::npos ? text : text.substr(colon + 1);
@@ -41,16 +42,15 @@ void readAddress(const std::string& text, bench::tsBenchOptions& options) {
     } else if (host.find(':') != std::string::npos) {
         host.clear(); // which colon stands before the port?
     }
-    const auto [end, error] =
-        std::from_chars(port.data(), port.data() + port.size(), options.port);
+    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), options.port);
     if (host.empty() || port.empty() || error != std::errc{} || end != port.data() + port.size()) {
         throw tcUsageError("--serve " + text + kForm);
     }
     options.host = host;
 }
 
-bench::tsBenchOptions optionsFor(const tsArguments& arguments, const tcPreparation& preparation) {
-    bench::tsBenchOptions options;
+live::tsLiveOptions optionsFor(const tsArguments& arguments, const tcPreparation& preparation) {
+    live::tsLiveOptions options;
     readAddress(arguments.serve, options);
     if (arguments.stopped && arguments.time == "real") {
         throw tcUsageError("--stopped needs virtual time; real time cannot be stopped");
@@ -68,27 +68,27 @@ tcServing::tcServing(const tsArguments& arguments, const tcPreparation& preparat
     if (arguments.serve.empty()) {
         return;
     }
-    const bench::tsBenchOptions options = optionsFor(arguments, preparation);
+    const live::tsLiveOptions options = optionsFor(arguments, preparation);
     const tcBlockedSignals blocked; // the bench's threads take none
     try {
-        m_bench.emplace(options, sim::frameWriter(arguments.scenario, arguments.scene));
+        m_run.emplace(options, sim::frameWriter(arguments.scenario, arguments.scene));
     } catch (const std::runtime_error& error) {
         throw tcUsageError(error.what());
     }
-    std::cerr << "virtual-head: bench at " << m_bench->address() << std::endl;
+    std::cerr << "virtual-head: bench at " << m_run->address() << std::endl;
 }
 
 void tcServing::programEnded(int status) {
-    if (m_bench) {
-        m_bench->programEnded(status);
+    if (m_run) {
+        m_run->programEnded(status);
     }
 }
 
 void tcServing::waitForUser() const {
-    if (!m_bench || !m_keep) {
+    if (!m_run || !m_keep) {
         return;
     }
-    std::cerr << "virtual-head: the program has ended; the bench stays at " << m_bench->address()
+    std::cerr << "virtual-head: the program has ended; the bench stays at " << m_run->address()
               << " until Ctrl-C" << std::endl;
     const tcBlockedSignals blocked;
     sigset_t ends{};

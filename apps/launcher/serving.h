@@ -4,9 +4,9 @@
 
 #include <optional>
 
-#include "apps/bench/bench.h"
 #include "apps/launcher/command_line.h"
 #include "apps/launcher/preparation.h"
+#include "apps/live/live_run.h"
 
 /// Serves a run, or does nothing. To be made before the program starts.
 class tcServing {
@@ -20,5 +20,5 @@ public:
 
 private:
     bool m_keep;
-    std::optional<bench::tcBench> m_bench;
+    std::optional<live::tcLiveRun> m_run;
 };

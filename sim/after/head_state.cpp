@@ -190,9 +190,9 @@ double tcHeadState::clockMhz() const {
 
 std::size_t tcHeadState::bytes() const {
     constexpr std::size_t node = 96;
-    return sizeof *this + node * (m_numbers.size() * 2 + m_lines.size() + m_conversions.size() +
-                                  m_sensor.size() + m_sent.size() + m_fpga.size() +
-                                  m_spiSettings.size() + m_faults.size());
+    return sizeof *this +
+           node * (m_numbers.size() * 2 + m_lines.size() + m_conversions.size() + m_sensor.size() +
+                   m_sent.size() + m_fpga.size() + m_spiSettings.size() + m_faults.size());
 }
 
 } // namespace sim

@@ -1,6 +1,6 @@
 /// \file
-/// A program's head for whoever looks at it while the program runs: its events and latest picture in
-/// shared memory, and a thread that takes orders.
+/// A program's head for whoever looks at it while the program runs: its events and latest picture
+/// in shared memory, and a thread that takes orders.
 #pragma once
 
 #include <string>

@@ -94,6 +94,7 @@ void tcLink::setInputs(const tsLinkInputs& inputs) {
     if (inputs == m_inputs) {
         return;
     }
+    ++m_changes;
     settle();
     countFrames();
     const bool wasReceiving = receiving();
@@ -138,6 +139,7 @@ void tcLink::setFacts(const tsLinkFacts& facts) {
     if (facts == m_facts) {
         return;
     }
+    ++m_changes;
     settle();
     countFrames();
     changePll(facts);
@@ -196,6 +198,7 @@ void tcLink::drop() {
 }
 
 void tcLink::setInversion(std::uint32_t inversion) {
+    ++m_changes;
     settle();
     countFrames();
     const std::uint32_t changed = m_inversion ^ inversion;
@@ -210,6 +213,7 @@ void tcLink::setInversion(std::uint32_t inversion) {
 }
 
 void tcLink::setResets(std::uint32_t value) {
+    ++m_changes;
     settle();
     countFrames();
     if (m_inputs.enabled) {
@@ -265,6 +269,7 @@ void tcLink::checkResets(std::uint32_t value) {
 }
 
 void tcLink::setHold(std::uint32_t hold) {
+    ++m_changes;
     settle();
     countFrames();
     std::uint32_t unlocked = 0;
@@ -337,6 +342,11 @@ tsLinkTrace tcLink::trace() {
     countFrames();
     result.frames = m_frames.train();
     return result;
+}
+
+// Without a signal nothing locks. With everything locked only frames are still to come.
+bool tcLink::settled() const {
+    return !receiving() || (m_aligned.set && (!m_frames.framesBegin() || m_frames.train().arrive));
 }
 
 // Frames that began before alignment are not whole, and do not count.

@@ -81,6 +81,10 @@ public:
     [[nodiscard]] tsLinkState everReached();
     [[nodiscard]] std::uint64_t frames();
     [[nodiscard]] tsLinkTrace trace();
+    /// \return how often something was done to the link, by the program or a fault
+    [[nodiscard]] std::uint64_t changes() const { return m_changes; }
+    /// \return whether `trace` stays as it is now until something is done
+    [[nodiscard]] bool settled() const;
     /// \param number from 1 on, of a frame that counts since the inputs last changed
     /// \return when its rows had come [ns]
     [[nodiscard]] std::uint64_t frameDoneNs(std::uint64_t number) const {
@@ -139,6 +143,7 @@ private:
     std::array<tsLane, kLinkLanes> m_lanes{};
     tsLinkState m_ever;
     tcFrameSchedule m_frames;
+    std::uint64_t m_changes = 0;
 };
 
 } // namespace sim

@@ -236,11 +236,14 @@ void tcSpiPort::select(const spi_ioc_transfer& transfer) {
         return;
     }
     const std::uint64_t now = m_journal.clock.now();
-    tcText wire;
-    wire.add("SPI-WIRE ").decimal(m_mode).add(" ");
-    wire.decimal(transfer.bits_per_word != 0 ? transfer.bits_per_word : m_bits).add(" ");
-    wire.decimal(transfer.speed_hz != 0 ? transfer.speed_hz : m_speedHz);
-    m_journal.state(now, wire.view());
+    const tsWire wire{m_mode, transfer.bits_per_word != 0 ? transfer.bits_per_word : m_bits,
+                      transfer.speed_hz != 0 ? transfer.speed_hz : m_speedHz};
+    if (wire != m_told) {
+        m_told = wire;
+        tcText text;
+        text.add("SPI-WIRE ").decimal(wire.mode).add(" ").decimal(wire.bits).add(" ");
+        m_journal.state(now, text.decimal(wire.speedHz).view());
+    }
     if (!m_selected) {
         m_selected = true;
         m_journal.state(now, "SPI-SELECT 1");

@@ -87,6 +87,13 @@ private:
     unsigned m_shiftedBits = 0;
     bool m_tooFast = false;
     bool m_oddWords = false;
+    struct tsWire {
+        std::uint32_t mode = 0;
+        std::uint32_t bits = 0;
+        std::uint32_t speedHz = 0;
+        friend bool operator==(const tsWire&, const tsWire&) = default;
+    };
+    tsWire m_told;           // to whoever looks at the wires
     bool m_selected = false; // as told to whoever looks at the wires
 };
 

@@ -82,6 +82,7 @@ void tcSupplies::enable(teRail rail, bool on, bool requested) {
             text.add(factsOf(rail).line).add(" went low while RESET_B is high").view());
     }
     m_on[at] = on;
+    ++m_changes;
     m_switchedNs[at] = m_journal.clock.now();
     changed(rail);
 }
@@ -98,6 +99,7 @@ void tcSupplies::setRails(const tcRails& rails) {
 
 // The voltage jumps, or its line begins anew.
 void tcSupplies::changed(teRail rail) {
+    ++m_changes;
     m_changedNs[static_cast<std::size_t>(rail)] = m_journal.clock.now();
 }
 
@@ -142,6 +144,7 @@ void tcSupplies::releaseReset(bool released) {
         m_releasedNs = m_journal.clock.now();
     }
     m_released = released;
+    ++m_changes;
 }
 
 void tcSupplies::checkRelease() {
@@ -294,6 +297,15 @@ void tcSupplies::checkMeasurable(teRail rail) {
 
 bool tcSupplies::sensorKeepsState() const {
     return m_released && up(teRail::core) && up(teRail::svdd) && up(teRail::avddh);
+}
+
+bool tcSupplies::settled() const {
+    for (const teRail rail : {teRail::core, teRail::svdd, teRail::avddh}) {
+        if (on(rail) != up(rail) || facts(rail).sunkVolts != 0) {
+            return false;
+        }
+    }
+    return sensorAwake() == sensorKeepsState();
 }
 
 bool tcSupplies::sensorAwake() const {

@@ -67,6 +67,10 @@ public:
     [[nodiscard]] std::optional<std::uint64_t> upNs(teRail rail) const;
     /// \return when the sensor woke [ns]; empty while it is not awake
     [[nodiscard]] std::optional<std::uint64_t> awakeNs() const;
+    /// \return how often something was done to the supplies or to reset
+    [[nodiscard]] std::uint64_t changes() const { return m_changes; }
+    /// \return whether everything stays as it is now until something is done
+    [[nodiscard]] bool settled() const;
     /// \return since reset was released [ns]; 0 while it is not
     [[nodiscard]] std::uint64_t sinceRelease() const;
 
@@ -93,6 +97,7 @@ private:
     std::array<std::uint64_t, kRails> m_switchedNs{};
     bool m_released = false;
     std::uint64_t m_releasedNs = 0;
+    std::uint64_t m_changes = 0;
 };
 
 } // namespace sim

@@ -50,7 +50,8 @@ public:
     /// Looks whether pictures come, and logs what the head did by itself since the last look, if
     /// anybody wants to know.
     void lookAround();
-    /// Shows every event and the latest picture to somebody from now on. \param ring null: to nobody
+    /// Shows every event and the latest picture to somebody from now on. \param ring null: to
+    /// nobody
     void showTo(tcLiveRing* ring);
     /// Another fault, at once or when it says. \return as `tcFaults::add`
     bool addFault(tcFaults::tcRoom& room);

@@ -90,28 +90,48 @@ void tcStateWatch::watchLink(tcLink& link) {
     watch(kHold, {trace.hold, 0}, now);
 }
 
-void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& fpga) {
-    static_assert(kWatched == kNames.size());
-    m_changeCount = 0;
-    watchSupplies(supplies);
-    watchLink(link);
-    const std::uint64_t now = m_journal.clock.now();
+void tcStateWatch::watchPulses(const tcFpga& fpga) {
     const tcFrameStartPulses& pulses = fpga.pulses();
     const tsPulseTrain& train = pulses.train();
     watch(kPulses,
           {train.periodNs, train.periodNs == 0 ? 0 : pulses.lengthNs(), pulses.inverted() ? 1U : 0U,
            train.fromNs},
-          now);
-    // The first frame is told when it has begun; from then on what changes is told when it does.
-    const tsFrameTrain frames = link.trace().frames;
-    const bool begin = m_values[kFrames].first == 0;
-    watch(kFrames,
-          frames.arrive ? tsValue{frames.periodNs, frames.rowsNs, frames.fromNs} : tsValue{},
-          begin ? std::min(now, frames.fromNs) : now);
+          m_journal.clock.now());
+}
+
+bool tcStateWatch::nothingNew(const tcSupplies& supplies, const tcLink& link) const {
+    return m_settled && m_suppliesChanges == supplies.changes() && m_linkChanges == link.changes();
+}
+
+// Most calls of a program change nothing that is watched.
+void tcStateWatch::look(const tcSupplies& supplies, tcLink& link, const tcFpga& fpga) {
+    static_assert(kWatched == kNames.size());
+    m_changeCount = 0;
+    if (nothingNew(supplies, link)) {
+        watchPulses(fpga);
+    } else {
+        watchSupplies(supplies);
+        watchLink(link);
+        watchPulses(fpga);
+        // The first frame is told when it has begun; from then on what changes is told when it
+        // does.
+        const std::uint64_t now = m_journal.clock.now();
+        const tsFrameTrain frames = link.trace().frames;
+        const bool begin = m_values[kFrames].first == 0;
+        watch(kFrames,
+              frames.arrive ? tsValue{frames.periodNs, frames.rowsNs, frames.fromNs} : tsValue{},
+              begin ? std::min(now, frames.fromNs) : now);
+        m_settled = supplies.settled() && link.settled();
+        m_suppliesChanges = supplies.changes();
+        m_linkChanges = link.changes();
+    }
     tell();
 }
 
 void tcStateWatch::tell() {
+    if (m_changeCount == 0) {
+        return;
+    }
     std::sort(m_changes.begin(), m_changes.begin() + static_cast<std::ptrdiff_t>(m_changeCount),
               [](const tsChange& one, const tsChange& other) {
                   return one.timeNs < other.timeNs ||

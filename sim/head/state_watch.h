@@ -48,6 +48,8 @@ private:
 
     void watch(std::size_t what, const tsValue& value, std::uint64_t sinceNs);
     void watchFlag(std::size_t what, const tsTimedFlag& flag);
+    [[nodiscard]] bool nothingNew(const tcSupplies& supplies, const tcLink& link) const;
+    void watchPulses(const tcFpga& fpga);
     void watchSupplies(const tcSupplies& supplies);
     void watchLink(tcLink& link);
     void tell();
@@ -56,6 +58,10 @@ private:
     std::array<tsValue, kWatched> m_values{};
     std::array<tsChange, kWatched> m_changes{};
     std::size_t m_changeCount = 0;
+    // Everything was told, and stays so until one of these counts.
+    bool m_settled = false;
+    std::uint64_t m_suppliesChanges = 0;
+    std::uint64_t m_linkChanges = 0;
 };
 
 } // namespace sim

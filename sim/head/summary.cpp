@@ -101,7 +101,7 @@ std::string summary(tcModel& head) {
     text += "\n  FPGA loads: " + std::to_string(head.fpga.loads()) +
             ", stores: " + std::to_string(head.fpga.stores());
     text += "\n  frames: " + std::to_string(head.link.frames()) + "\n";
-    if (head.recorder.wanted()) {
+    if (head.recorder.keeps()) {
         text += "  pictures: " + std::to_string(head.recorder.frames().size()) + " of " +
                 std::to_string(head.recorder.delivered()) + " delivered\n";
     }

@@ -52,8 +52,8 @@ tsLiveMemory* mapped(const std::string& path, int flags, const char* what) {
     }
     void* memory = MAP_FAILED;
     if (::lseek(file, 0, SEEK_END) == static_cast<off_t>(sizeof(tsLiveMemory))) {
-        memory = real::mmap(nullptr, sizeof(tsLiveMemory), PROT_READ | PROT_WRITE, MAP_SHARED,
-                            file, 0);
+        memory =
+            real::mmap(nullptr, sizeof(tsLiveMemory), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     }
     real::close(file);
     if (memory == MAP_FAILED) {
@@ -181,9 +181,9 @@ tcLiveReader::~tcLiveReader() {
 void tcLiveReader::copy(std::uint64_t record, std::span<std::uint32_t> words) const {
     for (std::size_t at = 0; at < words.size(); ++at) {
         const std::uint64_t from = record + at / tsLiveMemory::kRecordWords;
-        words[at] = m_memory
-                        ->records[from % tsLiveMemory::kRecords][at % tsLiveMemory::kRecordWords]
-                        .load(std::memory_order_relaxed);
+        words[at] =
+            m_memory->records[from % tsLiveMemory::kRecords][at % tsLiveMemory::kRecordWords].load(
+                std::memory_order_relaxed);
     }
 }
 
@@ -213,8 +213,9 @@ bool tcLiveReader::next(tsLiveEvent& event) {
         m_number = first.number + 1;
         const void* payload = m_words.data() + kFirstWords;
         event.number = first.number;
-        event.event = {first.timeNs, static_cast<teLine>(first.line), first.address, first.value,
-                       first.error,  {static_cast<const std::uint8_t*>(payload), first.length}};
+        event.event = {first.timeNs,  static_cast<teLine>(first.line),
+                       first.address, first.value,
+                       first.error,   {static_cast<const std::uint8_t*>(payload), first.length}};
         return true;
     }
     return false;

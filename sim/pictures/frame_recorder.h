@@ -18,7 +18,10 @@ public:
     /// Room for so many frames is reserved at once: recording is possible in a signal handler.
     explicit tcFrameRecorder(std::size_t capacity) : m_frames(capacity) {}
 
-    [[nodiscard]] bool wanted() const { return !m_frames.empty() || m_ring != nullptr; }
+    /// \return whether frames are kept for pictures that are made later
+    [[nodiscard]] bool keeps() const { return !m_frames.empty(); }
+    /// \return whether anybody wants to know of a frame
+    [[nodiscard]] bool wanted() const { return keeps() || m_ring != nullptr; }
     /// From now on whoever looks at the run gets the latest frame.
     /// \param ring null: nobody looks any more; outlives this object otherwise
     void showTo(tcLiveRing* ring) { m_ring = ring; }

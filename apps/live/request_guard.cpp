@@ -1,10 +1,10 @@
-#include "apps/bench/request_guard.h"
+#include "apps/live/request_guard.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -33,16 +33,17 @@ bool isOurs(const tsListening& listening, const std::string& name) {
 std::optional<std::string> refusal(const tsListening& listening, const std::string& host,
                                    const std::string& origin) {
     if (!isOurs(listening, lower(host))) {
-        return "the request is for host \"" + host + "\"; ask for 127.0.0.1 or localhost with the " +
+        return "the request is for host \"" + host +
+               "\"; ask for 127.0.0.1 or localhost with the " +
                "bench's port, or for the address that --serve was given";
     }
     constexpr std::string_view scheme = "http://";
-    if (!origin.empty() && (!origin.starts_with(scheme) ||
-                            !isOurs(listening, lower(origin.substr(scheme.size()))))) {
+    if (!origin.empty() &&
+        (!origin.starts_with(scheme) || !isOurs(listening, lower(origin.substr(scheme.size()))))) {
         return "the request comes from a page of \"" + origin +
                "\"; only the bench's own page, or a program without a page, may ask";
     }
     return std::nullopt;
 }
 
-} // namespace bench
+} // namespace live

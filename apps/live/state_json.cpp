@@ -1,4 +1,4 @@
-#include "apps/bench/state_json.h"
+#include "apps/live/state_json.h"
 
 #include <array>
 #include <cstdio>
@@ -13,7 +13,7 @@
 #include "sim/base/healthy_head.h"
 #include "sim/base/register_table.h"
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -72,14 +72,13 @@ tcJson suppliesJson(const sim::tcHeadState& state) {
     tcJson supplies = tcJson::array();
     for (const tsSupply& supply : kSupplies) {
         const std::string good = std::string(supply.name) + "-GOOD";
-        supplies.push_back(
-            {{"name", supply.name},
-             {"enable_line", supply.enable},
-             {"enable", levelOf(state, supply.enable)},
-             {"volts", static_cast<double>(number(state, supply.name, 0)) * kMicro},
-             {"good", state.flag(good)},
-             {"event", since(state, good)},
-             {"measured", measured(state, supply.channel)}});
+        supplies.push_back({{"name", supply.name},
+                            {"enable_line", supply.enable},
+                            {"enable", levelOf(state, supply.enable)},
+                            {"volts", static_cast<double>(number(state, supply.name, 0)) * kMicro},
+                            {"good", state.flag(good)},
+                            {"event", since(state, good)},
+                            {"measured", measured(state, supply.channel)}});
     }
     return supplies;
 }
@@ -189,8 +188,9 @@ tcJson fieldsJson(std::span<const tsRegisterField> fields, std::uint32_t place,
 std::uint32_t inTable(std::uint32_t address) {
     using namespace sensorRegisters;
     const std::uint32_t place = address - kAreaRows;
-    return place < std::uint32_t{kAreaStride} * sensorArray::kAreas ? kAreaRows + place % kAreaStride
-                                                                    : address;
+    return place < std::uint32_t{kAreaStride} * sensorArray::kAreas
+               ? kAreaRows + place % kAreaStride
+               : address;
 }
 
 tcJson entry(std::uint32_t address, int digits, const sim::tsRegisterNow& now) {
@@ -319,4 +319,4 @@ tcJson registersJson(const sim::tcHeadState& state) {
             {"differences", differencesJson(state)}};
 }
 
-} // namespace bench
+} // namespace live

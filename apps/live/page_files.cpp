@@ -1,8 +1,8 @@
-#include "apps/bench/page_files.h"
+#include "apps/live/page_files.h"
 
-#include "apps/bench/page_content.h"
+#include "apps/live/page_content.h"
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -25,4 +25,4 @@ std::optional<tsPageFile> pageFile(std::string_view path) {
     return std::nullopt;
 }
 
-} // namespace bench
+} // namespace live

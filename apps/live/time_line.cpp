@@ -1,8 +1,8 @@
-#include "apps/bench/time_line.h"
+#include "apps/live/time_line.h"
 
 #include <algorithm>
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -95,8 +95,8 @@ std::vector<tsShownEvent> tcTimeLine::events(std::uint64_t from, std::size_t mos
             break;
         }
         const auto at = static_cast<std::size_t>(number - piece->first);
-        result.push_back({number, piece->process, piece->entries[at].timeNs,
-                          std::string(piece->textOf(at))});
+        result.push_back(
+            {number, piece->process, piece->entries[at].timeNs, std::string(piece->textOf(at))});
         ++number;
     }
     return result;
@@ -126,4 +126,4 @@ unsigned tcTimeLine::processAt(std::uint64_t number) const {
     return piece == nullptr ? 0 : piece->process;
 }
 
-} // namespace bench
+} // namespace live

@@ -10,17 +10,17 @@
 #include <string>
 #include <vector>
 
-#include "apps/bench/fault_session.h"
-#include "apps/bench/programs.h"
-#include "apps/bench/time_line.h"
+#include "apps/live/fault_session.h"
+#include "apps/live/programs.h"
+#include "apps/live/time_line.h"
 #include "sim/pictures/frame_writer.h"
 
-namespace bench {
+namespace live {
 
-inline constexpr unsigned kVersion = 1;                 ///< of the interface: "/v1/..."
-inline constexpr std::size_t kLongestBody = 16 * 1024;  ///< of a request [bytes]
-inline constexpr std::size_t kMostEvents = 1000;        ///< of one answer
-inline constexpr std::size_t kMostDrawnEvents = 2000;   ///< of one waveform
+inline constexpr unsigned kVersion = 1;                ///< of the interface: "/v1/..."
+inline constexpr std::size_t kLongestBody = 16 * 1024; ///< of a request [bytes]
+inline constexpr std::size_t kMostEvents = 1000;       ///< of one answer
+inline constexpr std::size_t kMostDrawnEvents = 2000;  ///< of one waveform
 
 /// A request, whoever sent it.
 struct tsRequest {
@@ -103,4 +103,4 @@ private:
     std::optional<int> m_status; // of the program
 };
 
-} // namespace bench
+} // namespace live

@@ -1,10 +1,10 @@
-#include "apps/bench/bench.h"
+#include "apps/live/live_run.h"
 
 #include <utility>
 
-namespace bench {
+namespace live {
 
-tcBench::tcBench(const tsBenchOptions& options, sim::tcFrameWriter pictures)
+tcLiveRun::tcLiveRun(const tsLiveOptions& options, sim::tcFrameWriter pictures)
     : m_pictures(std::move(pictures)),
       m_programs(options.folder, m_timeLine),
       m_faults(options.scenarioText, m_timeLine),
@@ -16,10 +16,10 @@ tcBench::tcBench(const tsBenchOptions& options, sim::tcFrameWriter pictures)
     });
 }
 
-void tcBench::programEnded(int status) {
+void tcLiveRun::programEnded(int status) {
     m_programs.drain();
     m_interface.ended(status);
     m_service.tellStreams(true);
 }
 
-} // namespace bench
+} // namespace live

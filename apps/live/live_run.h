@@ -6,34 +6,34 @@
 #include <filesystem>
 #include <string>
 
-#include "apps/bench/fault_session.h"
-#include "apps/bench/http_service.h"
-#include "apps/bench/interface.h"
-#include "apps/bench/programs.h"
-#include "apps/bench/time_line.h"
+#include "apps/live/fault_session.h"
+#include "apps/live/http_service.h"
+#include "apps/live/interface.h"
+#include "apps/live/programs.h"
+#include "apps/live/time_line.h"
 
-namespace bench {
+namespace live {
 
 inline constexpr std::size_t kTimeLineBudget = std::size_t{64} * 1024 * 1024; // bytes
 
 /// What a bench is made for.
-struct tsBenchOptions {
+struct tsLiveOptions {
     std::string host = "127.0.0.1";
-    std::uint16_t port = 0; ///< 0: any that is free
+    std::uint16_t port = 0;       ///< 0: any that is free
     std::filesystem::path folder; ///< of the run, for its processes
     std::string scenarioText;     ///< content of the scenario's file
     tsRunAbout about;
 };
 
 /// Serves a run from before its program begins until the object goes.
-class tcBench {
+class tcLiveRun {
 public:
     /// \param pictures paints what the head delivers
     /// \throws std::runtime_error when it cannot listen
-    tcBench(const tsBenchOptions& options, sim::tcFrameWriter pictures);
-    tcBench(const tcBench&) = delete;
-    tcBench& operator=(const tcBench&) = delete;
-    ~tcBench() = default;
+    tcLiveRun(const tsLiveOptions& options, sim::tcFrameWriter pictures);
+    tcLiveRun(const tcLiveRun&) = delete;
+    tcLiveRun& operator=(const tcLiveRun&) = delete;
+    ~tcLiveRun() = default;
 
     /// \return "http://127.0.0.1:8080/"
     [[nodiscard]] std::string address() const { return m_service.address(); }
@@ -53,4 +53,4 @@ private:
     } m_thread{m_programs};
 };
 
-} // namespace bench
+} // namespace live

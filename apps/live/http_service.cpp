@@ -1,4 +1,4 @@
-#include "apps/bench/http_service.h"
+#include "apps/live/http_service.h"
 
 #include <algorithm>
 #include <array>
@@ -14,9 +14,9 @@
 
 #include <microhttpd.h>
 
-#include "apps/bench/page_files.h"
+#include "apps/live/page_files.h"
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -364,4 +364,4 @@ void tcHttpService::endStreams() {
     m_server->endStreams();
 }
 
-} // namespace bench
+} // namespace live

@@ -1,4 +1,4 @@
-#include "apps/bench/programs.h"
+#include "apps/live/programs.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@
 #include "sim/base/launch.h"
 #include "sim/journal/live_ring.h"
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -274,7 +274,8 @@ std::shared_ptr<tcPrograms::tsClient> tcPrograms::currentRunning() const {
 std::shared_ptr<tcPrograms::tsClient> tcPrograms::currentVirtual() const {
     std::shared_ptr<tsClient> client = currentRunning();
     if (client->realTime) {
-        throw tcRefused("time is real and cannot be stopped; start the program with --time virtual");
+        throw tcRefused(
+            "time is real and cannot be stopped; start the program with --time virtual");
     }
     return client;
 }
@@ -343,4 +344,4 @@ void tcPrograms::drain() {
     }
 }
 
-} // namespace bench
+} // namespace live

@@ -6,7 +6,7 @@
 
 #include "sim/after/head_state.h"
 
-namespace bench {
+namespace live {
 
 /// \return supplies, lines, sensor, link, pulses, frames, conversions, counts
 [[nodiscard]] nlohmann::ordered_json stateJson(const sim::tcHeadState& state);
@@ -15,4 +15,4 @@ namespace bench {
 ///         program differ, that too
 [[nodiscard]] nlohmann::ordered_json registersJson(const sim::tcHeadState& state);
 
-} // namespace bench
+} // namespace live

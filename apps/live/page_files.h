@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-namespace bench {
+namespace live {
 
 struct tsPageFile {
     std::string_view type; ///< "text/css"
@@ -15,4 +15,4 @@ struct tsPageFile {
 /// \param path of the request: "/", "/bench.css" \return empty: there is no such file
 [[nodiscard]] std::optional<tsPageFile> pageFile(std::string_view path);
 
-} // namespace bench
+} // namespace live

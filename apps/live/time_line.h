@@ -13,7 +13,7 @@
 
 #include "sim/after/head_state.h"
 
-namespace bench {
+namespace live {
 
 /// One event, as a page or program gets it.
 struct tsShownEvent {
@@ -78,4 +78,4 @@ private:
     unsigned m_process = 0;
 };
 
-} // namespace bench
+} // namespace live

@@ -1,9 +1,9 @@
-#include "apps/bench/fault_session.h"
+#include "apps/live/fault_session.h"
 
 #include <algorithm>
 #include <optional>
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -93,4 +93,4 @@ std::string tcFaultSession::scenario() const {
     return text;
 }
 
-} // namespace bench
+} // namespace live

@@ -9,10 +9,10 @@
 #include <mutex>
 #include <string>
 
-#include "apps/bench/interface.h"
-#include "apps/bench/request_guard.h"
+#include "apps/live/interface.h"
+#include "apps/live/request_guard.h"
 
-namespace bench {
+namespace live {
 
 /// Answers requests over HTTP/1.1. One thread serves all clients, so that none waits for another's
 /// connection. Limits: 128 connections, 16 KiB of body, 32 KiB of memory a connection, 500 requests
@@ -43,4 +43,4 @@ private:
     std::unique_ptr<tcServer> m_server;
 };
 
-} // namespace bench
+} // namespace live

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "apps/bench/time_line.h"
+#include "apps/live/time_line.h"
 #include "sim/base/fault.h"
 
-namespace bench {
+namespace live {
 
 /// A fault of this session.
 struct tsMadeFault {
@@ -43,4 +43,4 @@ private:
     std::vector<tsMadeFault> m_faults;
 };
 
-} // namespace bench
+} // namespace live

@@ -1,4 +1,4 @@
-#include "apps/bench/interface.h"
+#include "apps/live/interface.h"
 
 #include <algorithm>
 #include <array>
@@ -9,14 +9,14 @@
 
 #include <nlohmann/json.hpp>
 
-#include "apps/bench/state_json.h"
+#include "apps/live/state_json.h"
 #include "sim/after/drawing.h"
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
 #include "sim/pictures/png_file.h"
 #include "sim/scenario/reference.h"
 
-namespace bench {
+namespace live {
 
 namespace {
 
@@ -52,7 +52,8 @@ std::uint64_t numberIn(const std::string& name, const std::string& text) {
     std::uint64_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (text.empty() || error != std::errc{} || end != text.data() + text.size()) {
-        throw tcWrong(kBadRequest, name + " \"" + text + "\" is no number of an event; allowed is " +
+        throw tcWrong(kBadRequest, name + " \"" + text +
+                                       "\" is no number of an event; allowed is " +
                                        "a whole number from 0");
     }
     return value;
@@ -112,8 +113,8 @@ tcJson bodyOf(const tsRequest& request) {
         throw tcWrong(kTooLong, "the body has more than 16384 bytes");
     }
     if (request.contentType != "application/json") {
-        throw tcWrong(kWrongType, "the body is of type \"" + request.contentType +
-                                      "\"; send application/json");
+        throw tcWrong(kWrongType,
+                      "the body is of type \"" + request.contentType + "\"; send application/json");
     }
     tcJson body = tcJson::parse(request.body, nullptr, false);
     if (body.is_discarded() || !body.is_object()) {
@@ -217,8 +218,8 @@ tsReply tcInterface::answer(const tsRequest& request) {
         }
         for (const auto& [name, value] : request.query) {
             if (std::find(route.query.begin(), route.query.end(), name) == route.query.end()) {
-                return complaint(kBadRequest, "unknown parameter \"" + name + "\" of " +
-                                                  request.path);
+                return complaint(kBadRequest,
+                                 "unknown parameter \"" + name + "\" of " + request.path);
             }
         }
         try {
@@ -341,8 +342,7 @@ std::string tcInterface::streamed(std::uint64_t& from) const {
     std::string text;
     const std::uint64_t first = m_timeLine.first();
     if (from < first) {
-        text += "event: gap\ndata: " +
-                dumped({{"from", from}, {"next", first}}) + "\n\n";
+        text += "event: gap\ndata: " + dumped({{"from", from}, {"next", first}}) + "\n\n";
         from = first;
     }
     const std::vector<tsShownEvent> events = m_timeLine.events(from, atOnce);
@@ -454,8 +454,9 @@ tsReply tcInterface::makeFault(const tsRequest& request) {
         textsOf(bodyOf(request), {"name", "what", "at", "after", "for", "until"});
     for (const auto& [name, text] : texts) {
         if (!oneLine(text)) {
-            throw tcWrong(kBadRequest, name + " has line breaks or control characters, or is longer "
-                                              "than 500 bytes");
+            throw tcWrong(kBadRequest, name +
+                                           " has line breaks or control characters, or is longer "
+                                           "than 500 bytes");
         }
     }
     if (!texts.contains("name")) {
@@ -523,4 +524,4 @@ tsReply tcInterface::setTime(const tsRequest& request) {
     return time(request);
 }
 
-} // namespace bench
+} // namespace live

@@ -13,10 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include "apps/bench/time_line.h"
+#include "apps/live/time_line.h"
 #include "sim/base/fault.h"
 
-namespace bench {
+namespace live {
 
 /// What is known of the process whose head is shown: the last one that began.
 struct tsProcess {
@@ -100,4 +100,4 @@ private:
     std::thread m_thread;
 };
 
-} // namespace bench
+} // namespace live
