@@ -10,6 +10,7 @@
 #include <span>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <thread>
 #include <vector>
 
 #include <microhttpd.h>
@@ -29,6 +30,7 @@ constexpr double kRequestsPerSecond = 500;
 constexpr double kBurst = 1000;
 constexpr auto kWatchedFor = std::chrono::seconds(2);
 constexpr auto kSignOfLife = std::chrono::seconds(5); // in a stream without news
+constexpr auto kFarewell = std::chrono::milliseconds(500);
 constexpr std::size_t kStreamBlock = 4096;
 
 std::string textOf(const char* text) {
@@ -99,6 +101,11 @@ public:
     tcServer& operator=(const tcServer&) = delete;
     ~tcServer() {
         endStreams(); // a suspended connection must be resumed before the end
+        // Who reads gets the stream's end; who does not is cut off.
+        const auto until = tcNow::now() + kFarewell;
+        while (m_streams != 0 && tcNow::now() < until) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
         MHD_stop_daemon(m_daemon);
     }
 

@@ -128,6 +128,37 @@ int askDevices() {
     return 0;
 }
 
+// Does what it reads, a word a line, and says when it has: "up", "start", "stream", "stop", "flags" (what
+// the link's register says), "wrong" (a write that breaks a rule), "sleep" (10 ms).
+int obey() {
+    tcUser user;
+    for (std::string word; std::cin >> word;) {
+        if (word == "up") {
+            user.powerUp();
+            user.configure();
+            std::cout << word << " " << user.bringUp() << std::endl;
+        } else if (word == "stream") {
+            std::cout << word << " " << streamPart(user) << std::endl;
+        } else if (word == "start") {
+            user.start();
+            usleep(100000); // the link aligns
+            std::cout << word << std::endl;
+        } else if (word == "stop") {
+            user.stop();
+            std::cout << word << std::endl;
+        } else if (word == "flags") {
+            std::cout << word << " " << user.frameControl.read(1) << std::endl;
+        } else if (word == "wrong") {
+            user.port.writeRegister(0x20, 1);
+            std::cout << word << std::endl;
+        } else if (word == "sleep") {
+            usleep(10000);
+            std::cout << word << std::endl;
+        }
+    }
+    return 0;
+}
+
 int print(const char* name) {
     std::ifstream file(name);
     std::cout << file.rdbuf() << std::flush;
@@ -164,6 +195,9 @@ int main(int count, char** values) {
     if (what == "violate") {
         tcPort().writeRegister(0x20, 1);
         return count > 2 ? std::atoi(values[2]) : 0;
+    }
+    if (what == "obey") {
+        return obey();
     }
     if (what == "exit") {
         return std::atoi(values[2]);
