@@ -4,7 +4,7 @@ _virtual_head() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} i
     local options="--help --version --scenario --workdir --log --summary --overview --vcd --report --draw
         --time --frames
-        --record --replay --hardware --max-frames --scene --print-registers --print-register-table
+        --record --replay --hardware --serve --keep-serving --stopped --max-frames --scene --print-registers --print-register-table
         --print-rules --print-scenario-keys -h"
     COMPREPLY=()
     # After -- comes the program with arguments of its own.
@@ -30,6 +30,9 @@ _virtual_head() {
         ;;
     --log | --record | --replay | --summary | --vcd | --report | --draw)
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
+        ;;
+    --serve)
+        mapfile -t COMPREPLY < <(compgen -W "0 8080 127.0.0.1:8080" -- "$word")
         ;;
     --time)
         mapfile -t COMPREPLY < <(compgen -W "virtual real" -- "$word")

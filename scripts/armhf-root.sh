@@ -7,6 +7,8 @@ folder=$1
 packages=(
     libc6 libcrypt1 libgcc-s1 gcc-12-base libstdc++6 libinih1 libinireader0
     libedit2 libbsd0 libmd0 libtinfo6 libpng16-16 zlib1g
+    libmicrohttpd12 libgnutls30 libp11-kit0 libidn2-0 libunistring2 libtasn1-6 libnettle8 libhogweed6 libgmp10
+    libffi8
 )
 stamp=$folder/.packages
 made=$(cksum <"$0")

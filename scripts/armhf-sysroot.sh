@@ -10,6 +10,8 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev libbenchmark1debian
     libedit-dev libedit2 libbsd-dev libbsd0 libmd-dev libmd0 libtinfo6 libncurses-dev libncurses6 libncursesw6
     libpng-dev libpng16-16 zlib1g-dev zlib1g
+    libmicrohttpd-dev libmicrohttpd12 libgnutls30 libp11-kit0 libidn2-0 libunistring2 libtasn1-6 libnettle8
+    libhogweed6 libgmp10 libffi8
     i2c-tools libi2c0 spi-tools
     libcli11-dev libasio-dev nlohmann-json3-dev googletest
 )

@@ -55,6 +55,9 @@ int obey(int count, char** values) {
         throw tcUsageError("no program given; usage: virtual-head [OPTIONS] -- PROGRAM "
                            "[ARGUMENTS]");
     }
+    if (!arguments.scene.empty() && arguments.frames.empty() && arguments.serve.empty()) {
+        throw tcUsageError("--scene needs --frames or --serve: nobody looks at a picture");
+    }
     return runOnHead(arguments);
 }
 
