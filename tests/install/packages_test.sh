@@ -65,14 +65,14 @@ amd64)
     plugin="libc6 (>= 2.32), libgcc-s1 (>= 3.0), libinireader0 (>= 48), libstdc++6 (>= 11), libvarnox0 (>= $version)"
     runtime='libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 5.2)'
     head='libc6 (>= 2.34), libgcc-s1 (>= 3.4), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11)'
-    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.0), libinih1 (>= 40), libstdc++6 (>= 11), libvarnox0 (>= $version), libvirtual-head0 (= $version)"
+    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.0), libinih1 (>= 40), libmicrohttpd12 (>= 0.9.50), libstdc++6 (>= 11), libvarnox0 (>= $version), libvirtual-head0 (= $version)"
     ;;
 armhf)
     triplet=arm-linux-gnueabihf
     plugin="libc6 (>= 2.32), libgcc-s1 (>= 3.5), libinireader0 (>= 48), libstdc++6 (>= 11), libvarnox0 (>= $version)"
     runtime='libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 5.2)'
     head='libc6 (>= 2.34), libgcc-s1 (>= 3.5), libinih1 (>= 40), libpng16-16 (>= 1.6.2-1), libstdc++6 (>= 11)'
-    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.5), libinih1 (>= 40), libstdc++6 (>= 11), libvarnox0 (>= $version), libvirtual-head0 (= $version)"
+    tools="libc6 (>= 2.34), libedit2 (>= 3.1-20140620-0), libgcc-s1 (>= 3.5), libinih1 (>= 40), libmicrohttpd12 (>= 0.9.50), libstdc++6 (>= 11), libvarnox0 (>= $version), libvirtual-head0 (= $version)"
     ;;
 *)
     echo "The dependencies for $architecture are not written down here." >&2
