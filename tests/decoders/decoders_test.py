@@ -34,6 +34,7 @@ class Analyser(unittest.TestCase):
     """A folder for dumps, and the distribution's analyser, which finds our decoders."""
 
     maxDiff = None
+    read = "vcd:compress=100000"  # how a dump is read: idle times cut short
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -45,7 +46,7 @@ class Analyser(unittest.TestCase):
     def analyse(self, *arguments, environment=None):
         variables = dict(os.environ, PYTHONDONTWRITEBYTECODE="1", SIGROKDECODE_DIR=str(self.decoders))
         variables.update(environment or {})
-        return subprocess.run(["sigrok-cli", "-I", "vcd:compress=100000", "-i", str(self.dump), *arguments],
+        return subprocess.run(["sigrok-cli", "-I", self.read, "-i", str(self.dump), *arguments],
                               env=variables, capture_output=True, check=False)
 
     def output(self, *arguments, **options):
@@ -325,6 +326,16 @@ class Head(Analyser):
         self.assertEqual(self.annotations(self.stack(), "sensor_3u5mgxs=warning"),
                          ["Register 0x050 is not in the table", "Register 0x051 is not in the table"])
 
+    def test_at_forty_million_samples_in_a_second_no_write_is_lost(self):
+        self.camhost("init")
+        writes = self.annotations(self.stack(), "sensor_3u5mgxs=write")
+        self.assertEqual(len(writes), len(self.logged_writes()))
+        self.assertGreater(len(writes), 80)
+        # The dump has 1,000 million.
+        for slower, same in ((25, True), (62, False)):
+            self.read = f"vcd:compress=100000:downsample={slower}"
+            self.assertEqual(self.annotations(self.stack(), "sensor_3u5mgxs=write") == writes, same)
+
     def test_every_field_of_a_run_has_its_number(self):
         self.camhost("init", "poke again_fine 3", "poke dgain_coarse 2")
         page = (self.folder / "run.html").read_text(encoding="utf-8")
@@ -487,6 +498,72 @@ class Folders(Analyser):
         for name in NAMES:
             for path in (DECODERS / name).glob("*.py"):
                 ast.parse(path.read_text(encoding="utf-8"), feature_version=(3, 4))
+
+
+class Page(Analyser):
+    """docs/logic-analyser.md: its commands run, and what it shows of their output is what they say."""
+
+    def setUp(self):
+        super().setUp()
+        self.page = (SOURCE / "docs/logic-analyser.md").read_text(encoding="utf-8")
+        (self.folder / "build").mkdir()
+        (self.folder / "build/run").symlink_to(BUILD)
+        (self.folder / "data").symlink_to(SOURCE / "data")
+
+    def run_here(self, command, status=0):
+        variables = dict(os.environ, PYTHONDONTWRITEBYTECODE="1",
+                         SIGROKDECODE_DIR="build/run/share/libsigrokdecode/decoders")
+        done = subprocess.run(["bash", "-euc", command], cwd=self.folder, env=variables, capture_output=True, text=True,
+                              check=False)
+        self.assertEqual(done.returncode, status, f"{command}: {done.stdout}{done.stderr}")
+        return done.stdout
+
+    def steps(self):
+        """Commands, a line each, and blocks of output, in their order: one of each pair is None."""
+        text = self.page.replace("\\\n        ", "")
+        command = r"^    ((?:build/run/|sigrok-cli |printf ).*)$"
+        output = r"^```decoded\n((?:[^`\n].*\n)+)```$"
+        return [match.groups() for match in re.finditer(f"{command}|{output}", text, re.M)]
+
+    def draws_a_sleeping_sensor(self, command):
+        """Whether a rule is broken, as the page says."""
+        return command.startswith("printf ")
+
+    def test_commands_and_output(self):
+        shown = commands = 0
+        said = ""
+        for command, output in self.steps():
+            if command is not None:
+                # Every build machine has this analyser, whose signals mean nothing.
+                command = command.replace("-d DRIVER", "-d demo:analog_channels=0").replace("--samples 10m", "--samples 100k")
+                said = self.run_here(command, 9 if self.draws_a_sleeping_sensor(command) else 0)
+                commands += 1
+            else:
+                lines = output.splitlines()
+                self.assertEqual(said.splitlines()[:len(lines)], lines)
+                shown += 1
+        self.assertEqual((commands, shown), (10, 4))
+
+    def test_the_picture(self):
+        for command, _ in self.steps():
+            if command is not None and "word." in command:
+                self.run_here(command, 9 if self.draws_a_sleeping_sensor(command) else 0)
+        self.assertEqual((self.folder / "word.svg").read_text(encoding="utf-8"),
+                         (SOURCE / "docs/word.svg").read_text(encoding="utf-8"),
+                         "docs/word.svg is out of date: the page says how to make it")
+
+    def test_every_option_and_annotation_is_in_it(self):
+        named = 0
+        for name in NAMES:
+            text = self.run_here(f"sigrok-cli -P {name} --show")
+            classes = text.partition("Annotation classes:\n")[2].partition("Annotation rows:")[0]
+            for kind in re.findall(r"^- (\w+): ", classes, re.M):
+                self.assertIn(f"| `{kind}` |", self.page)
+                named += 1
+            for option, default in re.findall(r"^- (\w+): .*default '(\w+)'\)$", text, re.M):
+                self.assertIn(f"| `{option}` | `{default}` |", self.page)
+                named += 1
+        self.assertEqual(named, 12)
 
 
 class Zoom(unittest.TestCase):
