@@ -115,6 +115,8 @@ class Sensor(Analyser):
     def test_selected_without_a_clock(self):
         self.assertEqual(self.sensor(Spi().selected("")), [
             "Selected without a word: no clock, or a word that was cut short"])
+        self.assertEqual(self.sensor(Spi().selected(bits(self.HD_MAX)).selected("")), [
+            *self.HD_MAX_SAYS, "Selected without a word: no clock, or a word that was cut short"])
 
     def test_an_analyser_that_was_started_in_the_middle_of_a_word(self):
         wires = Spi(cs=0)
@@ -156,6 +158,14 @@ class Sensor(Analyser):
         self.assertEqual(self.sensor(options=":clock=no"), self.HD_MAX_SAYS)
         # Pauses within a word hide no fast byte.
         wires = Spi(period=8).selected(*re.findall("........", bits(self.HD_MAX)), pause=500)
+        self.assertEqual(len(self.sensor(wires, "warning")), 1)
+        # Nor do slow bytes before it: the last one has 8 samples a bit, the others 16.
+        wires = Spi(period=16)
+        wires.select()
+        wires.bits(bits(self.HD_MAX)[:24])
+        wires.period = 8
+        wires.bits(bits(self.HD_MAX)[24:])
+        wires.release()
         self.assertEqual(len(self.sensor(wires, "warning")), 1)
 
     def test_options(self):
@@ -237,6 +247,7 @@ class Monitor(Analyser):
 
     def test_a_monitor_that_does_not_answer(self):
         self.assertEqual(self.monitor(I2c().message("S 92- P S 93- P")), ["The monitor does not answer"] * 2)
+        self.assertEqual(self.monitor(I2c().message("S 92- 8C- P")), ["The monitor does not answer"])
         self.assertEqual(self.monitor(I2c().message("S 92 8C- P"), "warning"), ["The monitor refuses the command"])
 
     def test_another_chip_on_the_bus(self):
