@@ -133,6 +133,7 @@ std::string supplyJson(const supplyMonitor::tsSupply& supply) {
 
 std::string monitorJson() {
     std::vector<std::string> supplies;
+    supplies.reserve(supplyMonitor::kSupplies.size());
     for (const supplyMonitor::tsSupply& supply : supplyMonitor::kSupplies) {
         supplies.push_back(supplyJson(supply));
     }
