@@ -14,7 +14,7 @@ set(CPACK_PACKAGE_CONTACT ${HEAD_PACKAGE_CONTACT})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL plugin runtime sdk head headsdk tools)
+set(CPACK_COMPONENTS_ALL plugin runtime sdk head headsdk tools decoders)
 if(HEAD_DOXYGEN)
   list(APPEND CPACK_COMPONENTS_ALL doc)
 endif()
@@ -103,6 +103,21 @@ from a script, a console or a line server.
 .
 virtual-head runs a program on a camera head that is not there: it answers the
 device files, tells what the hardware saw and what the program did wrong.")
+
+# Read by a library that runs Python, the same for every processor. Debian's programs that show signals depend on it.
+set(CPACK_DEBIAN_DECODERS_PACKAGE_NAME camera-head-decoders)
+set(CPACK_DEBIAN_DECODERS_PACKAGE_SECTION electronics)
+set(CPACK_DEBIAN_DECODERS_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DECODERS_PACKAGE_DEPENDS libsigrokdecode4)
+set(CPACK_DEBIAN_DECODERS_PACKAGE_RECOMMENDS "sigrok-cli | pulseview")
+set(CPACK_COMPONENT_DECODERS_DESCRIPTION
+    "camera head with a 3U5MGXS sensor, protocol decoders for sigrok
+A logic analyser on the wires of a camera head shows bits. These decoders say
+which register and fields of the sensor a word writes, and which supply the
+head's monitor reads.
+.
+sigrok-cli and PulseView find them by the names sensor_3u5mgxs and
+monitor_3u5mgxs.")
 
 # The libraries' package says itself who needs which version of it, and asks for ldconfig.
 set(head_debian ${CMAKE_BINARY_DIR}/debian)

@@ -1,6 +1,5 @@
 // Power sequencing and supply verification.
 
-#include <array>
 #include <chrono>
 #include <iostream>
 #include <stdexcept>
@@ -11,6 +10,7 @@
 #include "common/print.h"
 #include "sensor/registers.h"
 #include "sensor/sensor.h"
+#include "sensor/supplies.h"
 
 using namespace std::chrono_literals;
 
@@ -28,20 +28,8 @@ constexpr auto kAdcWarmUp = 5000us; // the internal reference settles after the 
 constexpr unsigned char kDepth10 = 10; // bits
 constexpr unsigned char kDepth12 = 12; // bits
 
-/// A supply as the ADC sees it.
-struct tsSupply {
-    int channel;
-    const char* name; // also the key in the limits file
-    float scale;      // undoes the divider in front of the ADC
-    float maximum;    // V, unless the limits file has another
-    float minimum;    // V, unless the limits file has another
-};
-
-constexpr std::array kSupplies{
-    tsSupply{0, "VDD1.2", 1.0F, 1.3F, 1.1F},
-    tsSupply{1, "VDD3.3AVDDH_DIV2", 2.0F, 3.4F, 3.2F},
-    tsSupply{4, "VDD3.3SVDD_DIV2", 2.0F, 3.4F, 3.2F},
-};
+using supplyMonitor::kSupplies;
+using supplyMonitor::tsSupply;
 
 /// A reading that is not a number is within limits: both comparisons are strict. A limit from the
 /// file is compared as it is written, with all its digits.

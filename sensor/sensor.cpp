@@ -9,13 +9,9 @@
 #include "common/mutex_guard.h"
 #include "common/print.h"
 #include "sensor/registers.h"
+#include "sensor/supplies.h"
 
 namespace {
-
-// Where the supply monitor sits.
-constexpr int kAdcBus = 1;
-constexpr int kAdcAddress = 0x49;
-constexpr float kAdcReference = 2.5F; // V, the chip's own
 
 constexpr float kHighClock = 36.0F; // MHz, from here on the sensor's PLL needs its upper range
 
@@ -53,7 +49,8 @@ int GetPinFromDTName(const char* name) {
 }
 
 tc3U5MGXS::tc3U5MGXS(std::string spiDevicePath)
-    : m_adc(kAdcBus, kAdcAddress, kAdcReference), m_spi(std::move(spiDevicePath)) {
+    : m_adc(supplyMonitor::kBus, supplyMonitor::kAddress, supplyMonitor::kReferenceVolts),
+      m_spi(std::move(spiDevicePath)) {
     print(std::cout, "tc3U5MGXS::tc3U5MGXS: Constructing tc3U5MGXS\n");
     // Opened and not consulted: powerUp reads the limits when it needs them.
     const INIReader unread("3u5mgxs_sensor.ini");

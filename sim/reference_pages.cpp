@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "sensor/registers.h"
+#include "sensor/supplies.h"
 #include "sim/base/register_table.h"
+#include "sim/base/rules.h"
 #include "sim/base/text.h"
 #include "sim/journal/checker.h"
 #include "sim/virtual_head.h"
@@ -115,6 +117,42 @@ std::string blockJson(const tsRegisterBlock& block) {
            R"(, "fields": [)" + joinedLines(fields, "      ") + "]}";
 }
 
+// As few digits as name the number: 1.3, not the nearest one of single precision.
+std::string shortNumber(float value) {
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
+std::string supplyJson(const supplyMonitor::tsSupply& supply) {
+    return R"({"name": ")" + std::string(supply.name) + R"(", "channel": )" +
+           std::to_string(supply.channel) + R"(, "scale": )" + shortNumber(supply.scale) +
+           R"(, "least": )" + shortNumber(supply.minimum) + R"(, "most": )" +
+           shortNumber(supply.maximum) + "}";
+}
+
+std::string monitorJson() {
+    std::vector<std::string> supplies;
+    supplies.reserve(supplyMonitor::kSupplies.size());
+    for (const supplyMonitor::tsSupply& supply : supplyMonitor::kSupplies) {
+        supplies.push_back(supplyJson(supply));
+    }
+    return R"({
+    "chip": "ADS7828",
+    "bus": "/dev/i2c-)" +
+           std::to_string(supplyMonitor::kBus) + R"(",
+    "address": ")" +
+           hexText(supplyMonitor::kAddress, 2) + R"(",
+    "reference": )" +
+           shortNumber(supplyMonitor::kReferenceVolts) + R"(,
+    "value_bits": )" +
+           std::to_string(supplyMonitor::kValueBits) + R"(,
+    "supplies": [)" +
+           joinedLines(supplies, "      ") + R"(
+    ]
+  })";
+}
+
 } // namespace
 
 std::string registersJson() {
@@ -126,14 +164,18 @@ std::string registersJson() {
     return R"({
   "format": 1,
   "board": "3U5MGXS",
-  "about": "Registers of sensor and FPGA, for people and programs: docs/register-table.md describes the format. Made by virtual-head --print-register-table.",
+  "about": "Registers of sensor and FPGA, and the supplies, for people and programs: docs/register-table.md describes the format. Made by virtual-head --print-register-table.",
   "sensor": {
     "address_bits": 10,
     "value_bits": 22,
+    "fastest_clock": )" +
+           std::to_string(limits::kFastestSpiHz) + R"(,
     "fields": [)" +
            joinedLines(sensorFieldsJson(), "      ") + R"(
     ]
   },
+  "monitor": )" +
+           monitorJson() + R"(,
   "fpga": [)" +
            joinedLines(blocks, "    ") + "\n  ]\n}\n";
 }

@@ -30,7 +30,7 @@ main_job() { # PLUG-IN
 }
 
 step "each component holds what it should"
-for component in plugin runtime sdk head headsdk tools; do
+for component in plugin runtime sdk head headsdk tools decoders; do
     cmake --install "$build" --prefix "$root" --component "$component" >"$folder/$component.log"
     sed -n "s|^-- Installing: $root/||p; s|^-- Up-to-date: $root/||p" "$folder/$component.log" >"$folder/$component"
 done
@@ -47,6 +47,8 @@ for file in bin/camhost bin/virtual-head share/man/man1/camhost.1 \
 done
 [ "$(sort "$folder/head")" = "$(printf "$library_folder/%s\n" libvirtual_head.so.0 "libvirtual_head.so.$version")" ] ||
     fail "virtual head: $(cat "$folder/head")"
+decoder_files=$(printf 'share/libsigrokdecode/decoders/%s\n' {monitor,sensor}_3u5mgxs/{__init__.py,pd.py,sensor_board_3u5mgxs.registers.json})
+[ "$(sort "$folder/decoders")" = "$(sort <<<"$decoder_files")" ] || fail "decoders: $(cat "$folder/decoders")"
 for file in include/virtual-head/sim/virtual_head.h "$library_folder/libvirtual_head.so" \
     "$library_folder/pkgconfig/virtual-head.pc" "$library_folder/cmake/VirtualHead/VirtualHeadConfig.cmake"; do
     grep -qxF "$file" "$folder/headsdk" || fail "the virtual head's SDK lacks $file"

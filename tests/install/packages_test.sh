@@ -8,7 +8,7 @@ build=$1
 packages=$2
 shift 2
 version=$("$@" --version | sed 's/^camhost //')
-names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev libvirtual-head0 libvirtual-head-dev camera-head-doc camera-head-tools)
+names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev libvirtual-head0 libvirtual-head-dev camera-head-decoders camera-head-doc camera-head-tools)
 
 failed=0
 expect() { # WHAT GIVEN EXPECTED
@@ -17,8 +17,11 @@ expect() { # WHAT GIVEN EXPECTED
         failed=1
     fi
 }
-architecture_of() { # PACKAGE: pages are the same for every processor
-    if [ "$1" = camera-head-doc ]; then echo all; else echo "$architecture"; fi
+architecture_of() { # PACKAGE: pages and decoders are the same for every processor
+    case $1 in
+    camera-head-doc | camera-head-decoders) echo all ;;
+    *) echo "$architecture" ;;
+    esac
 }
 archive_of() { # PACKAGE
     echo "$packages/${1}_${version}_$(architecture_of "$1").deb"
@@ -89,15 +92,18 @@ expect "libraries: Depends" "$(field libvarnox0 Depends)" "$runtime"
 expect "SDK: Depends" "$(field libvarnox-dev Depends)" "libvarnox0 (= $version)"
 expect "virtual head: Depends" "$(field libvirtual-head0 Depends)" "$head"
 expect "virtual head's SDK: Depends" "$(field libvirtual-head-dev Depends)" "libvirtual-head0 (= $version)"
+expect "decoders: Depends" "$(field camera-head-decoders Depends)" libsigrokdecode4
+expect "decoders: Recommends" "$(field camera-head-decoders Recommends)" "sigrok-cli | pulseview"
 expect "tools: Depends" "$(field camera-head-tools Depends)" "$tools"
 expect "tools: Recommends" "$(field camera-head-tools Recommends)" sensor-board-3u5mgxs
-expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nlibs\nlibdevel\ndoc\nutils'
+expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nlibs\nlibdevel\nelectronics\ndoc\nutils'
 expect "summaries" "$(for name in "${names[@]}"; do field "$name" Description | sed -n 1p; done)" \
     'sensor-board plug-in for the 3U5MGXS image sensor
 host and board-support library of a camera stack
 host and board-support library of a camera stack, development files
 virtual camera head for tests
 virtual camera head for tests, development files
+camera head with a 3U5MGXS sensor, protocol decoders for sigrok
 camera heads, their host libraries and the virtual head, API pages
 camera host for the command line, and a virtual camera head'
 expect "shlibs" "$(control_file libvarnox0 shlibs)" \

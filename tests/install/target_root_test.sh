@@ -32,8 +32,8 @@ main_job() {
     sed -i "s|^camhost: $(dirname "$plugin")/|camhost: |" "$results/output"
 }
 
-# Pages are no matter of a processor.
-read -ra names <<<"${names[*]/camera-head-doc/}"
+# Pages and decoders are no matter of a processor.
+read -ra names <<<"$(sed 's/camera-head-\(doc\|decoders\)//g' <<<"${names[*]}")"
 
 step "the target's packages that ours depend on"
 scripts/armhf-root.sh "$build/debian/root"

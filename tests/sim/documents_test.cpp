@@ -34,6 +34,24 @@ TEST(Documents, TheTableOfRegistersIsThatOfTheTables) {
     EXPECT_THAT(text,
                 testing::HasSubstr(
                     R"({"name": "core_caps", "offset": "0x208", "low_bit": 0, "bits": 32, )"));
+    EXPECT_THAT(text, testing::HasSubstr(R"("fastest_clock": 10000000,)"));
+}
+
+// Limits as people write them, though the driver compares in single precision.
+TEST(Documents, TheTableOfRegistersHasTheSupplyMonitor) {
+    EXPECT_THAT(sim::registersJson(), testing::HasSubstr(R"(  "monitor": {
+    "chip": "ADS7828",
+    "bus": "/dev/i2c-1",
+    "address": "0x49",
+    "reference": 2.5,
+    "value_bits": 12,
+    "supplies": [
+      {"name": "VDD1.2", "channel": 0, "scale": 1, "least": 1.1, "most": 1.3},
+      {"name": "VDD3.3AVDDH_DIV2", "channel": 1, "scale": 2, "least": 3.2, "most": 3.4},
+      {"name": "VDD3.3SVDD_DIV2", "channel": 4, "scale": 2, "least": 3.2, "most": 3.4}
+    ]
+  },
+)"));
 }
 
 TEST(Documents, ChecksAreTheRules) {

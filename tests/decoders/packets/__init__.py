@@ -1,0 +1,1 @@
+from .pd import Decoder
