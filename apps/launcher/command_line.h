@@ -23,7 +23,7 @@ struct tsArguments {
     std::string record;
     std::string replay;
     bool hardware = false;
-    std::string serve;       ///< "[ADDRESS:]PORT"
+    std::string serve; ///< "[ADDRESS:]PORT"
     bool keepServing = false;
     bool stopped = false;
     bool printRegisters = false;

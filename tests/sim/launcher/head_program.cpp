@@ -128,8 +128,8 @@ int askDevices() {
     return 0;
 }
 
-// Does what it reads, a word a line, and says when it has: "up", "start", "stream", "stop", "flags" (what
-// the link's register says), "wrong" (a write that breaks a rule), "sleep" (10 ms).
+// Does what it reads, a word a line, and says when it has: "up", "start", "stream", "stop", "flags"
+// (what the link's register says), "wrong" (a write that breaks a rule), "sleep" (10 ms).
 int obey() {
     tcUser user;
     for (std::string word; std::cin >> word;) {
