@@ -174,7 +174,10 @@ class Head:
                 started.wait(1.0)
                 state = "does not say its address" if started.status is None else f"ended with {started.status}"
                 raise NotStarted(f"virtual-head {state}: {started.errors.text.strip() or 'it said nothing'}")
-            head = cls.attach(address[1])
+            try:
+                head = cls.attach(address[1])
+            except Unreachable as error:
+                raise NotStarted(f"virtual-head is gone again: {started.errors.text.strip()}") from error
             return head
         except BaseException:
             started.kill()
@@ -242,11 +245,19 @@ class Head:
         """Waits up to `real` seconds of the machine's time for the program's end. Returns its exit status, 128 plus the
         signal that ended it. The head answers still. Raises WaitFailed."""
         deadline = clock.monotonic() + real
-        while (status := self.info().status) is None:
+        while (status := self._ended()) is None:
             if clock.monotonic() >= deadline:
                 raise WaitFailed(f"the program did not end within {real:g} s of real time; {self._seen()}")
             clock.sleep(_LOOK)
         return status
+
+    def _ended(self) -> int | None:
+        try:
+            return self.info().status
+        except Unreachable:  # a program that could not be started: the launcher does not stay
+            if self._started is None or (status := self._started.wait(1.0)) is None:
+                raise
+            return status
 
     @property
     def address(self) -> str:
@@ -526,7 +537,9 @@ class Head:
         given = {"what": what, "name": name, "at": at, "after": after, "for": lasts, "until": until}
         body = {key: value if isinstance(value, str) else f"{value:.15g}" for key, value in given.items()
                 if value is not None}
-        return Fault(self, str(self._client.post("/v1/faults", body)["name"]), what)
+        made = Fault(self, str(self._client.post("/v1/faults", body)["name"]), what)
+        self.settle(real=1.0)  # so that the head tells of it
+        return made
 
     fault = make_fault
     """`with head.fault("lanes 3 lost"):` makes a fault that ends with the block."""
@@ -534,6 +547,7 @@ class Head:
     def end_fault(self, name: str) -> None:
         """Ends a fault now. Raises Refused with the head's reason."""
         self._client.request("DELETE", "/v1/faults/" + urllib.parse.quote(name, safe=""))
+        self.settle(real=1.0)
 
     def fault_kinds(self) -> list[str]:
         """The forms that `what` of a fault may have, for people."""
