@@ -228,6 +228,13 @@ class Grouped(unittest.TestCase):
             with self.subTest(check=check):
                 self.assertIn(f"[{check}", said.text)
 
+    def test_sources_that_have_a_name_in_common_are_in_groups_of_their_own(self) -> None:
+        texts = ("using tmLine = int;\n", "using tmLine = long;\n", "using tmOther = long;\n")
+        sources = [check_tidy.Source(Path(f"{n}.cpp"), (), "", text) for n, text in enumerate(texts)]
+        groups = check_tidy.grouped(sources)
+        self.assertEqual(len(groups), 2)
+        self.assertFalse(any(sources[0] in group and sources[1] in group for group in groups))
+
     def test_a_function_is_also_analyzed_without_its_callers(self) -> None:
         self.assertIn("[clang-analyzer-core.NullDereference", self.said([CALLED, CALLER], at_once=True).text)
 
