@@ -65,6 +65,8 @@ IN_A_GROUP = {
     " { const std::string t(std::move(s)); return s.empty() ? t[0] : t[1]; }",
     "bugprone-macro-parentheses": "#define PLANTED(x) x * 2",
     "bugprone-suspicious-include": '#include "nothing.cpp"',
+    # GCC's warning of it is off where several sources are compiled at once.
+    "google-build-namespaces": '#include "unnamed.h"',
     "modernize-use-nullptr": "int* plantedHelper() { return 0; }",
     "modernize-use-override": "struct tsPlanted { virtual ~tsPlanted(); };"
     " struct tsOther : tsPlanted { virtual ~tsOther(); };",
@@ -183,6 +185,7 @@ class Grouped(unittest.TestCase):
         room = folder / "sim"
         room.mkdir()
         (room / "nothing.cpp").write_text("", encoding="utf-8")
+        (room / "unnamed.h").write_text("namespace { struct tsUnnamed { int a; }; }\n", encoding="utf-8")
         (room / ".clang-tidy").write_text(group[0].settings, encoding="utf-8")
         folders = [f"-iquote{place}" for place in sorted({source.file.parent for source in group})]
         group = [dataclasses.replace(source, flags=(*source.flags, *folders)) for source in group]
