@@ -13,6 +13,7 @@
 #include "sim/after/drawing.h"
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
+#include "sim/base/rules.h"
 #include "sim/pictures/png_file.h"
 #include "sim/scenario/reference.h"
 
@@ -189,6 +190,7 @@ const std::vector<tcInterface::tsRoute>& tcInterface::routes() {
         {"POST", "/v1/faults", {}, &tcInterface::makeFault},
         {"DELETE", "/v1/faults/*", {}, &tcInterface::endFault},
         {"GET", "/v1/scenario", {}, &tcInterface::scenario},
+        {"GET", "/v1/rules", {}, &tcInterface::rules},
         {"GET", "/v1/time", {}, &tcInterface::time},
         {"POST", "/v1/time", {}, &tcInterface::setTime},
     };
@@ -256,6 +258,7 @@ tsReply tcInterface::about(const tsRequest& /*unused*/) {
                   {"virtual_head", m_about.version},
                   {"program", m_about.program},
                   {"scenario", m_about.scenario},
+                  {"run", m_about.run},
                   {"status", m_status ? tcJson(*m_status) : tcJson(nullptr)},
                   {"process", process.number},
                   {"first_event", m_timeLine.first()},
@@ -355,6 +358,11 @@ std::string tcInterface::streamed(std::uint64_t& from) const {
         text += "id: " + std::to_string(from) + "\nevent: events\ndata: " + dumped(list) + "\n\n";
     }
     return text;
+}
+
+std::string tcInterface::farewell() const {
+    const std::lock_guard lock(m_mutex);
+    return m_status ? "event: end\ndata: " + dumped({{"status", *m_status}}) + "\n\n" : "";
 }
 
 tcInterface::tsPainted tcInterface::painted() {
@@ -496,6 +504,17 @@ tsReply tcInterface::endFault(const tsRequest& request) {
 
 tsReply tcInterface::scenario(const tsRequest& /*unused*/) {
     return {200, "text/plain; charset=utf-8", m_faults.scenario(), {}};
+}
+
+tsReply tcInterface::rules(const tsRequest& /*unused*/) {
+    tcJson list = tcJson::array();
+    for (const sim::tsRule& rule : sim::rules()) {
+        list.push_back({{"name", rule.name},
+                        {"rule", rule.what},
+                        {"reason", rule.why},
+                        {"remedy", rule.remedy}});
+    }
+    return reply(list);
 }
 
 tsReply tcInterface::time(const tsRequest& /*unused*/) {
