@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/live/state_json.h"
+#include "fpga/registers.h"
 #include "sim/after/drawing.h"
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
@@ -84,6 +85,11 @@ std::string lineOf(std::uint64_t timeNs, const std::string& text) {
            rest + "] " + text;
 }
 
+// Flags of the head that have a wire each.
+constexpr std::array<std::string_view, 9> kFlags{
+    "VDD1.2-GOOD", "VDD3.3SVDD-GOOD", "VDD3.3AVDDH-GOOD", "SENSOR-AWAKE", "CORE-ENABLED",
+    "PLL-LOCKED",  "PLL-RG-LOCKED",   "PLL-GB-LOCKED",    "ALIGNED"};
+
 // The wires as they were before the first event of a piece, as lines of a trace.
 std::vector<std::string> linesOf(const sim::tcHeadState& state, std::uint64_t timeNs) {
     std::vector<std::string> result;
@@ -92,6 +98,17 @@ std::vector<std::string> linesOf(const sim::tcHeadState& state, std::uint64_t ti
             result.push_back(lineOf(timeNs, "GPIO " + name + (line.output ? " out " : " = ") +
                                                 std::to_string(*line.level)));
         }
+    }
+    const auto addFlag = [&](std::string_view name) {
+        if (state.flag(name)) {
+            result.push_back(lineOf(timeNs, "STATE " + std::string(name) + " 1"));
+        }
+    };
+    for (const std::string_view name : kFlags) {
+        addFlag(name);
+    }
+    for (std::size_t lane = 0; lane < frameCtrlRegisters::kLanes; ++lane) {
+        addFlag("LANE" + std::to_string(lane) + "-LOCK");
     }
     return result;
 }
@@ -428,7 +445,9 @@ tsReply tcInterface::waveform(const tsRequest& request) {
         throw tcWrong(kNotFound, "no event from " + std::to_string(from) + " to " +
                                      std::to_string(to) + " is kept");
     }
-    if (const auto before = from == 0 ? std::nullopt : m_timeLine.stateAt(from - 1)) {
+    // Of another head, the state says nothing of this one.
+    const bool piece = from != 0 && m_timeLine.processAt(from - 1) == events.back().process;
+    if (const auto before = piece ? m_timeLine.stateAt(from - 1) : std::nullopt) {
         lines = linesOf(*before, events.front().timeNs);
     }
     for (const tsShownEvent& event : events) {
@@ -437,7 +456,11 @@ tsReply tcInterface::waveform(const tsRequest& request) {
         }
     }
     try {
-        return {200, "image/svg+xml", sim::drawing(sim::waveform(sim::parseTrace(lines))), {}};
+        return {200,
+                "image/svg+xml",
+                sim::drawing(sim::waveform(sim::parseTrace(lines)),
+                             piece ? sim::teDrawn::piece : sim::teDrawn::run),
+                {}};
     } catch (const std::runtime_error& error) {
         throw tcWrong(kConflict, std::string("these events make no waveform: ") + error.what());
     }

@@ -236,7 +236,7 @@ TEST(LiveRun, StreamsEventsAsTheyCome) {
     EXPECT_THAT(stream.until("STATE END"), HasSubstr("STATE END"));
     EXPECT_THAT(stream.until("event: end"), testing::EndsWith("event: end"));
     EXPECT_THAT(stream.rest(kPatienceMs),
-                AllOf(StartsWith("\ndata: {\"status\":9}\n\n"),
+                AllOf(StartsWith("\ndata: {\"status\":0}\n\n"),
                       testing::EndsWith("0\r\n\r\n"))); // it ends with the run
 }
 

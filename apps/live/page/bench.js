@@ -144,7 +144,10 @@ function begin(about) {
   for (const part of [store, news, picture, registers, timeLine, faults]) part.clear();
   store.first = about.first_event;
   store.next = about.next_event;
-  say(byId('program'), `${about.program.join(' ')}${about.scenario ? ` on ${about.scenario}` : ''}`);
+  const [program, ...rest] = about.program;
+  const words = [(program ?? '').replace(/^.*\//, ''), ...rest];
+  say(byId('program'), `${words.join(' ')}${about.scenario ? ` on ${about.scenario}` : ''}`);
+  byId('program').title = about.program.join(' ');
   document.body.dataset.run = about.run;
   faults.pace.ask();
   get('/v1/rules').then((rules) => news.setRules(rules)).catch(complain);

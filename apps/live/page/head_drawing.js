@@ -15,9 +15,9 @@ const kWide = {
   fpga: { x: 432, y: 4, width: 204, height: 404 },
 };
 const kNarrow = {
-  width: 340, height: 836,
+  width: 340, height: 846,
   supplies: { x: 2, y: 2, width: 336, height: 74, step: 80, columns: 2 },
-  spi: { x: 2, y: 732, width: 336, height: 100 },
+  spi: { x: 2, y: 732, width: 336, height: 110 },
   sensor: { x: 2, y: 244, width: 336, height: 124 },
   lanes: { along: 'y', from: 368, to: 438, start: 19, step: 27.5, width: 26, height: 40 },
   fpga: { x: 2, y: 438, width: 336, height: 286 },
@@ -128,8 +128,8 @@ export class HeadDrawing {
   spi() {
     const { x, y, width } = this.layout.spi;
     this.box(this.layout.spi, 'Ports and checks');
-    [['spi', 'SPI'], ['violations', 'violations'], ['failed', 'failed calls'], ['faults', 'faults']].forEach(([key, label], at) => {
-      this.slot(key, label, x + 9, y + 38 + at * 19, width - 12);
+    [['spi', 'SPI'], ['spi-clock', 'SPI'], ['violations', 'violations'], ['failed', 'failed calls'], ['faults', 'faults']].forEach(([key, label], at) => {
+      this.slot(key, label, x + 9, y + 37 + at * 16, width - 12);
     });
   }
 
@@ -189,14 +189,16 @@ export class HeadDrawing {
     this.set('triggered', yes(sensor.triggered));
     this.set('array', '2592 x 2056');
     const on = link.enabled;
-    const flag = (value) => [yes(value), value ? 'good' : on ? 'bad' : ''];
+    // Without a sensor that sends there is nothing to lock onto.
+    const expected = on && (sensor.doing === 'streaming' || sensor.doing === 'lanes on');
+    const flag = (value) => [yes(value), value ? 'good' : expected ? 'bad' : ''];
     this.set('core', yes(on), on ? 'good' : '');
     this.set('pll', ...flag(link.pll.locked));
     this.set('pll-rg', ...flag(link.pll.rg_locked));
     this.set('pll-gb', ...flag(link.pll.gb_locked));
     this.set('aligned', ...flag(link.aligned));
     const locked = link.lanes.filter((lane) => lane.locked).length;
-    this.set('locked', `${locked} of ${kLanes}`, locked === kLanes ? 'good' : on ? 'bad' : '');
+    this.set('locked', `${locked} of ${kLanes}`, locked === kLanes ? 'good' : expected || locked ? 'bad' : '');
     this.set('pulses', pulses ? `every ${span(pulses.period_ns)}` : 'none');
     this.set('pulse-length', pulses ? `${span(pulses.length_ns)}, ${pulses.low_pulses ? 'low' : 'high'}` : '-');
     this.set('frames', frames ? `every ${span(frames.period_ns)}` : 'none');
@@ -204,7 +206,8 @@ export class HeadDrawing {
     this.set('pixel-shift', yes(pipeline.pixel_shift_runs));
     this.set('pictures', past ? 'not known here' : String(state.process?.pictures ?? 0));
     const spi = state.spi;
-    this.set('spi', spi.HZ ? `mode ${spi.MODE}, ${spi.BITS} bits, ${spi.HZ / 1e6} MHz` : '-');
+    this.set('spi', spi.HZ ? `mode ${spi.MODE}, ${spi.BITS} bits` : '-');
+    this.set('spi-clock', spi.HZ ? `${spi.HZ / 1e6} MHz, ${spi.LSB ? 'LSB' : 'MSB'} first` : '-');
     this.set('violations', String(state.violations), state.violations ? 'bad' : '');
     this.set('failed', String(state.failed_calls), state.failed_calls ? 'bad' : '');
     this.set('faults', state.faults.length ? state.faults.join(', ') : 'none', state.faults.length ? 'bad' : '');
