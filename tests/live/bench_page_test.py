@@ -377,6 +377,29 @@ class BenchPage(unittest.TestCase):
             self.browser.click("#news-list .violation a")
             self.shows(run.get(f"/v1/state?at={number}"))
 
+    def test_tells_first_what_the_sensor_does_not_hold(self):
+        with Run() as run:
+            self.open(run)
+            run.send("init", "status")
+            run.wait_printed("test pattern")
+            self.browser.wait_text("#register-differences", "The sensor holds what the program sent.")
+            held = {one["address"] for one in run.get("/v1/registers")["sensor"]}
+            # a supply that fails and comes back: the sensor wakes without its registers
+            self.browser.run("""fetch('/v1/faults', {method: 'POST', headers: {'Content-Type': 'application/json'},
+                body: JSON.stringify({what: 'rail VDD1.2 0.2', name: 'dip', for: '20'})})""")
+            self.browser.wait_text("#fault-list", "rail VDD1.2 0.2")
+            run.send("capture 100", "status")
+            run.wait_printed("test pattern", 2)
+            differences = run.get("/v1/registers")["differences"]
+            self.assertGreater(len(differences), 20)
+            self.assertLessEqual({one["address"] for one in differences}, held)
+            self.browser.wait_text("#register-differences h3", f"was sent: {len(differences)}")
+            row = self.browser.text(f"[data-difference='{differences[0]['address']}']")
+            self.assertIn(f"{differences[0]['sent']:#010x}".upper().replace("0X", "0x"), row)
+            self.assertIn("nothing", row)
+            self.assertIn(f"event {differences[0]['event']}", row)
+            self.quiet(run)
+
     def test_says_what_the_interface_refuses(self):
         with Run() as run:
             self.open(run)
@@ -488,7 +511,7 @@ def make_pictures(folder):
             time.sleep(2)
             browser.shot(os.path.join(folder, f"bench-{name}.png"))
     # in real time, a lane dies while pictures come
-    with Browser(1000, 660) as browser, Run("--time", "real") as run:
+    with Browser(1200, 760) as browser, Run("--time", "real") as run:
         run.send("init", "capture 20000")
         browser.go(run.url)
         browser.wait_text("[data-key=doing] .value", "streaming")

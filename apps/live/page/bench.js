@@ -74,7 +74,7 @@ function redraw() {
   const { state, at } = bench;
   if (!state) return;
   drawing.show({ state, past: at !== null, deadLanes: faults.deadLanes() });
-  news.count(state);
+  news.count(state, at !== null);
   picture.delivered(bench.process);
   showTime(bench.process, at === null ? state.time_ns : null);
   byId('drawing').dataset.event = state.event ?? '';

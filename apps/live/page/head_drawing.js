@@ -4,6 +4,7 @@ import { el, say, span, svg } from './elements.js';
 
 const kLanes = 12;
 const kLightMs = 1200;
+const kNarrowBelow = 500; // pixels: the wide drawing's text would be too small
 
 // Where things stand, in pixels of a drawing that is shown about 1:1.
 const kWide = {
@@ -43,7 +44,7 @@ export class HeadDrawing {
     this.shown = null;
     this.build();
     new ResizeObserver(() => {
-      if ((place.clientWidth < 560) !== (this.layout === kNarrow)) {
+      if ((place.clientWidth < kNarrowBelow) !== (this.layout === kNarrow)) {
         this.build();
         if (this.shown) this.show(this.shown);
       }
@@ -51,10 +52,10 @@ export class HeadDrawing {
   }
 
   build() {
-    this.layout = this.place.clientWidth < 560 ? kNarrow : kWide;
+    this.layout = this.place.clientWidth < kNarrowBelow ? kNarrow : kWide;
     const { width, height } = this.layout;
     this.slots = new Map();
-    this.picture = svg('svg', { viewBox: `0 0 ${width} ${height}`, class: 'head-drawing', role: 'group',
+    this.picture = svg('svg', { viewBox: `0 0 ${width} ${height}`, class: this.layout === kNarrow ? 'head-drawing narrow' : 'head-drawing', role: 'group',
                                 'aria-label': 'Drawing of the head' });
     this.supplies();
     this.sensor();

@@ -57,9 +57,10 @@ export class News {
     this.draw();
   }
 
-  count(state) {
-    say(byId('news-count'), state.violations + state.failed_calls === 0 ? 'None.' :
-        `${state.violations} violations, ${state.failed_calls} failed calls.`);
+  count(state, past) {
+    const counts = `${state.violations} violations, ${state.failed_calls} failed calls`;
+    say(byId('news-count'), past ? `${counts} up to the event that is looked at.` :
+        state.violations + state.failed_calls === 0 ? 'None.' : `${counts}.`);
   }
 
   draw() {

@@ -40,6 +40,7 @@ export class Picture {
     this.canvas.addEventListener('pointerdown', (event) => this.point(event));
     this.canvas.addEventListener('keydown', (event) => this.step(event));
     new ResizeObserver(() => this.mark()).observe(this.canvas);
+    matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => this.words && this.histogram());
   }
 
   clear() {
@@ -166,6 +167,7 @@ export class Picture {
 
   mark() {
     if (!this.at || !this.words) return;
+    this.canvas.classList.toggle('enlarged', this.canvas.clientWidth > this.width);
     this.cross.style.left = `${(this.at.x + 0.5) / this.width * 100}%`;
     this.cross.style.top = `${(this.at.y + 0.5) / this.height * 100}%`;
   }
