@@ -341,6 +341,8 @@ class BenchPage(unittest.TestCase):
             self.browser.run("window.sameDocument = true")
             run.send("init")
             self.browser.wait_text("[data-key=locked] .value", "12 of 12")
+            self.browser.run("location.hash = '#event-20'")
+            self.browser.wait_text("#past-text", "event 20, ")
             self.assertEqual(run.end(), 0)
             self.browser.wait_text("#connection-text", "the program has ended with status 0; connection lost, trying again")
             port = run.url.rstrip("/").rsplit(":", 1)[1]
@@ -353,6 +355,8 @@ class BenchPage(unittest.TestCase):
             self.browser.wait_text("[data-key=locked] .value", "0 of 12")
             self.assertEqual(self.browser.run("document.querySelectorAll('#event-rows tr').length"), 0)
             self.assertTrue(self.browser.run("window.sameDocument"))
+            self.assertTrue(self.browser.run("document.querySelector('#past').hidden"))
+            self.assertEqual(self.browser.text("#complaint"), "")
             run.process.stdin.close()
             self.browser.wait_text("#connection-text", "the program has ended with status 7")
 
@@ -425,6 +429,34 @@ class BenchPage(unittest.TestCase):
             run.send("init")
             self.browser.wait_text("[data-key=locked] .value", "12 of 12")
             self.assertFalse(run.get("/v1/time")["stopped"])
+
+    def test_lights_up_what_changed(self):
+        self.addCleanup(self.browser.media)
+        with Run("--time", "real") as run:
+            self.open(run)
+            run.send("init", "capture 600000")
+            self.browser.wait_text("[data-key=doing] .value", "streaming")
+            self.assertEqual(self.browser.text("#time-note"), "real time cannot be stopped")
+            self.assertTrue(self.browser.run("document.querySelector('#time-stop').disabled"))
+            self.browser.wait("!document.querySelector('.slot.changed:not([data-key=pictures])')", "all is quiet")
+            self.browser.run("""window.lit = {}; new MutationObserver((all) => { for (const { target } of all) {
+                if (!target.classList.contains('changed')) continue;
+                const light = target.querySelector('.light') ?? target;
+                lit[target.dataset.key ?? target.dataset.lane] = getComputedStyle(light).animationName; } }).observe(
+                  document.querySelector('.head-drawing'), {subtree: true, attributes: true, attributeFilter: ['class']});""")
+            self.browser.click("[data-lane='3']")
+            self.browser.wait("window.lit.locked && window.lit.aligned && window.lit.faults")
+            lit = self.browser.run("window.lit")
+            self.assertEqual(lit["3"], "fade-button")
+            self.assertEqual(lit["locked"], "fade")
+            self.assertLessEqual(set(lit), {"3", "locked", "aligned", "faults", "frames", "pictures"})
+            self.browser.wait("!document.querySelector('[data-key=locked].changed')", "the light goes out")
+            self.browser.media(prefers_reduced_motion="reduce")
+            self.browser.run("window.lit = {}")
+            self.browser.click("[data-lane='3']")
+            self.browser.wait("window.lit.faults")
+            self.assertEqual(self.browser.run("window.lit.faults"), "none")
+            self.quiet(run)
 
     def test_asks_seldom_and_not_when_nobody_looks(self):
         with Run() as run:

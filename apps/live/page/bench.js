@@ -112,7 +112,7 @@ function goTo(at) {
 
 function fromHash() {
   const found = /^#event-(\d+)$/.exec(location.hash);
-  if (found) choose(Number(found[1]));
+  if (found) choose(Number(found[1]) < store.next ? Number(found[1]) : null);
   else if (location.hash === '#now' || location.hash === '') goTo(null);
 }
 
@@ -166,6 +166,7 @@ async function connect() {
   }
   bench.tries = 0;
   complain(null);
+  const first = bench.run === null;
   const anew = about.run !== bench.run;
   if (anew) begin(about);
   store.first = about.first_event;
@@ -173,8 +174,8 @@ async function connect() {
   connection('connected', 'connected');
   if (about.status !== null) ended(about.status);
   follow();
-  if (anew && bench.at !== null && bench.at >= store.next) choose(null);
-  else if (anew) fromHash();
+  if (first) fromHash();
+  else if (anew) choose(null); // an event of the run before means nothing here
   statePace.ask();
   registerPace.ask();
   timeLine.show(bench.at);
