@@ -6,7 +6,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     clang-format clang-tidy cppcheck binutils abigail-tools
-    clang lld libclang-rt-14-dev python3
+    clang lld libclang-rt-14-dev python3 python3-pytest python3-numpy
     sigrok-cli gtkwave i2c-tools spi-tools chromium dpkg-dev lintian doxygen device-tree-compiler
 )
 # The target: cross compiler and emulator.
