@@ -33,6 +33,9 @@ ABOUT_ITSELF = re.compile(r"\busing\s+(?:typename\s+)?[\w:]*\w\s*[;,]|\bnamespac
 # What stands at the start of a line and has a name: two sources that share one cannot be read at once.
 NAMED = re.compile(r"^(?!namespace|using|#|//|\s|\})[^\n=(;{]*?(?<![:\w])(\w+)\s*(?=[({=;\[])", re.MULTILINE)
 
+# Likewise a name for a type.
+ALIAS = re.compile(r"^using\s+(\w+)\s*=", re.MULTILINE)
+
 OPENED = re.compile(r"^\s*(using namespace) ", re.MULTILINE)
 
 # The analyzer takes each function by itself, too. As a rule it leaves out what it has followed from a caller, and a
@@ -63,7 +66,7 @@ class Source:
 
     def names(self) -> set[str]:
         """What no other source of a group may have: names, and a namespace that is opened for all that follows."""
-        return set(NAMED.findall(self.text)) | set(OPENED.findall(self.text))
+        return {name for kind in (NAMED, ALIAS, OPENED) for name in kind.findall(self.text)}
 
 
 def compiled(build: Path, files: Iterable[Path]) -> list[Source]:

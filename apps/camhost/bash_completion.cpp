@@ -2,8 +2,6 @@
 
 #include <map>
 
-#include <CLI/CLI.hpp>
-
 namespace camhost {
 
 namespace {
@@ -20,16 +18,6 @@ const std::map<std::string, std::string>& offers() {
         {"COMMAND", R"(compgen -W "$commands" -- "$word")"},
         {"[ADDRESS:]PORT", R"(compgen -W "127.0.0.1: [::1]:" -- "$word")"}};
     return theOffers;
-}
-
-/// \return the names of an option, with their dashes
-std::vector<std::string> namesOf(const CLI::Option& option) {
-    std::vector<std::string> names;
-    for (const std::string& name : option.get_snames())
-        names.push_back("-" + name);
-    for (const std::string& name : option.get_lnames())
-        names.push_back("--" + name);
-    return names;
 }
 
 std::string joined(const std::vector<std::string>& words, const char* between) {
@@ -55,15 +43,15 @@ std::string assignment(const std::string& name, const std::vector<std::string>& 
 
 } // namespace
 
-std::string bashCompletion(const CLI::App& app, const tcCommandTable& table) {
-    std::vector<std::string> options;
+std::string bashCompletion(const std::vector<tsOfferedOption>& options,
+                           const tcCommandTable& table) {
+    std::vector<std::string> names;
     std::string cases;
-    for (const CLI::Option* option : app.get_options()) {
-        const std::vector<std::string> names = namesOf(*option);
-        options.insert(options.end(), names.begin(), names.end());
-        const auto offer = offers().find(option->get_type_name());
-        if (!names.empty() && option->get_items_expected_max() > 0 && offer != offers().end())
-            cases += "    " + joined(names, " | ") + ")\n        mapfile -t COMPREPLY < <(" +
+    for (const tsOfferedOption& option : options) {
+        names.insert(names.end(), option.names.begin(), option.names.end());
+        const auto offer = offers().find(option.type);
+        if (!option.names.empty() && option.takesArgument && offer != offers().end())
+            cases += "    " + joined(option.names, " | ") + ")\n        mapfile -t COMPREPLY < <(" +
                      offer->second + ")\n        ;;\n";
     }
     std::vector<std::string> commands;
@@ -74,7 +62,7 @@ std::string bashCompletion(const CLI::App& app, const tcCommandTable& table) {
            "--print-completion.\n\n"
            "_camhost() {\n"
            "    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}\n" +
-           assignment("options", options) + assignment("commands", commands) +
+           assignment("options", names) + assignment("commands", commands) +
            "    COMPREPLY=()\n    case $before in\n" + cases +
            R"(    *)
         if [[ $word == -* ]]; then

@@ -25,13 +25,12 @@ public:
 
     /// \return whether there may be more of the training
     bool take(const tsHeard& line) {
-        std::smatch match;
-        if (std::regex_search(line.text, match, m_fact.end))
+        if (m_fact.end.fits(line.text))
             return false;
-        if (std::regex_search(line.text, match, m_fact.lanes))
-            takeLanes(match[1].str(), line.at);
-        else if (std::regex_search(line.text, match, m_fact.status))
-            takeFlags(match, line.at);
+        if (const auto lanes = m_fact.lanes.in(line.text))
+            takeLanes(lanes->front(), line.at);
+        else if (const auto flags = m_fact.status.in(line.text))
+            takeFlags(*flags, line.at);
         return true;
     }
 
@@ -50,12 +49,12 @@ private:
         look(m_link.lanes, at, (bits & all) == all);
     }
 
-    void takeFlags(const std::smatch& match, tTime at) {
+    void takeFlags(const std::vector<std::string>& told, tTime at) {
         m_link.flags.clear();
         bool locked = true;
         bool aligned = false;
         for (std::size_t flag = 0; flag < m_fact.flags.size(); ++flag) {
-            const bool set = match[flag + 1] == "1";
+            const bool set = told[flag] == "1";
             if (m_fact.flags[flag] == m_fact.aligned) {
                 aligned = set;
                 continue;

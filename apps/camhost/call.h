@@ -50,7 +50,7 @@ public:
     bool pause(std::chrono::milliseconds duration);
 
     /// What the reply tells, for programs: members of the object that `--json` asks for.
-    [[nodiscard]] tmFacts& facts() { return m_facts; }
+    [[nodiscard]] tcFacts& facts() { return m_facts; }
     /// Keeps a board's answer among the facts.
     /// \return the answer
     int told(int result) {
@@ -68,7 +68,7 @@ private:
     const tcCommandTable& m_table;
     std::unique_lock<std::mutex>& m_lock;
     const tsCaller& m_caller;
-    tmFacts m_facts = tmFacts::object();
+    tcFacts m_facts = tcFacts::object();
     bool m_quit = false;
 };
 

@@ -71,7 +71,7 @@ Varnox::tcMultipleROISensor& requireRegions(tcCall& call) {
 }
 
 std::string regionsText(tcCall& call, Varnox::tcMultipleROISensor& sensor) {
-    tmFacts entries = tmFacts::array();
+    tcFacts entries = tcFacts::list();
     for (const ROI& entry : sensor.regions)
         entries.push_back(rectangleFacts(entry));
     call.facts() = {

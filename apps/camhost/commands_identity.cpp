@@ -23,20 +23,20 @@ std::string temperatureText(int celsius) {
     return celsius <= kNoTemperature ? "not measured" : std::to_string(celsius) + " C";
 }
 
-tmFacts linkFacts(tcCall& call) {
+tcFacts linkFacts(tcCall& call) {
     const std::vector<std::string> told = call.head().talk().link();
     const std::vector<tmLanes> attempts = lanesByAttempt(told);
     const std::optional<tmLanes> best = mostLanes(attempts);
-    return {{"lanes_locked", best ? tmFacts(*best) : tmFacts(nullptr)},
+    return {{"lanes_locked", best ? tcFacts(*best) : tcFacts(nullptr)},
             {"lanes_locked_by_attempt", attempts},
             {"told", told}};
 }
 
-tmFacts temperatureFacts(int celsius) {
-    return celsius <= kNoTemperature ? tmFacts(nullptr) : tmFacts(celsius);
+tcFacts temperatureFacts(int celsius) {
+    return celsius <= kNoTemperature ? tcFacts(nullptr) : tcFacts(celsius);
 }
 
-tmFacts cameraFacts(Varnox::tcSensorBoard& board) {
+tcFacts cameraFacts(Varnox::tcSensorBoard& board) {
     Varnox::tsCameraInfo info{};
     if (board.GetCameraInfo(info) != Varnox::eSuccess)
         return nullptr;
@@ -48,14 +48,14 @@ tmFacts cameraFacts(Varnox::tcSensorBoard& board) {
             {"flags", info.flags}};
 }
 
-tmFacts mirrorFacts(Varnox::tcSensorBoard& board, bool horizontal) {
+tcFacts mirrorFacts(Varnox::tcSensorBoard& board, bool horizontal) {
     bool enabled = false;
     if (board.getMirroring(horizontal, &enabled) != Varnox::eSuccess)
         return nullptr;
     return enabled;
 }
 
-tmFacts stateFacts(Varnox::tcSensorBoard& board) {
+tcFacts stateFacts(Varnox::tcSensorBoard& board) {
     int clock = 0;
     const bool hasClock = board.getClockSetting(clock) == Varnox::eSuccess;
     return {{"capturing", board.isCapturing()},
@@ -71,12 +71,12 @@ tmFacts stateFacts(Varnox::tcSensorBoard& board) {
             {"trigger", board.getTrigger()},
             {"shutter", board.getShutterMode()},
             {"test_pattern", board.getTestPattern()},
-            {"clock", hasClock ? tmFacts(clock) : tmFacts(nullptr)},
+            {"clock", hasClock ? tcFacts(clock) : tcFacts(nullptr)},
             {"temperature_sensor_celsius", temperatureFacts(board.getTempCelsius())},
             {"temperature_board_celsius", temperatureFacts(board.getBoardTempCelsius())}};
 }
 
-tmFacts infoFacts(tcCall& call) {
+tcFacts infoFacts(tcCall& call) {
     return {{"sensor_type", call.head().sensorType()},
             {"camera", cameraFacts(call.board())},
             {"version", call.board().getVersion()},
@@ -84,10 +84,10 @@ tmFacts infoFacts(tcCall& call) {
             {"pins", call.board().getNumPins()},
             {"pixel_format", call.board().getPixelFormat()},
             {"regions", call.head().regions() != nullptr
-                            ? tmFacts(call.head().regions()->regions.size())
-                            : tmFacts(1)},
+                            ? tcFacts(call.head().regions()->regions.size())
+                            : tcFacts(1)},
             {"keywords", call.head().keywords()},
-            {"supplies_volts", tmFacts(call.head().talk().supplies())},
+            {"supplies_volts", tcFacts(call.head().talk().supplies())},
             {"link", linkFacts(call)},
             {"state", stateFacts(call.board())}};
 }

@@ -97,7 +97,7 @@ struct tsWhiteBalance {
     int green = 0;
     int blue = 0;
 
-    [[nodiscard]] tmFacts facts() const { return {{"red", red}, {"green", green}, {"blue", blue}}; }
+    [[nodiscard]] tcFacts facts() const { return {{"red", red}, {"green", green}, {"blue", blue}}; }
 
     [[nodiscard]] std::string text() const {
         return std::to_string(red) + " " + std::to_string(green) + " " + std::to_string(blue);
@@ -124,7 +124,7 @@ std::string whiteBalance(tcCall& call, tcArguments& arguments) {
     const bool told = readWhiteBalance(call.board(), now) == Varnox::eSuccess;
     call.facts()["asked"] = asked.facts();
     call.facts()[result == Varnox::eSuccess ? "applied" : "white"] =
-        told ? now.facts() : tmFacts(nullptr);
+        told ? now.facts() : tcFacts(nullptr);
     requireSuccess("white " + asked.text(), result, told ? "white is " + now.text() : "");
     return "white: asked " + asked.text() +
            (told ? ", applied " + now.text() : ", taken; the board does not tell") + " (" +

@@ -52,7 +52,7 @@ std::string commandHelp(tcCall& call, const tsCommand& command) {
     return text;
 }
 
-tmFacts commandFacts(tcCall& call, const tsCommand& command) {
+tcFacts commandFacts(tcCall& call, const tsCommand& command) {
     return {{"name", command.name},
             {"group", command.group},
             {"arguments", command.arguments},
@@ -63,8 +63,8 @@ tmFacts commandFacts(tcCall& call, const tsCommand& command) {
             {"takes", boardLines(call, command)}};
 }
 
-tmFacts tableFacts(tcCall& call) {
-    tmFacts commands = tmFacts::array();
+tcFacts tableFacts(tcCall& call) {
+    tcFacts commands = tcFacts::list();
     for (const tsCommand& command : call.table().commands())
         commands.push_back(commandFacts(call, command));
     return {{"commands", commands}, {"keywords", call.head().keywords()}};

@@ -21,7 +21,7 @@ std::string readWord(tcCall& call, tcArguments& arguments) {
     const std::uint32_t address = takeRegister(arguments);
     arguments.end();
     const auto value = call.head().registerFile().read_word(address);
-    call.facts() = {{"word", address}, {"value", value ? tmFacts(*value) : tmFacts(nullptr)}};
+    call.facts() = {{"word", address}, {"value", value ? tcFacts(*value) : tcFacts(nullptr)}};
     if (!value)
         throw tcCommandError("regfile " + registerTitle(address) +
                              " holds nothing: nobody has written it; \"regfile dump\" lists what "
@@ -53,7 +53,7 @@ std::string dumpWords(tcCall& call, tcArguments& arguments) {
     const std::uint32_t to = arguments.more() ? takeRegister(arguments) : kWordMax;
     arguments.end();
     std::string text;
-    tmFacts words = tmFacts::array();
+    tcFacts words = tcFacts::list();
     for (const auto& [address, value] : call.head().registerFile().words()) {
         if (address < from || address > to)
             continue;
@@ -67,7 +67,7 @@ std::string dumpWords(tcCall& call, tcArguments& arguments) {
 std::string listNames(tcCall& call, tcArguments& arguments) {
     arguments.end();
     std::string text;
-    tmFacts words = tmFacts::array();
+    tcFacts words = tcFacts::list();
     for (const tsRegisterName& word : registerNames()) {
         text += (text.empty() ? "" : "\n") + hexText(word.address, 5) + " " +
                 std::string(word.name) + ": " + std::string(word.meaning);
@@ -163,7 +163,7 @@ std::string tellFields(tcCall& call, const tsPlace& place, std::uint32_t word) {
     if (table == nullptr)
         return {};
     std::string text;
-    tmFacts values = tmFacts::object();
+    tcFacts values = tcFacts::object();
     for (const auto* const field : table->fieldsOf(static_cast<std::uint32_t>(place.address))) {
         values[field->name] = field->of(word);
         text += (text.empty() ? "; " : ", ") + field->name + " " + std::to_string(field->of(word));
@@ -203,7 +203,7 @@ std::string poke(tcCall& call, tcArguments& arguments) {
     arguments.end();
     call.facts() = {{"register", place.address},
                     {"asked", asked},
-                    {"held", held ? tmFacts(place.of(*held)) : tmFacts(nullptr)}};
+                    {"held", held ? tcFacts(place.of(*held)) : tcFacts(nullptr)}};
     const int result = call.board().poke(place.address, static_cast<std::int32_t>(word));
     const std::string title = "poke " + place.title();
     requireSuccess(title + " = " + valueText(asked), result);
@@ -211,7 +211,7 @@ std::string poke(tcCall& call, tcArguments& arguments) {
     const std::string before = held ? "held " + valueText(place.of(*held)) : "held unknown";
     const std::string after =
         now ? "holds " + valueText(place.of(*now)) : "written; the board does not tell";
-    call.facts()["value"] = now ? tmFacts(place.of(*now)) : tmFacts(nullptr);
+    call.facts()["value"] = now ? tcFacts(place.of(*now)) : tcFacts(nullptr);
     const std::string fields = now ? tellFields(call, place, *now) : "";
     return title + ": asked " + valueText(asked) + ", " + before + ", " + after + fields + " (" +
            resultText(call.told(result)) + ")";
@@ -234,7 +234,7 @@ std::string sensorRegisters(tcCall& call, tcArguments& arguments) {
         throw tcCommandError("registers: the plug-in brought no table of its registers; use "
                              "addresses with \"peek\" and \"poke\"");
     std::string text;
-    tmFacts fields = tmFacts::array();
+    tcFacts fields = tcFacts::list();
     for (const registers::tsField& field : table->fields()) {
         if (field.name.find(part) == field.name.npos)
             continue;

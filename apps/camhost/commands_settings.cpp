@@ -23,7 +23,7 @@ std::string takeFile(tcCall& call, tcArguments& arguments) {
 /// \return settings that the board neither tells nor was told here
 std::string unknownSettings(tcCall& call) {
     std::string names;
-    tmFacts facts = tmFacts::array();
+    tcFacts facts = tcFacts::list();
     for (const tsCommand* command : call.table().settings()) {
         if (!command->saved(call).empty() || command->name == "regions")
             continue;
@@ -62,7 +62,7 @@ std::string load(tcCall& call, tcArguments& arguments) {
     const std::string file = takeFile(call, arguments);
     const std::vector<tsSettingLine> lines = readSettings(call.table(), file);
     std::string failures;
-    tmFacts failed = tmFacts::array();
+    tcFacts failed = tcFacts::list();
     for (const tsSettingLine& line : lines) {
         const std::string why = apply(call, line);
         if (why.empty())
@@ -93,7 +93,7 @@ std::string diff(tcCall& call, tcArguments& arguments) {
     for (const std::string& line : presentSettings(call))
         present[settingKey(line)] = line;
     std::string text;
-    tmFacts differences = tmFacts::array();
+    tcFacts differences = tcFacts::list();
     for (const tsSettingLine& line : readSettings(call.table(), file)) {
         const std::string wanted = normalized(line.text);
         const auto now = present.find(settingKey(wanted));
@@ -103,7 +103,7 @@ std::string diff(tcCall& call, tcArguments& arguments) {
         text += (text.empty() ? "" : "\n") + ("file: " + wanted) +
                 ", now: " + (known ? now->second : "not known");
         differences.push_back(
-            {{"file", wanted}, {"now", known ? tmFacts(now->second) : tmFacts(nullptr)}});
+            {{"file", wanted}, {"now", known ? tcFacts(now->second) : tcFacts(nullptr)}});
     }
     call.facts() = {{"file", file}, {"differences", differences}};
     return text.empty() ? "diff: no difference" : text;

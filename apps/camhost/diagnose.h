@@ -15,7 +15,7 @@ namespace camhost {
 /// A diagnosis with its verdict, shown.
 struct tsShown {
     std::string text; ///< the tree
-    tmFacts facts;    ///< the same for programs
+    tcFacts facts;    ///< the same for programs
     teExit status = teExit::eSuccess;
     std::string says; ///< the verdict in one line
 };

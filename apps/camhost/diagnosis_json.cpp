@@ -10,16 +10,16 @@ namespace {
 
 constexpr int kFormat = 1;
 
-tmFacts orNull(const std::string& text) {
-    return text.empty() ? tmFacts(nullptr) : tmFacts(text);
+tcFacts orNull(const std::string& text) {
+    return text.empty() ? tcFacts(nullptr) : tcFacts(text);
 }
 
-tmFacts errorOf(int error) {
-    return error == 0 ? tmFacts(nullptr) : tmFacts(std::strerror(error));
+tcFacts errorOf(int error) {
+    return error == 0 ? tcFacts(nullptr) : tcFacts(std::strerror(error));
 }
 
-tmFacts deviceJson(const tsDevice& device) {
-    tmFacts holders = tmFacts::array();
+tcFacts deviceJson(const tsDevice& device) {
+    tcFacts holders = tcFacts::list();
     for (const tsHolder& holder : device.holders)
         holders.push_back({{"pid", holder.pid}, {"program", holder.program}});
     const bool opens = device.there && device.rightKind && device.error == 0;
@@ -30,25 +30,25 @@ tmFacts deviceJson(const tsDevice& device) {
             {"right_kind", device.there && device.rightKind},
             {"opens", opens},
             {"error", errorOf(device.error)},
-            {"mode", device.there ? tmFacts(octalText(device.mode)) : tmFacts(nullptr)},
+            {"mode", device.there ? tcFacts(octalText(device.mode)) : tcFacts(nullptr)},
             {"owner", orNull(device.ownerName)},
             {"group", orNull(device.groupName)},
             {"held_by", holders}};
 }
 
-tmFacts lineJson(const tsControlLine& line) {
+tcFacts lineJson(const tsControlLine& line) {
     const bool found = !line.chip.empty();
     return {{"name", line.name},
             {"chip", orNull(line.chip)},
-            {"offset", found ? tmFacts(line.offset) : tmFacts(nullptr)},
-            {"direction", found ? tmFacts(line.output ? "output" : "input") : tmFacts(nullptr)},
+            {"offset", found ? tcFacts(line.offset) : tcFacts(nullptr)},
+            {"direction", found ? tcFacts(line.output ? "output" : "input") : tcFacts(nullptr)},
             {"in_use", line.used},
             {"consumer", orNull(line.consumer)},
             {"by_this_session", line.ours},
             {"only_for", orNull(line.onlyFor)}};
 }
 
-tmFacts monitorJson(const std::optional<tsMonitor>& monitor) {
+tcFacts monitorJson(const std::optional<tsMonitor>& monitor) {
     if (!monitor)
         return nullptr;
     return {{"chip", monitor->fact.chip},
@@ -57,11 +57,11 @@ tmFacts monitorJson(const std::optional<tsMonitor>& monitor) {
             {"asked", monitor->asked},
             {"answers", monitor->asked && monitor->error == 0},
             {"first_byte",
-             monitor->asked && monitor->error == 0 ? tmFacts(monitor->answer) : tmFacts(nullptr)},
+             monitor->asked && monitor->error == 0 ? tcFacts(monitor->answer) : tcFacts(nullptr)},
             {"error", errorOf(monitor->error)}};
 }
 
-tmFacts settingsJson(const std::optional<tsSettingsFile>& file) {
+tcFacts settingsJson(const std::optional<tsSettingsFile>& file) {
     if (!file)
         return nullptr;
     return {{"path", file->path},
@@ -70,50 +70,50 @@ tmFacts settingsJson(const std::optional<tsSettingsFile>& file) {
             {"register_writes", file->writes},
             {"pauses", file->pauses},
             {"paused_us", file->paused.count()},
-            {"bad_line", file->badLine != 0 ? tmFacts(file->badLine) : tmFacts(nullptr)},
+            {"bad_line", file->badLine != 0 ? tcFacts(file->badLine) : tcFacts(nullptr)},
             {"bad_text", orNull(file->badText)},
             {"repeating_lines", file->repeats}};
 }
 
-tmFacts supplyJson(const tsSupply& supply) {
+tcFacts supplyJson(const tsSupply& supply) {
     return {{"name", supply.name},
             {"volts", supply.volts},
-            {"least", supply.limits ? tmFacts(supply.limits->least) : tmFacts(nullptr)},
-            {"most", supply.limits ? tmFacts(supply.limits->most) : tmFacts(nullptr)},
+            {"least", supply.limits ? tcFacts(supply.limits->least) : tcFacts(nullptr)},
+            {"most", supply.limits ? tcFacts(supply.limits->most) : tcFacts(nullptr)},
             {"good", supply.good()}};
 }
 
-tmFacts waitJson(tmFacts json, const tsWait& wait) {
+tcFacts waitJson(tcFacts json, const tsWait& wait) {
     json["tries"] = wait.tries;
     json["milliseconds"] = wait.time.count();
     return json;
 }
 
-tmFacts pllJson(const tsLink& link) {
+tcFacts pllJson(const tsLink& link) {
     if (link.flags.empty())
         return nullptr;
-    tmFacts flags = tmFacts::object();
+    tcFacts flags = tcFacts::object();
     for (const auto& [name, set] : link.flags)
         flags[name] = set;
     return waitJson({{"flags", flags}, {"locked", link.pll.reached}}, link.pll);
 }
 
-tmFacts lanesJson(const tsLink& link, unsigned lanes) {
+tcFacts lanesJson(const tsLink& link, unsigned lanes) {
     if (!link.locked)
         return nullptr;
-    tmFacts locked = tmFacts::array();
+    tcFacts locked = tcFacts::list();
     for (unsigned lane = 0; lane < lanes; ++lane)
         locked.push_back((*link.locked >> lane & 1U) != 0);
     return waitJson({{"locked", locked}}, link.lanes);
 }
 
-tmFacts alignmentJson(const tsLink& link) {
+tcFacts alignmentJson(const tsLink& link) {
     if (!link.aligned)
         return nullptr;
     return waitJson({{"aligned", *link.aligned}}, link.alignment);
 }
 
-tmFacts timingJson(const std::optional<tsTiming>& timing) {
+tcFacts timingJson(const std::optional<tsTiming>& timing) {
     if (!timing)
         return nullptr;
     return {{"exposure_us", timing->exposure},
@@ -121,14 +121,14 @@ tmFacts timingJson(const std::optional<tsTiming>& timing) {
             {"least_interval_us", timing->leastInterval}};
 }
 
-tmFacts bringUpJson(const tsDiagnosis& diagnosis) {
+tcFacts bringUpJson(const tsDiagnosis& diagnosis) {
     if (!diagnosis.broughtUp)
         return nullptr;
     const tsBringUp& bringUp = *diagnosis.broughtUp;
-    tmFacts supplies = tmFacts::array();
+    tcFacts supplies = tcFacts::list();
     for (const tsSupply& supply : bringUp.supplies)
         supplies.push_back(supplyJson(supply));
-    return {{"result", bringUp.thrown.empty() ? tmFacts(bringUp.result) : tmFacts(nullptr)},
+    return {{"result", bringUp.thrown.empty() ? tcFacts(bringUp.result) : tcFacts(nullptr)},
             {"thrown", orNull(bringUp.thrown)},
             {"supplies", supplies},
             {"pll", pllJson(bringUp.link)},
@@ -139,8 +139,8 @@ tmFacts bringUpJson(const tsDiagnosis& diagnosis) {
             {"left", bringUp.left}};
 }
 
-tmFacts stagesJson(const tsJudgement& judgement) {
-    tmFacts stages = tmFacts::object();
+tcFacts stagesJson(const tsJudgement& judgement) {
+    tcFacts stages = tcFacts::object();
     for (std::size_t n = 0; n < kStages; ++n) {
         const auto stage = static_cast<teStage>(n);
         stages[nameOf(stage)] = nameOf(judgement.of(stage));
@@ -148,20 +148,20 @@ tmFacts stagesJson(const tsJudgement& judgement) {
     return stages;
 }
 
-tmFacts verdictJson(const tsJudgement& judgement) {
-    tmFacts causes = tmFacts::array();
+tcFacts verdictJson(const tsJudgement& judgement) {
+    tcFacts causes = tcFacts::list();
     for (const failures::tsCause& cause : judgement.causes)
         causes.push_back({{"cause", cause.cause}, {"measure", cause.measure}});
     return {{"status", static_cast<int>(judgement.status)},
-            {"stage", judgement.stage ? tmFacts(nameOf(*judgement.stage)) : tmFacts(nullptr)},
+            {"stage", judgement.stage ? tcFacts(nameOf(*judgement.stage)) : tcFacts(nullptr)},
             {"says", judgement.says},
             {"causes", causes},
             {"notes", judgement.notes}};
 }
 
 template<typename Items, typename One>
-tmFacts listOf(const Items& items, One one) {
-    tmFacts list = tmFacts::array();
+tcFacts listOf(const Items& items, One one) {
+    tcFacts list = tcFacts::list();
     for (const auto& item : items)
         list.push_back(one(item));
     return list;
@@ -169,7 +169,7 @@ tmFacts listOf(const Items& items, One one) {
 
 } // namespace
 
-tmFacts diagnosisFacts(const tsDiagnosis& diagnosis, const tsJudgement& judgement) {
+tcFacts diagnosisFacts(const tsDiagnosis& diagnosis, const tsJudgement& judgement) {
     return {{"format", kFormat},
             {"plugin", diagnosis.plugin},
             {"spi", diagnosis.spi},

@@ -7,6 +7,6 @@
 
 namespace camhost {
 
-[[nodiscard]] tmFacts diagnosisFacts(const tsDiagnosis& diagnosis, const tsJudgement& judgement);
+[[nodiscard]] tcFacts diagnosisFacts(const tsDiagnosis& diagnosis, const tsJudgement& judgement);
 
 } // namespace camhost

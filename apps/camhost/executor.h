@@ -21,7 +21,7 @@ struct tsReply {
     teExit status = teExit::eSuccess;  ///< what the program would end with
     std::string text;                  ///< may be empty and may hold several lines
     bool quit = false;                 ///< whoever sent the line wants no more
-    tmFacts facts = tmFacts::object(); ///< what it tells, for programs
+    tcFacts facts = tcFacts::object(); ///< what it tells, for programs
     bool json = false;                 ///< the text is a JSON object: it tells a failure as well
 
     [[nodiscard]] bool ok() const { return status == teExit::eSuccess; }

@@ -27,7 +27,7 @@ constexpr unsigned kGpioChips = 32;
 /// One entry of the list.
 struct tsEntry {
     std::string text;
-    tmFacts facts;
+    tcFacts facts;
 };
 
 tsEntry pluginEntry(const std::string& path) {
@@ -91,7 +91,7 @@ std::optional<tsEntry> lineEntry(int chip, const std::string& path, unsigned off
                     {"line", offset},
                     {"name", name},
                     {"direction", output ? "output" : "input"},
-                    {"in_use_by", used ? tmFacts(consumer) : tmFacts(nullptr)}}};
+                    {"in_use_by", used ? tcFacts(consumer) : tcFacts(nullptr)}}};
 }
 
 /// \return the chip's lines that have names; a line about the chip where it does not tell
@@ -126,7 +126,7 @@ std::vector<tsEntry> namedLines() {
 void add(tsListing& listing, const char* title, const char* member, const char* none,
          const std::vector<tsEntry>& entries) {
     listing.text += (listing.text.empty() ? "" : "\n") + std::string(title) + ":";
-    tmFacts facts = tmFacts::array();
+    tcFacts facts = tcFacts::list();
     for (const tsEntry& entry : entries) {
         listing.text += "\n  " + entry.text;
         facts.push_back(entry.facts);

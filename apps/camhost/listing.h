@@ -11,7 +11,7 @@ namespace camhost {
 /// What `camhost --list` tells. Looks only: no line is requested, nothing is sent.
 struct tsListing {
     std::string text;                  ///< for people
-    tmFacts facts = tmFacts::object(); ///< the same for programs
+    tcFacts facts = tcFacts::object(); ///< the same for programs
 };
 
 /// Loads each installed plug-in, looks for SPI devices, and asks the GPIO chips for lines with

@@ -40,6 +40,20 @@ constexpr const char* kFooter =
     "  camhost -c init -c \"exposure 20000\"\n"
     "  camhost --plugin sensor_board_3u5mgxs.so --spi /dev/spidev1.0 -c init";
 
+/// \return what bash is to know of the options
+std::vector<tsOfferedOption> offeredOptions(const CLI::App& app) {
+    std::vector<tsOfferedOption> offered;
+    for (const CLI::Option* option : app.get_options()) {
+        tsOfferedOption one{{}, option->get_type_name(), option->get_items_expected_max() > 0};
+        for (const std::string& name : option->get_snames())
+            one.names.push_back("-" + name);
+        for (const std::string& name : option->get_lnames())
+            one.names.push_back("--" + name);
+        offered.push_back(one);
+    }
+    return offered;
+}
+
 void addOptions(CLI::App& app, tsOptions& options) {
     app.add_option("--plugin", options.plugin,
                    "Shared library of the sensor board; default: the installed one, if there is "
@@ -93,7 +107,7 @@ void addOptions(CLI::App& app, tsOptions& options) {
     app.add_flag_callback(
            "--print-completion",
            [&app] {
-               std::cout << bashCompletion(app, makeCommandTable());
+               std::cout << bashCompletion(offeredOptions(app), makeCommandTable());
                throw CLI::Success();
            },
            "Print the completion of this command line for bash, and end")

@@ -17,10 +17,7 @@ namespace camhost {
 std::string jsonText(const std::string& command, const tsReply& reply,
                      const std::vector<std::string>& lines);
 
-/// \return facts on one line, without a newline; bytes that are no UTF-8 are replaced
-std::string jsonText(const tmFacts& facts);
-
 /// \return what a failure means, as the member "explanation" tells it
-tmFacts explanationFacts(const failures::tsExplanation& explanation);
+tcFacts explanationFacts(const failures::tsExplanation& explanation);
 
 } // namespace camhost

@@ -18,7 +18,7 @@ std::string valueText(const tsSetting& setting, int value) {
 /// Keeps a value among the facts: by its name where it has one, with its unit.
 void tellValue(const tsSetting& setting, tcCall& call, const char* member, int value) {
     const std::string name = nameOf(setting.choices, value);
-    call.facts()[member] = name == std::to_string(value) ? tmFacts(value) : tmFacts(name);
+    call.facts()[member] = name == std::to_string(value) ? tcFacts(value) : tcFacts(name);
     if (!setting.unit.empty())
         call.facts()["unit"] = trimmed(setting.unit);
 }
@@ -132,7 +132,7 @@ std::string stillText(const tsSetting& setting, tcCall& call, const tsOutcome& o
                        {setting.name, nameOf(setting.choices, *outcome.before), ""});
     }
     std::string back;
-    tmFacts commands = tmFacts::array();
+    tcFacts commands = tcFacts::list();
     for (const tsChange& change : changes) {
         if (!change.after.empty())
             text += ", " + change.name + " is " + change.after + " now";

@@ -140,8 +140,8 @@ void checkPlaces(const tcFailureTable::tsFailure& failure) {
     if (failure.supply != tcFailureTable::teSupply::eAny)
         words = {{"supply", ""}, {"volts", ""}, {"least", ""}, {"most", ""}};
     unsigned groups = 0;
-    for (const std::regex& line : failure.lines)
-        groups += line.mark_count();
+    for (const tcPattern& line : failure.lines)
+        groups += line.groups();
     for (unsigned group = 1; group <= groups; ++group) {
         words[std::to_string(group)];
         words["lanes " + std::to_string(group)];
@@ -278,16 +278,16 @@ tcFailureTable::matched(const tsFailure& failure, int result,
 bool tcFailureTable::matchLines(const tsFailure& failure, const std::vector<std::string>& lines,
                                 tmWords& words) const {
     std::size_t number = 1;
-    for (const std::regex& wanted : failure.lines) {
-        std::smatch match;
-        const auto found = std::find_if(lines.rbegin(), lines.rend(), [&](const std::string& line) {
-            return std::regex_search(line, match, wanted);
-        });
-        if (found == lines.rend())
+    for (const tcPattern& wanted : failure.lines) {
+        std::optional<std::vector<std::string>> held;
+        for (auto line = lines.rbegin(); line != lines.rend() && !held; ++line)
+            held = wanted.in(*line);
+        if (!held)
             return false;
-        for (std::size_t group = 1; group < match.size(); ++group, ++number) {
-            words[std::to_string(number)] = match[group];
-            words["lanes " + std::to_string(number)] = clearLanes(match[group]);
+        for (const std::string& group : *held) {
+            words[std::to_string(number)] = group;
+            words["lanes " + std::to_string(number)] = clearLanes(group);
+            ++number;
         }
     }
     return true;

@@ -5,11 +5,11 @@
 
 #include <map>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "apps/failures/head_facts.h"
+#include "apps/failures/pattern.h"
 
 namespace failures {
 
@@ -82,7 +82,7 @@ public:
         std::optional<int> result;
         bool blocks = false; // the result is a mask of blocks
         teSupply supply = teSupply::eAny;
-        std::vector<std::regex> lines;
+        std::vector<tcPattern> lines;
         std::string finding; // what was seen; empty: the failure is one of an operation
         std::string of;      // only of this device file; empty: of any
     };

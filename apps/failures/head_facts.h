@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
+
+#include "apps/failures/pattern.h"
 
 namespace failures {
 
@@ -59,11 +60,11 @@ struct tsLimitsFact {
 
 /// How to read what the board prints of its link while it brings the head up.
 struct tsLinkFact {
-    std::regex status;              ///< a line of flags, each a group: 0 or 1
+    tcPattern status;               ///< a line of flags, each a group: 0 or 1
     std::vector<std::string> flags; ///< names of the groups: those of the PLL, and `aligned`
     std::string aligned;            ///< which of them says that frames are recognised
-    std::regex lanes;               ///< group 1: the mask of the locked lanes, hexadecimal
-    std::regex end;                 ///< what is printed from this line on is no training any more
+    tcPattern lanes;                ///< group 1: the mask of the locked lanes, hexadecimal
+    tcPattern end;                  ///< what is printed from this line on is no training any more
 };
 
 /// What is known of a head before anything is switched on.

@@ -84,16 +84,16 @@ tsLimitsFact limitsOf(const Json& entry) {
 tsLinkFact linkOf(const Json& entry) {
     requireKnown(entry, {"status", "flags", "aligned", "lanes", "end"});
     tsLinkFact link;
-    link.status = textOf(entry, "status");
+    link.status = tcPattern(textOf(entry, "status"));
     link.flags = entry.at("flags").get<std::vector<std::string>>();
     link.aligned = textOf(entry, "aligned");
-    link.lanes = textOf(entry, "lanes");
-    link.end = textOf(entry, "end");
-    if (link.status.mark_count() != link.flags.size())
+    link.lanes = tcPattern(textOf(entry, "lanes"));
+    link.end = tcPattern(textOf(entry, "end"));
+    if (link.status.groups() != link.flags.size())
         throw std::runtime_error("\"status\" has another number of groups than \"flags\" names");
     if (std::find(link.flags.begin(), link.flags.end(), link.aligned) == link.flags.end())
         throw std::runtime_error("\"aligned\" is none of \"flags\"");
-    if (link.lanes.mark_count() != 1)
+    if (link.lanes.groups() != 1)
         throw std::runtime_error("\"lanes\" has one group, the mask");
     return link;
 }

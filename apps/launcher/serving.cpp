@@ -1,6 +1,7 @@
 #include "apps/launcher/serving.h"
 
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <stdexcept>
@@ -49,6 +50,13 @@ void readAddress(const std::string& text, live::tsLiveOptions& options) {
     options.host = host;
 }
 
+// A page that finds another run at the address that it knows must notice.
+std::string nameOfRun() {
+    using std::chrono::nanoseconds;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::to_string(std::chrono::duration_cast<nanoseconds>(now).count());
+}
+
 live::tsLiveOptions optionsFor(const tsArguments& arguments, const tcPreparation& preparation) {
     live::tsLiveOptions options;
     readAddress(arguments.serve, options);
@@ -56,7 +64,7 @@ live::tsLiveOptions optionsFor(const tsArguments& arguments, const tcPreparation
         throw tcUsageError("--stopped needs virtual time; real time cannot be stopped");
     }
     options.folder = preparation.leftovers();
-    options.about = {arguments.program, HEAD_VERSION, arguments.scenario};
+    options.about = {arguments.program, HEAD_VERSION, arguments.scenario, nameOfRun()};
     options.scenarioText = arguments.scenario.empty() ? "" : contentOf(arguments.scenario);
     return options;
 }

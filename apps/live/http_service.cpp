@@ -158,6 +158,7 @@ private:
         MHD_Connection* connection = nullptr;
         std::uint64_t from = 0; // the next event
         std::string pending;    // not sent yet
+        bool endTold = false;   // of the program
         tcNow::time_point told = tcNow::now();
     };
 
@@ -309,6 +310,10 @@ private:
         if (stream.pending.empty()) {
             const std::lock_guard lock(m_mutex); // news wait until the stream is seen to wait
             stream.pending = m_interface.streamed(stream.from);
+            if (stream.pending.empty() && !stream.endTold) {
+                stream.pending = m_interface.farewell();
+                stream.endTold = !stream.pending.empty();
+            }
             const auto now = tcNow::now();
             if (stream.pending.empty() && m_ending) {
                 return MHD_CONTENT_READER_END_OF_STREAM;

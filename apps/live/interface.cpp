@@ -10,9 +10,11 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/live/state_json.h"
+#include "fpga/registers.h"
 #include "sim/after/drawing.h"
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
+#include "sim/base/rules.h"
 #include "sim/pictures/png_file.h"
 #include "sim/scenario/reference.h"
 
@@ -83,6 +85,11 @@ std::string lineOf(std::uint64_t timeNs, const std::string& text) {
            rest + "] " + text;
 }
 
+// Flags of the head that have a wire each.
+constexpr std::array<std::string_view, 9> kFlags{
+    "VDD1.2-GOOD", "VDD3.3SVDD-GOOD", "VDD3.3AVDDH-GOOD", "SENSOR-AWAKE", "CORE-ENABLED",
+    "PLL-LOCKED",  "PLL-RG-LOCKED",   "PLL-GB-LOCKED",    "ALIGNED"};
+
 // The wires as they were before the first event of a piece, as lines of a trace.
 std::vector<std::string> linesOf(const sim::tcHeadState& state, std::uint64_t timeNs) {
     std::vector<std::string> result;
@@ -91,6 +98,17 @@ std::vector<std::string> linesOf(const sim::tcHeadState& state, std::uint64_t ti
             result.push_back(lineOf(timeNs, "GPIO " + name + (line.output ? " out " : " = ") +
                                                 std::to_string(*line.level)));
         }
+    }
+    const auto addFlag = [&](std::string_view name) {
+        if (state.flag(name)) {
+            result.push_back(lineOf(timeNs, "STATE " + std::string(name) + " 1"));
+        }
+    };
+    for (const std::string_view name : kFlags) {
+        addFlag(name);
+    }
+    for (std::size_t lane = 0; lane < frameCtrlRegisters::kLanes; ++lane) {
+        addFlag("LANE" + std::to_string(lane) + "-LOCK");
     }
     return result;
 }
@@ -189,6 +207,7 @@ const std::vector<tcInterface::tsRoute>& tcInterface::routes() {
         {"POST", "/v1/faults", {}, &tcInterface::makeFault},
         {"DELETE", "/v1/faults/*", {}, &tcInterface::endFault},
         {"GET", "/v1/scenario", {}, &tcInterface::scenario},
+        {"GET", "/v1/rules", {}, &tcInterface::rules},
         {"GET", "/v1/time", {}, &tcInterface::time},
         {"POST", "/v1/time", {}, &tcInterface::setTime},
     };
@@ -256,6 +275,7 @@ tsReply tcInterface::about(const tsRequest& /*unused*/) {
                   {"virtual_head", m_about.version},
                   {"program", m_about.program},
                   {"scenario", m_about.scenario},
+                  {"run", m_about.run},
                   {"status", m_status ? tcJson(*m_status) : tcJson(nullptr)},
                   {"process", process.number},
                   {"first_event", m_timeLine.first()},
@@ -357,6 +377,11 @@ std::string tcInterface::streamed(std::uint64_t& from) const {
     return text;
 }
 
+std::string tcInterface::farewell() const {
+    const std::lock_guard lock(m_mutex);
+    return m_status ? "event: end\ndata: " + dumped({{"status", *m_status}}) + "\n\n" : "";
+}
+
 tcInterface::tsPainted tcInterface::painted() {
     const tsProcess process = m_programs.process();
     const std::lock_guard lock(m_mutex);
@@ -420,7 +445,9 @@ tsReply tcInterface::waveform(const tsRequest& request) {
         throw tcWrong(kNotFound, "no event from " + std::to_string(from) + " to " +
                                      std::to_string(to) + " is kept");
     }
-    if (const auto before = from == 0 ? std::nullopt : m_timeLine.stateAt(from - 1)) {
+    // Of another head, the state says nothing of this one.
+    const bool piece = from != 0 && m_timeLine.processAt(from - 1) == events.back().process;
+    if (const auto before = piece ? m_timeLine.stateAt(from - 1) : std::nullopt) {
         lines = linesOf(*before, events.front().timeNs);
     }
     for (const tsShownEvent& event : events) {
@@ -429,7 +456,11 @@ tsReply tcInterface::waveform(const tsRequest& request) {
         }
     }
     try {
-        return {200, "image/svg+xml", sim::drawing(sim::waveform(sim::parseTrace(lines))), {}};
+        return {200,
+                "image/svg+xml",
+                sim::drawing(sim::waveform(sim::parseTrace(lines)),
+                             piece ? sim::teDrawn::piece : sim::teDrawn::run),
+                {}};
     } catch (const std::runtime_error& error) {
         throw tcWrong(kConflict, std::string("these events make no waveform: ") + error.what());
     }
@@ -496,6 +527,17 @@ tsReply tcInterface::endFault(const tsRequest& request) {
 
 tsReply tcInterface::scenario(const tsRequest& /*unused*/) {
     return {200, "text/plain; charset=utf-8", m_faults.scenario(), {}};
+}
+
+tsReply tcInterface::rules(const tsRequest& /*unused*/) {
+    tcJson list = tcJson::array();
+    for (const sim::tsRule& rule : sim::rules()) {
+        list.push_back({{"name", rule.name},
+                        {"rule", rule.what},
+                        {"reason", rule.why},
+                        {"remedy", rule.remedy}});
+    }
+    return reply(list);
 }
 
 tsReply tcInterface::time(const tsRequest& /*unused*/) {

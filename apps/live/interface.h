@@ -47,6 +47,7 @@ struct tsRunAbout {
     std::vector<std::string> program; ///< with its arguments
     std::string version;              ///< of the virtual head
     std::string scenario;             ///< path; empty: a healthy head
+    std::string run;                  ///< no other run has it
 };
 
 /// Answers requests. Any thread may call at any time.
@@ -64,6 +65,8 @@ public:
     /// \param from number of the first event \return text of a stream's next piece: events as far
     ///        as there are any; \p from is moved behind them
     [[nodiscard]] std::string streamed(std::uint64_t& from) const;
+    /// \return text of a stream's last message; empty while the program runs
+    [[nodiscard]] std::string farewell() const;
     /// \param from where a stream is to begin \return the answer when the request is wrong
     [[nodiscard]] std::optional<tsReply> streamBegin(const tsRequest& request,
                                                      std::uint64_t& from) const;
@@ -89,6 +92,7 @@ private:
     tsReply makeFault(const tsRequest& request);
     tsReply endFault(const tsRequest& request);
     tsReply scenario(const tsRequest& request);
+    tsReply rules(const tsRequest& request);
     tsReply time(const tsRequest& request);
     tsReply setTime(const tsRequest& request);
     [[nodiscard]] tsPainted painted();
@@ -98,7 +102,7 @@ private:
     tcPrograms& m_programs;
     tcFaultSession& m_faults;
     const sim::tcFrameWriter& m_pictures;
-    std::mutex m_mutex; // of what follows
+    mutable std::mutex m_mutex; // of what follows
     std::optional<tsPainted> m_painted;
     std::optional<int> m_status; // of the program
 };

@@ -18,7 +18,7 @@ namespace live {
 namespace {
 
 constexpr int kRoundMs = 10;
-constexpr int kAnswerMs = 3000; // a head under the emulator, on a busy machine
+constexpr int kAnswerMs = 30'000; // only a program that is held from outside takes so long
 constexpr auto kLookEvery = std::chrono::milliseconds(50);
 constexpr std::size_t kLongest = 4096; // of an order or answer [bytes]
 
@@ -64,30 +64,38 @@ struct tcPrograms::tsClient {
     tsClient& operator=(const tsClient&) = delete;
     ~tsClient() { ::close(socket); }
 
-    // \return the head's answer \throws tcRefused when there is none
-    std::string ask(const std::string& order) {
+    // Asks for what the head does by itself. Nobody waits for it.
+    void look() const {
+        constexpr std::string_view order = "look";
+        ::send(socket, order.data(), order.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
+
+    // \throws tcRefused when the head refuses, or does not answer
+    void obey(const std::string& order) {
         const std::lock_guard lock(asking);
-        if (gone || ::send(socket, order.data(), order.size(), MSG_NOSIGNAL) < 0) {
+        const std::string mark = std::to_string(++orders) + "\n";
+        const std::string text = mark + order;
+        if (gone || ::send(socket, text.data(), text.size(), MSG_NOSIGNAL) < 0) {
             throw tcRefused("the program has ended");
         }
-        std::optional<std::string> answer = received(socket, kAnswerMs);
+        std::optional<std::string> answer;
+        do { // a late answer to an order before is nobody's
+            answer = received(socket, kAnswerMs);
+        } while (answer && !answer->starts_with(mark));
         if (!answer) {
-            gone = true; // a late answer would be taken for that of the next order
-            throw tcRefused("the program does not answer: it has ended, or is stopped from "
-                            "outside");
+            throw tcRefused("the program does not answer: it has ended, or is held from outside, "
+                            "by a debugger for example");
         }
-        return *answer;
-    }
-    void obey(const std::string& order) {
         constexpr std::string_view failed = "error ";
-        const std::string answer = ask(order);
-        if (answer.starts_with(failed)) {
-            throw tcRefused(answer.substr(failed.size()));
+        answer->erase(0, mark.size());
+        if (answer->starts_with(failed)) {
+            throw tcRefused(answer->substr(failed.size()));
         }
     }
 
     int socket;
     std::mutex asking;
+    std::uint64_t orders = 0;
     std::atomic<bool> gone{false};
     unsigned number = 0;
     std::int64_t id = 0;
@@ -237,11 +245,7 @@ bool tcPrograms::takeIn(tsClient& client) {
     const auto now = std::chrono::steady_clock::now();
     if (m_watched && !client.gone && now - client.looked >= kLookEvery) {
         client.looked = now;
-        try {
-            client.ask("look");
-        } catch (const tcRefused&) {
-            client.gone = true;
-        }
+        client.look();
     }
     const bool shown = current().get() == &client;
     bool any = false;

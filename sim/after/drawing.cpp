@@ -118,8 +118,11 @@ std::string axisOf(const tcTimeAxis& axis, double bottom) {
                           "text-anchor=\"end\" fill=\"#777\"");
 }
 
-std::string drawn(const tsDump& dump) {
-    const std::vector<tsRow> rows = rowsOf(dump);
+std::string picture(const tsDump& dump, teDrawn drawn) {
+    std::vector<tsRow> rows = rowsOf(dump);
+    if (drawn == teDrawn::piece) {
+        std::erase_if(rows, [](const tsRow& row) { return row.stoodStill; });
+    }
     std::vector<tsSignal> signals;
     std::transform(rows.begin(), rows.end(), std::back_inserter(signals),
                    [](const tsRow& row) { return row.signal; });
@@ -141,8 +144,8 @@ std::string drawn(const tsDump& dump) {
 
 } // namespace
 
-std::string drawing(std::string_view dump) {
-    return drawn(readDump(dump));
+std::string drawing(std::string_view dump, teDrawn drawn) {
+    return picture(readDump(dump), drawn);
 }
 
 } // namespace sim

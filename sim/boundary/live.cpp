@@ -19,7 +19,6 @@
 #include "sim/base/launch.h"
 #include "sim/base/own_descriptor.h"
 #include "sim/base/real_calls.h"
-#include "sim/base/text.h"
 #include "sim/boundary/head_access.h"
 #include "sim/scenario/fault_plan.h"
 
@@ -51,12 +50,10 @@ std::vector<std::string> fieldsOf(std::string_view order) {
 }
 
 // What the head did by itself since the last event.
-std::string look() {
+void look() {
     const tcHeadAccess head{tsPastStop{}};
     head->recordFrames();
     head->lookAround();
-    tcText text;
-    return std::string(text.add("now ").decimal(head->journal.clock.now()).view());
 }
 
 std::string addFault(const std::vector<std::string>& fields) {
@@ -92,8 +89,8 @@ std::string endFault(const std::string& name) {
 
 std::string obey(const std::vector<std::string>& fields) {
     constexpr std::size_t faultFields = 7;
-    if (fields[0] == "look" && fields.size() == 1) {
-        return look();
+    if (fields[0] == "go" && fields.size() == 1) {
+        return "ok";
     }
     if (fields[0] == "fault" && fields.size() == faultFields) {
         return addFault(fields);
@@ -123,7 +120,8 @@ std::optional<std::string> nextOrder() {
     return order;
 }
 
-// \param last the order that ends it; empty: none does
+// An order is "look", which needs no answer, or a number and the order, which is answered with the
+// number. \param last the order that ends it; empty: none does
 // \return false when nobody is there any more
 bool obeyAll(std::string_view last) {
     for (;;) {
@@ -131,11 +129,17 @@ bool obeyAll(std::string_view last) {
         if (!order) {
             return false;
         }
-        if (*order == last) {
-            return answer("ok");
+        const std::size_t end = order->find('\n');
+        if (end == std::string::npos) {
+            look();
+            continue;
         }
-        if (!answer(obey(fieldsOf(*order)))) {
+        const std::vector<std::string> fields = fieldsOf(std::string_view(*order).substr(end + 1));
+        if (!answer(order->substr(0, end) + "\n" + obey(fields))) {
             return false;
+        }
+        if (fields[0] == last) {
+            return true;
         }
     }
 }

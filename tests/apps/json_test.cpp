@@ -230,9 +230,8 @@ TEST_F(JsonTest, BytesThatAreNoTextAreReplaced) {
 
 TEST(ReplyJson, AnExplanationTellsEveryCause) {
     EXPECT_EQ(
-        camhost::explanationFacts(
-            {"lanes", "link", "lane 3 did not lock", {{"a", "b"}, {"c", "d"}}})
-            .dump(),
+        camhost::jsonText(camhost::explanationFacts(
+            {"lanes", "link", "lane 3 did not lock", {{"a", "b"}, {"c", "d"}}})),
         R"J({"failure":"lanes","stage":"link","what":"lane 3 did not lock","causes":[{"cause":"a","measure":"b"},{"cause":"c","measure":"d"}]})J");
 }
 

@@ -58,7 +58,9 @@ struct tsBench {
     live::tcPrograms programs{folder.path(), timeLine};
     live::tcFaultSession faults{"", timeLine};
     sim::tcFrameWriter pictures{sim::frameWriter("", "")};
-    live::tcInterface interface { {{"program"}, "0", ""}, timeLine, programs, faults, pictures };
+    live::tcInterface interface {
+        {{"program"}, "0", "", "1"}, timeLine, programs, faults, pictures
+    };
     live::tcHttpService service{interface, "127.0.0.1", 0};
 
     [[nodiscard]] std::uint16_t port() const {

@@ -16,6 +16,7 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+using testing::Not;
 
 class Interface : public testing::Test {
 protected:
@@ -36,8 +37,11 @@ protected:
     live::tcPrograms m_programs{m_folder.path(), m_timeLine};
     live::tcFaultSession m_faults{"[Supplies]\nVDD1.2 = 1.15\n", m_timeLine};
     sim::tcFrameWriter m_pictures{sim::frameWriter("", "")};
-    live::tcInterface m_interface{
-        {{"camhost", "a b"}, "0.1.0", "x.ini"}, m_timeLine, m_programs, m_faults, m_pictures};
+    live::tcInterface m_interface{{{"camhost", "a b"}, "0.1.0", "x.ini", "run 7"},
+                                  m_timeLine,
+                                  m_programs,
+                                  m_faults,
+                                  m_pictures};
 };
 
 TEST_F(Interface, SaysWhatItIs) {
@@ -46,14 +50,15 @@ TEST_F(Interface, SaysWhatItIs) {
     const live::tsReply reply = get("/v1");
     EXPECT_EQ(reply.status, 200U);
     EXPECT_EQ(reply.type, "application/json");
-    EXPECT_EQ(reply.body,
-              "{\"interface\":1,\"virtual_head\":\"0.1.0\",\"program\":[\"camhost\",\"a b\"],"
-              "\"scenario\":\"x.ini\",\"status\":null,\"process\":0,\"first_event\":0,"
-              "\"next_event\":1,\"paths\":[\"GET /v1\",\"GET /v1/state\",\"GET /v1/registers\","
-              "\"GET /v1/events\",\"GET /v1/picture\",\"GET /v1/picture.png\","
-              "\"GET /v1/picture.raw\",\"GET /v1/waveform.svg\",\"GET /v1/faults\","
-              "\"POST /v1/faults\",\"DELETE /v1/faults/*\",\"GET /v1/scenario\",\"GET /v1/time\","
-              "\"POST /v1/time\",\"GET /v1/stream\"]}\n");
+    EXPECT_EQ(
+        reply.body,
+        "{\"interface\":1,\"virtual_head\":\"0.1.0\",\"program\":[\"camhost\",\"a b\"],"
+        "\"scenario\":\"x.ini\",\"run\":\"run 7\",\"status\":null,\"process\":0,\"first_event\":0,"
+        "\"next_event\":1,\"paths\":[\"GET /v1\",\"GET /v1/state\",\"GET /v1/registers\","
+        "\"GET /v1/events\",\"GET /v1/picture\",\"GET /v1/picture.png\","
+        "\"GET /v1/picture.raw\",\"GET /v1/waveform.svg\",\"GET /v1/faults\","
+        "\"POST /v1/faults\",\"DELETE /v1/faults/*\",\"GET /v1/scenario\",\"GET /v1/rules\","
+        "\"GET /v1/time\",\"POST /v1/time\",\"GET /v1/stream\"]}\n");
     m_interface.ended(9);
     EXPECT_EQ(json::parse(get("/v1").body).at("status"), 9);
 }
@@ -121,6 +126,18 @@ TEST_F(Interface, NamesRegistersFieldsAndDifferences) {
     EXPECT_EQ(json::parse(get("/v1/registers", {{"at", "1"}}).body)["differences"], json::array());
 }
 
+TEST_F(Interface, ListsTheRulesWithReasonAndRemedy) {
+    const json rules = json::parse(get("/v1/rules").body);
+    ASSERT_EQ(rules.size(), 33U);
+    EXPECT_EQ(rules[0], json::parse(R"({"name":"supply-order",
+        "rule":"The supplies go on in the order 1.2 V, 3.3 V SVDD, 3.3 V AVDDH.",
+        "reason":"A 3.3 V supply without the 1.2 V core supply drives current through the sensor's )"
+                                    R"(input protection.",
+        "remedy":"Set PS_1.2V_EN, then PS_3.3SVDD_EN, then PS_3.3AVDDH_EN."})"));
+    EXPECT_EQ(rules[32]["name"], "log-full");
+    EXPECT_EQ(get("/v1/rules", {{"at", "1"}}).status, 400U);
+}
+
 TEST_F(Interface, GivesEventsPieceByPiece) {
     m_timeLine.begin(1);
     for (int at = 0; at < 5; ++at) {
@@ -144,6 +161,9 @@ TEST_F(Interface, StreamsEvents) {
               "\"kind\":\"NOTE\",\"text\":\"NOTE odd \xEF\xBF\xBD byte\"}]\n\n");
     EXPECT_EQ(from, 1U);
     EXPECT_EQ(m_interface.streamed(from), "");
+    EXPECT_EQ(m_interface.farewell(), "");
+    m_interface.ended(9);
+    EXPECT_EQ(m_interface.farewell(), "event: end\ndata: {\"status\":9}\n\n");
     std::uint64_t begin = 99;
     EXPECT_FALSE(m_interface.streamBegin({"GET", "/v1/stream", {}, "", ""}, begin));
     EXPECT_EQ(begin, 1U);
@@ -171,6 +191,28 @@ TEST_F(Interface, DrawsTheWiresOfSomeEvents) {
     EXPECT_THAT(errorOf(get("/v1/waveform.svg", {{"from", "0"}, {"to", "2001"}})),
                 HasSubstr("allowed are up to 2000 events"));
     EXPECT_EQ(get("/v1/waveform.svg", {{"from", "7"}, {"to", "9"}}).status, 404U);
+}
+
+// What stood still in a piece did its work before.
+TEST_F(Interface, DrawsAPieceFromWhatWasBefore) {
+    m_timeLine.begin(1);
+    m_timeLine.add(1000, "GPIO PS_1.2V_EN out 1");
+    m_timeLine.add(2000, "STATE VDD1.2-GOOD 1");
+    m_timeLine.add(3000, "STATE LANE3-LOCK 1");
+    m_timeLine.add(4000, "GPIO RESET_B out 0");
+    m_timeLine.add(5000, "GPIO RESET_B = 1");
+    const std::string red = "#b00020";
+    EXPECT_THAT(get("/v1/waveform.svg", {{"from", "0"}}).body, HasSubstr(red));
+    const std::string piece = get("/v1/waveform.svg", {{"from", "3"}}).body;
+    EXPECT_THAT(piece, HasSubstr(">PS_1.2V_EN<"));
+    EXPECT_THAT(piece, HasSubstr(">VDD1.2-GOOD<"));
+    EXPECT_THAT(piece, HasSubstr(">LANE3-LOCK<"));
+    EXPECT_THAT(piece, HasSubstr(">RESET_B<"));
+    EXPECT_THAT(piece, Not(HasSubstr(">LANE4-LOCK<")));
+    EXPECT_THAT(piece, Not(HasSubstr(red)));
+    m_timeLine.begin(2); // another head
+    m_timeLine.add(0, "GPIO PS_1.2V_EN out 1");
+    EXPECT_THAT(get("/v1/waveform.svg", {{"from", "5"}}).body, HasSubstr(red));
 }
 
 TEST_F(Interface, RefusesWhatItDoesNotKnow) {

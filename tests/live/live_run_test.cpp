@@ -234,7 +234,10 @@ TEST(LiveRun, StreamsEventsAsTheyCome) {
     EXPECT_THAT(message, HasSubstr("event: events\ndata: [{\"event\":0,"));
     EXPECT_EQ(served.finish(), 9);
     EXPECT_THAT(stream.until("STATE END"), HasSubstr("STATE END"));
-    EXPECT_THAT(stream.rest(kPatienceMs), testing::EndsWith("0\r\n\r\n")); // it ends with the run
+    EXPECT_THAT(stream.until("event: end"), testing::EndsWith("event: end"));
+    EXPECT_THAT(stream.rest(kPatienceMs),
+                AllOf(StartsWith("\ndata: {\"status\":0}\n\n"),
+                      testing::EndsWith("0\r\n\r\n"))); // it ends with the run
 }
 
 TEST(LiveRun, ShowsTheHeadThatBeganLast) {
@@ -243,7 +246,8 @@ TEST(LiveRun, ShowsTheHeadThatBeganLast) {
     EXPECT_EQ(served.line(), "link 0");
     ASSERT_TRUE(comes([&] {
         const json now = state(served);
-        return !now["process"].is_null() && now["process"]["number"] == 2 && now["ended"] == true;
+        return !now["process"].is_null() && now["process"]["number"] == 2 &&
+               now["ended"] == true && now["process"]["running"] == false;
     }));
     EXPECT_EQ(state(served)["link"]["aligned"], false);
     EXPECT_EQ(state(served)["violations"], 2);

@@ -65,6 +65,8 @@ IN_A_GROUP = {
     " { const std::string t(std::move(s)); return s.empty() ? t[0] : t[1]; }",
     "bugprone-macro-parentheses": "#define PLANTED(x) x * 2",
     "bugprone-suspicious-include": '#include "nothing.cpp"',
+    # GCC's warning of it is off where several sources are compiled at once.
+    "google-build-namespaces": '#include "unnamed.h"',
     "modernize-use-nullptr": "int* plantedHelper() { return 0; }",
     "modernize-use-override": "struct tsPlanted { virtual ~tsPlanted(); };"
     " struct tsOther : tsPlanted { virtual ~tsOther(); };",
@@ -183,6 +185,7 @@ class Grouped(unittest.TestCase):
         room = folder / "sim"
         room.mkdir()
         (room / "nothing.cpp").write_text("", encoding="utf-8")
+        (room / "unnamed.h").write_text("namespace { struct tsUnnamed { int a; }; }\n", encoding="utf-8")
         (room / ".clang-tidy").write_text(group[0].settings, encoding="utf-8")
         folders = [f"-iquote{place}" for place in sorted({source.file.parent for source in group})]
         group = [dataclasses.replace(source, flags=(*source.flags, *folders)) for source in group]
@@ -227,6 +230,13 @@ class Grouped(unittest.TestCase):
         for check in ONLY_ITSELF:
             with self.subTest(check=check):
                 self.assertIn(f"[{check}", said.text)
+
+    def test_sources_that_have_a_name_in_common_are_in_groups_of_their_own(self) -> None:
+        texts = ("using tmLine = int;\n", "using tmLine = long;\n", "using tmOther = long;\n")
+        sources = [check_tidy.Source(Path(f"{n}.cpp"), (), "", text) for n, text in enumerate(texts)]
+        groups = check_tidy.grouped(sources)
+        self.assertEqual(len(groups), 2)
+        self.assertFalse(any(sources[0] in group and sources[1] in group for group in groups))
 
     def test_a_function_is_also_analyzed_without_its_callers(self) -> None:
         self.assertIn("[clang-analyzer-core.NullDereference", self.said([CALLED, CALLER], at_once=True).text)

@@ -52,6 +52,15 @@ has '> init' 'tc3U5MGXS::powerUp' 'init: result 0: success' '> capture 120'
 grep -qF '  link in capture: enabled yes, locked yes, rgLocked yes, gbLocked yes, aligned yes' err ||
     fail 'the summary does not show the link in capture'
 
+# The console, with a page that shows the head meanwhile.
+printf 'init\nstatus\n' >commands
+run 0 --bench <commands
+has 'init: result 0: success' 'test pattern 0'
+grep -qE '^virtual-head: bench at http://127.0.0.1:[0-9]+/$' err || fail 'nobody says where the bench is'
+printf 'init\n' >commands
+run 0 --shell <commands
+! grep -q 'bench at' err || fail 'a bench that nobody asked for'
+
 run 0 --log events
 grep -qF '] OPEN /dev/spidev1.0' events || fail 'no events'
 build/run/bin/virtual-head --log events2 --summary /dev/null --workdir data -- build/run/bin/camhost \
