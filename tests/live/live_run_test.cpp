@@ -246,8 +246,8 @@ TEST(LiveRun, ShowsTheHeadThatBeganLast) {
     EXPECT_EQ(served.line(), "link 0");
     ASSERT_TRUE(comes([&] {
         const json now = state(served);
-        return !now["process"].is_null() && now["process"]["number"] == 2 &&
-               now["ended"] == true && now["process"]["running"] == false;
+        return !now["process"].is_null() && now["process"]["number"] == 2 && now["ended"] == true &&
+               now["process"]["running"] == false;
     }));
     EXPECT_EQ(state(served)["link"]["aligned"], false);
     EXPECT_EQ(state(served)["violations"], 2);
