@@ -48,7 +48,7 @@ std::optional<std::uint64_t> timeOf(const tcTimeLine& timeLine, const tsMadeFaul
 
 std::string tcFaultSession::freeName() const {
     for (unsigned number = 1;; ++number) {
-        const std::string name = "fault " + std::to_string(number);
+        std::string name = "fault " + std::to_string(number);
         if (!has(name)) {
             return name;
         }

@@ -293,7 +293,7 @@ private:
             return MHD_NO;
         }
         ++m_streams;
-        stream.release(); // belongs to the response
+        [[maybe_unused]] const tsStream* const kept = stream.release(); // by the response
         addHeaders(response, "text/event-stream");
         const MHD_Result queued = MHD_queue_response(connection, MHD_HTTP_OK, response);
         MHD_destroy_response(response);

@@ -147,11 +147,13 @@ std::map<std::string, std::string> textsOf(const tcJson& body,
     std::map<std::string, std::string> texts;
     for (const auto& [name, value] : body.items()) {
         if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
-            std::string list;
+            std::string why = "unknown member \"" + name + "\"; allowed are";
+            const char* separator = " ";
             for (const std::string& one : allowed) {
-                list += (list.empty() ? "" : ", ") + one;
+                why.append(separator).append(one);
+                separator = ", ";
             }
-            throw tcWrong(kBadRequest, "unknown member \"" + name + "\"; allowed are " + list);
+            throw tcWrong(kBadRequest, why);
         }
         if (!value.is_string()) {
             throw tcWrong(kBadRequest, "member \"" + name + "\" is no text");

@@ -17,10 +17,10 @@
 
 namespace live {
 
-inline constexpr unsigned kVersion = 1;                ///< of the interface: "/v1/..."
-inline constexpr std::size_t kLongestBody = 16 * 1024; ///< of a request [bytes]
-inline constexpr std::size_t kMostEvents = 1000;       ///< of one answer
-inline constexpr std::size_t kMostDrawnEvents = 2000;  ///< of one waveform
+inline constexpr unsigned kVersion = 1;                             ///< of the interface: "/v1/..."
+inline constexpr std::size_t kLongestBody = std::size_t{16} * 1024; ///< of a request [bytes]
+inline constexpr std::size_t kMostEvents = 1000;                    ///< of one answer
+inline constexpr std::size_t kMostDrawnEvents = 2000;               ///< of one waveform
 
 /// A request, whoever sent it.
 struct tsRequest {
