@@ -4,6 +4,13 @@
 
 #include "sim/base/real_calls.h"
 
+// The thread sanitizer of a program, where it has one: it does not see the lock of a library that
+// is compiled without it.
+extern "C" {
+[[gnu::weak, gnu::visibility("default")]] void __tsan_acquire(void* address);
+[[gnu::weak, gnu::visibility("default")]] void __tsan_release(void* address);
+}
+
 namespace sim {
 
 namespace {
@@ -32,6 +39,16 @@ void tcSpinLock::lock() {
             sched_yield();
         }
     }
+    if (__tsan_acquire != nullptr) {
+        __tsan_acquire(this);
+    }
+}
+
+void tcSpinLock::unlock() {
+    if (__tsan_release != nullptr) {
+        __tsan_release(this);
+    }
+    m_owner.store(nullptr, std::memory_order_release);
 }
 
 } // namespace sim

@@ -12,7 +12,7 @@ namespace sim {
 class tcSpinLock {
 public:
     void lock();
-    void unlock() { m_owner.store(nullptr, std::memory_order_release); }
+    void unlock();
     /// \return whether the calling thread holds the lock
     [[nodiscard]] bool mine() const;
 
