@@ -26,6 +26,12 @@ std::span<const std::uint8_t> bytesOf(const std::string& text) {
     return {static_cast<const std::uint8_t*>(start), text.size()};
 }
 
+// Another one for each number, of up to 99 letters.
+std::string textOf(std::uint64_t number) {
+    return std::string(static_cast<std::size_t>(number % 100),
+                       static_cast<char>('a' + number % 26));
+}
+
 class LiveRing : public testing::Test {
 protected:
     void note(std::uint64_t timeNs, const std::string& text) {
@@ -97,7 +103,7 @@ TEST_F(LiveRing, IsReadWhileItIsWritten) {
     std::atomic<bool> done{false};
     std::thread writer([&] {
         for (std::uint64_t at = 0; at < total; ++at) {
-            note(at, std::string(at % 100, static_cast<char>('a' + at % 26)));
+            note(at, textOf(at));
         }
         done = true;
     });
@@ -108,16 +114,15 @@ TEST_F(LiveRing, IsReadWhileItIsWritten) {
     while (event.number != total) {
         if (m_reader.next(event)) {
             lost += m_reader.takeLost();
-            const std::string text(event.number % 100, static_cast<char>('a' + event.number % 26));
             wrong += event.number == seen + lost && event.event.timeNs == event.number &&
-                             event.text() == "NOTE " + text
+                             event.text() == "NOTE " + textOf(event.number)
                          ? 0U
                          : 1U;
             ++seen;
         } else if (done) {
             writer.join();
             done = false;
-            note(total, std::string(total % 100, static_cast<char>('a' + total % 26)));
+            note(total, textOf(total));
         }
     }
     EXPECT_EQ(wrong, 0U);
