@@ -15,6 +15,7 @@
 #include "sim/after/trace_reader.h"
 #include "sim/after/waveform.h"
 #include "sim/base/rules.h"
+#include "sim/base/text.h"
 #include "sim/pictures/png_file.h"
 #include "sim/scenario/reference.h"
 
@@ -78,11 +79,8 @@ tcJson eventJson(const tsShownEvent& event) {
 }
 
 std::string lineOf(std::uint64_t timeNs, const std::string& text) {
-    constexpr std::uint64_t perSecond = 1'000'000'000;
-    constexpr std::size_t digits = 9;
-    const std::string rest = std::to_string(timeNs % perSecond);
-    return "[" + std::to_string(timeNs / perSecond) + "." + std::string(digits - rest.size(), '0') +
-           rest + "] " + text;
+    sim::tcText stamp;
+    return std::string(stamp.stamp(timeNs).view()) + text;
 }
 
 // Flags of the head that have a wire each.

@@ -1,7 +1,6 @@
 #include "apps/live/state_json.h"
 
 #include <array>
-#include <cstdio>
 #include <span>
 #include <string>
 
@@ -10,6 +9,7 @@
 #include "fpga/registers.h"
 #include "sensor/registers.h"
 #include "sim/after/report/judged_reading.h"
+#include "sim/after/report/page.h"
 #include "sim/base/healthy_head.h"
 #include "sim/base/register_table.h"
 
@@ -18,6 +18,7 @@ namespace live {
 namespace {
 
 using tcJson = nlohmann::ordered_json;
+using sim::page::hex;
 
 constexpr double kMicro = 1e-6;
 constexpr std::uint32_t kStopped = 0;
@@ -163,13 +164,6 @@ tcJson framesJson(const sim::tcHeadState& state) {
     return {{"period_ns", period},
             {"rows_ns", number(state, "FRAMES", 1)},
             {"event", since(state, "FRAMES")}};
-}
-
-std::string hex(std::uint32_t value, int digits) {
-    std::array<char, 16> text{};
-    const int length =
-        std::snprintf(text.data(), text.size(), "0x%0*X", digits, static_cast<unsigned>(value));
-    return {text.data(), static_cast<std::size_t>(length)};
 }
 
 tcJson fieldsJson(std::span<const tsRegisterField> fields, std::uint32_t place,
