@@ -6,6 +6,7 @@
 #   headsdk  headers, CMake package and pkg-config file of the virtual head, for tests; an example
 #   doc      API pages, where doxygen is there (cmake/ApiPages.cmake)
 #   decoders protocol decoders for logic analysers (decoders/CMakeLists.txt)
+#   python   the Python package for test benches (python/CMakeLists.txt)
 #   tools    camhost and virtual-head with manual pages, completion and example data
 
 # Where a target looks for its libraries: first where they lie in the build folder, then where they are installed,

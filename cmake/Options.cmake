@@ -91,6 +91,13 @@ if(NOT HEAD_SANITIZE OR NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
   set(HEAD_NO_UNDEFINED -Wl,--no-undefined)
 endif()
 
+# In the virtual head, programs and tests, which no camera stack loads, line numbers are enough: the rest of the debug
+# information is a third of a compiler's work. The preset "debug" has all.
+set(HEAD_TOOL_OPTIONS "")
+if(CMAKE_CXX_FLAGS_RELWITHDEBINFO MATCHES "-g( |$)")
+  set(HEAD_TOOL_OPTIONS $<$<CONFIG:RelWithDebInfo>:-g1>)
+endif()
+
 set(HEAD_UNITY OFF CACHE STRING "Compile several files at once: OFF, TOOLS (virtual head, programs) or ON")
 set(HEAD_UNITY_FILES 8 CACHE STRING "Files that are compiled at once")
 

@@ -14,7 +14,7 @@ set(CPACK_PACKAGE_CONTACT ${HEAD_PACKAGE_CONTACT})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL plugin runtime sdk head headsdk tools decoders)
+set(CPACK_COMPONENTS_ALL plugin runtime sdk head headsdk tools decoders python)
 if(HEAD_DOXYGEN)
   list(APPEND CPACK_COMPONENTS_ALL doc)
 endif()
@@ -118,6 +118,25 @@ head's monitor reads.
 .
 sigrok-cli and PulseView find them by the names sensor_3u5mgxs and
 monitor_3u5mgxs.")
+
+# Who asks a head on another machine needs no programs.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-virtual-head)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.11)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "camera-head-tools (= ${PROJECT_VERSION}), python3-pytest")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS python3-numpy)
+# Byte code is made when the package is configured, and goes with it.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/python/postinst
+                                              ${CMAKE_CURRENT_LIST_DIR}/debian/python/prerm)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+    "virtual camera head for test benches in Python
+Starts a program on a camera head that is not there, or attaches to one that
+runs: asks its state, registers and pictures, waits for events, and makes
+faults.
+.
+pytest finds its fixtures by itself. An example lies in
+/usr/share/doc/python3-virtual-head/examples.")
 
 # The libraries' package says itself who needs which version of it, and asks for ldconfig.
 set(head_debian ${CMAKE_BINARY_DIR}/debian)

@@ -46,6 +46,13 @@ set_target_properties(head_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF
 target_compile_options(head_test_headers PRIVATE -fPIE)
 target_precompile_headers(head_test_headers PRIVATE ${CMAKE_SOURCE_DIR}/tests/support/headers.h)
 
+# What is compiled with that header is compiled by Clang, in GCC's builds too.
+set(HEAD_TEST_COMPILER "")
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT CMAKE_BUILD_TYPE STREQUAL Debug)
+  set(HEAD_TEST_COMPILER ${CMAKE_SOURCE_DIR}/scripts/test-compiler.sh)
+endif()
+set_target_properties(head_test_headers PROPERTIES CXX_COMPILER_LAUNCHER "${HEAD_TEST_COMPILER}")
+
 # Files with `TEST` are compiled with that header, several at once with HEAD_TEST_UNITY: two of one program may
 # then not have helpers of the same name. What else belongs to a program stands before functions of
 # the C library, or is the product's, and is compiled as it is; so is a file with flags of its own.
@@ -59,8 +66,9 @@ function(head_speed_up name)
     endif()
   endforeach()
   target_precompile_headers(${name} REUSE_FROM head_test_headers)
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ${HEAD_TEST_UNITY} UNITY_BUILD_BATCH_SIZE
-                                                                          ${HEAD_UNITY_FILES})
+  set_target_properties(
+    ${name} PROPERTIES CXX_COMPILER_LAUNCHER "${HEAD_TEST_COMPILER}" UNITY_BUILD ${HEAD_TEST_UNITY}
+                       UNITY_BUILD_BATCH_SIZE ${HEAD_UNITY_FILES})
 endfunction()
 
 # head_add_test(NAME SOURCES ... LIBRARIES ... [SHARDS n] [COST n]): one GoogleTest program. CTest runs it as

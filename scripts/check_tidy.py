@@ -17,6 +17,7 @@ import shlex
 import subprocess
 import sys
 import tempfile
+from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from typing import Iterable, Optional
@@ -24,7 +25,7 @@ from typing import Iterable, Optional
 ROOT = Path(__file__).resolve().parent.parent
 
 # Sources that are read at once.
-GROUP = 8
+GROUP = 16
 
 # These look at nothing but the file that clang-tidy is given; the words that they are about.
 ONLY_ITSELF = "-*,misc-unused-using-decls,misc-unused-alias-decls"
@@ -36,7 +37,9 @@ NAMED = re.compile(r"^(?!namespace|using|#|//|\s|\})[^\n=(;{]*?(?<![:\w])(\w+)\s
 # Likewise a name for a type.
 ALIAS = re.compile(r"^using\s+(\w+)\s*=", re.MULTILINE)
 
-OPENED = re.compile(r"^\s*(using namespace) ", re.MULTILINE)
+# Sources that differ in nothing but these are read at once, with all of them: where a library looks for headers, and
+# what its own sources are told.
+PLACES = ("-I", "-isystem", "-D")
 
 # The analyzer takes each function by itself, too. As a rule it leaves out what it has followed from a caller, and a
 # source that is read with others has more callers.
@@ -60,13 +63,21 @@ class Source:
     settings: str
     text: str
 
+    def places(self) -> list[tuple[str, ...]]:
+        """The flags of PLACES, each with its value."""
+        pairs = zip(self.flags, (*self.flags[1:], ""))
+        return [
+            (flag, value) if flag in PLACES else (flag,) for flag, value in pairs if flag.startswith(PLACES)
+        ]
+
     def alike(self) -> tuple[tuple[str, ...], str]:
         """What sources that are read at once must have in common."""
-        return self.flags, self.settings
+        apart = {word for place in self.places() for word in place}
+        return tuple(flag for flag in self.flags if flag not in apart), self.settings
 
     def names(self) -> set[str]:
-        """What no other source of a group may have: names, and a namespace that is opened for all that follows."""
-        return {name for kind in (NAMED, ALIAS, OPENED) for name in kind.findall(self.text)}
+        """What no other source of a group may have."""
+        return {name for kind in (NAMED, ALIAS) for name in kind.findall(self.text)}
 
 
 def compiled(build: Path, files: Iterable[Path]) -> list[Source]:
@@ -93,17 +104,21 @@ def compiled(build: Path, files: Iterable[Path]) -> list[Source]:
 
 
 def grouped(sources: list[Source]) -> list[list[Source]]:
-    """Groups of about as much text, each of one set of flags and settings, without a name twice; long ones first."""
+    """Groups of alike sources without a name twice; long ones first."""
+    shared = Counter(name for source in sources for name in source.names())
     groups: list[list[Source]] = []
     for kind in sorted({source.alike() for source in sources}):
-        alike = sorted((source for source in sources if source.alike() == kind), key=lambda source: -len(source.text))
-        shares: list[list[Source]] = [[] for _ in range(-(-len(alike) // GROUP))]
+        # Whoever shares most names finds a place first.
+        alike = [source for source in sources if source.alike() == kind]
+        alike.sort(key=lambda source: -sum(shared[name] - 1 for name in source.names()))
+        shares: list[list[Source]] = []
         for source in alike:
-            free = [share for share in shares if not any(source.names() & other.names() for other in share)]
-            if not free:
-                shares.append([])
-                free = shares[-1:]
-            min(free, key=lambda share: sum(len(other.text) for other in share)).append(source)
+            for share in shares:
+                if len(share) < GROUP and not any(source.names() & other.names() for other in share):
+                    share.append(source)
+                    break
+            else:
+                shares.append([source])
         groups += shares
     return sorted(groups, key=lambda group: -sum(len(source.text) for source in group))
 
@@ -133,7 +148,10 @@ class Tidy:
         # It would be right about such an include in any source.
         lines = [f'#include "{source.file}" // NOLINT(bugprone-suspicious-include)\n' for source in group]
         file.write_text("".join(lines), encoding="utf-8")
-        entry = {"directory": str(folder), "file": str(file), "arguments": [*group[0].flags, "-c", str(file)]}
+        places = dict.fromkeys(place for source in group for place in source.places())
+        compiler, *others = group[0].alike()[0]
+        flags = [compiler, *(word for place in places for word in place), *others]
+        entry = {"directory": str(folder), "file": str(file), "arguments": [*flags, "-c", str(file)]}
         (folder / ".clang-tidy").write_text(group[0].settings, encoding="utf-8")
         (folder / "compile_commands.json").write_text(json.dumps([entry]), encoding="utf-8")
         return self.run(file, *EACH_FUNCTION, database=folder)

@@ -208,6 +208,7 @@ const std::vector<tcInterface::tsRoute>& tcInterface::routes() {
         {"DELETE", "/v1/faults/*", {}, &tcInterface::endFault},
         {"GET", "/v1/scenario", {}, &tcInterface::scenario},
         {"GET", "/v1/rules", {}, &tcInterface::rules},
+        {"POST", "/v1/look", {}, &tcInterface::look},
         {"GET", "/v1/time", {}, &tcInterface::time},
         {"POST", "/v1/time", {}, &tcInterface::setTime},
     };
@@ -538,6 +539,14 @@ tsReply tcInterface::rules(const tsRequest& /*unused*/) {
                         {"remedy", rule.remedy}});
     }
     return reply(list);
+}
+
+tsReply tcInterface::look(const tsRequest& request) {
+    if (!request.body.empty()) {
+        throw tcWrong(kBadRequest, "POST /v1/look has no body");
+    }
+    m_programs.look();
+    return reply({{"next_event", m_timeLine.next()}});
 }
 
 tsReply tcInterface::time(const tsRequest& /*unused*/) {

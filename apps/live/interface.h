@@ -93,6 +93,7 @@ private:
     tsReply endFault(const tsRequest& request);
     tsReply scenario(const tsRequest& request);
     tsReply rules(const tsRequest& request);
+    tsReply look(const tsRequest& request);
     tsReply time(const tsRequest& request);
     tsReply setTime(const tsRequest& request);
     [[nodiscard]] tsPainted painted();

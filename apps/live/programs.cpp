@@ -70,6 +70,11 @@ struct tcPrograms::tsClient {
         ::send(socket, order.data(), order.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     }
 
+    [[nodiscard]] bool hungUp() const {
+        pollfd other{socket, 0, 0};
+        return ::poll(&other, 1, 0) > 0;
+    }
+
     // \throws tcRefused when the head refuses, or does not answer
     void obey(const std::string& order) {
         const std::lock_guard lock(asking);
@@ -148,12 +153,12 @@ void tcPrograms::end() {
 
 void tcPrograms::work() {
     while (!m_over) {
-        m_round(round(kRoundMs));
+        const bool any = round(kRoundMs);
+        m_round(m_news.exchange(false) || any);
     }
 }
 
 bool tcPrograms::round(int waitMs) {
-    const std::lock_guard reading(m_reading);
     tcClients clients;
     {
         const std::lock_guard lock(m_mutex);
@@ -165,6 +170,7 @@ bool tcPrograms::round(int waitMs) {
         waits.push_back({client->socket, static_cast<short>(client->reader ? 0 : POLLIN), 0});
     }
     ::poll(waits.data(), waits.size(), waitMs);
+    const std::lock_guard reading(m_reading); // not while it waits: somebody may want to look
     bool any = false;
     for (std::size_t at = 0; at < clients.size(); ++at) {
         tsClient& client = *clients[at];
@@ -177,7 +183,7 @@ bool tcPrograms::round(int waitMs) {
         if (ended) {
             client.gone = true;
             const std::lock_guard lock(m_mutex);
-            m_clients.erase(std::find(m_clients.begin(), m_clients.end(), clients[at]));
+            std::erase(m_clients, clients[at]);
             any = true;
         }
     }
@@ -340,6 +346,26 @@ void tcPrograms::step() {
 
 void tcPrograms::go() {
     currentVirtual()->reader->go();
+}
+
+void tcPrograms::look() {
+    const std::shared_ptr<tsClient> client = current();
+    if (!client) {
+        return;
+    }
+    if (!client->gone) {
+        try {
+            client->obey("look");
+        } catch (const tcRefused&) {
+            if (!client->hungUp()) { // else it has ended meanwhile, and will do nothing any more
+                throw;
+            }
+        }
+    }
+    const std::lock_guard reading(m_reading);
+    if (takeIn(*client)) {
+        m_news = true;
+    }
 }
 
 void tcPrograms::drain() {

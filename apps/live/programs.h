@@ -69,6 +69,9 @@ public:
     void stop();
     void step();
     void go();
+    /// Takes in what has happened until now: first the head of the program that runs, if there is
+    /// one, looks at what it did by itself. \throws tcRefused when the program does not answer
+    void look();
     /// Takes in what is left of a program that has ended.
     void drain();
 
@@ -94,7 +97,8 @@ private:
     std::shared_ptr<tsClient> m_current;
     std::vector<sim::tsFault> m_waiting; // for the next program
     unsigned m_processes = 0;
-    std::mutex m_reading; // of rings: the thread, and who drains
+    std::mutex m_reading;            // of rings: the thread, and who drains
+    std::atomic<bool> m_news{false}; // was taken in by another thread than that of `m_round`
     std::atomic<bool> m_watched{false};
     std::atomic<bool> m_over{false};
     std::thread m_thread;

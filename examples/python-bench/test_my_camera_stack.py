@@ -1,8 +1,9 @@
 """A camera stack's tests on a virtual head, in its continuous integration.
 
-Install the programs' packages, copy this file and the folder python/, and run it:
+Install the packages camera-head-tools, sensor-board-3u5mgxs, python3-virtual-head and python3-pytest, copy this file, and
+run it:
 
-    PYTHONPATH=python pytest -p virtual_head.pytest_plugin test_my_camera_stack.py
+    pytest test_my_camera_stack.py
 
 The host here is camhost. For a program of your own see `test_my_program_ends_well`. When a test fails, pytest says where
 the log, the report and the waveforms of its run are; `virtual_head_output = FOLDER` in pytest's settings puts them where

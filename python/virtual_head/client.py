@@ -68,6 +68,10 @@ class Client:
         """The JSON of a path. Raises as `request` does."""
         return _json(self.request("GET", path, query=query)[0], path)
 
+    def look(self) -> None:
+        """Answered when the head has told everything that happened until now. Raises as `request` does."""
+        self.request("POST", "/v1/look")
+
     def post(self, path: str, body: Mapping[str, Any]) -> Any:
         """Sends a JSON object; the JSON of the answer. Raises as `request` does."""
         return _json(self.request("POST", path, body=body)[0], path)

@@ -311,17 +311,13 @@ class Head:
                 raise kind(f'no line "{pattern}" on standard error, and {why}; it said: {self.errors.strip()}')
         return found
 
-    def settle(self, *, quiet: float = 0.08, real: float = 5.0) -> None:
-        """Waits until the head tells nothing new for `quiet` seconds of the machine's time, `real` seconds at most.
+    def settle(self) -> None:
+        """Waits until the head has told everything that happened until now, what it did by itself as well.
 
-        A head tells what happened a moment later: it collects events every 10 ms, and what it does by itself every 50 ms.
+        Without it a head tells a moment later: it collects events every 10 ms, and looks at itself every 50 ms. Raises
+        Refused where the program is held from outside, by a debugger for example.
         """
-        limit = clock.monotonic() + real
-        newest, since = self.next_event, clock.monotonic()
-        while clock.monotonic() - since < quiet and clock.monotonic() < limit:
-            clock.sleep(_LOOK)
-            if (now := self.next_event) != newest:
-                newest, since = now, clock.monotonic()
+        self._client.look()
 
     # Questions
 
@@ -538,7 +534,7 @@ class Head:
         body = {key: value if isinstance(value, str) else f"{value:.15g}" for key, value in given.items()
                 if value is not None}
         made = Fault(self, str(self._client.post("/v1/faults", body)["name"]), what)
-        self.settle(real=1.0)  # so that the head tells of it
+        self.settle()  # so that the head tells of it
         return made
 
     fault = make_fault
@@ -547,7 +543,7 @@ class Head:
     def end_fault(self, name: str) -> None:
         """Ends a fault now. Raises Refused with the head's reason."""
         self._client.request("DELETE", "/v1/faults/" + urllib.parse.quote(name, safe=""))
-        self.settle(real=1.0)
+        self.settle()
 
     def fault_kinds(self) -> list[str]:
         """The forms that `what` of a fault may have, for people."""
@@ -581,15 +577,32 @@ class Head:
         """Stops the program at its next use of the head. Virtual time only; raises Refused otherwise."""
         return _time(self._client.post("/v1/time", {"action": "stop"}))
 
-    def step(self, events: int = 1) -> Time:
-        """Lets a stopped program go on until so many more events have happened. Raises Refused (409) where time is
-        real."""
+    def step(self, events: int = 1, *, real: float = 30.0) -> Time:
+        """Lets a stopped program go on to its next event, so many times, and waits for each.
+
+        One call of the program may bring several events; the program stops behind it. `real` is the longest wait for
+        one in seconds of the machine's time: a program that waits for something else than its head makes no step.
+        Raises WaitFailed then; ProgramEnded, which is one, where the program has ended; Refused (409) where time is real.
+        """
         if events < 1:
             raise ValueError(f"{events} steps; allowed is 1 or more")
-        now = self.time()
         for _ in range(events):
-            now = _time(self._client.post("/v1/time", {"action": "step"}))
-        return now
+            self.settle()
+            self._step(self.next_event, clock.monotonic() + real)
+        return self.time()
+
+    def _step(self, before: int, limit: float) -> None:
+        self._client.post("/v1/time", {"action": "step"})
+        while True:
+            over = not self.runs
+            self.settle()
+            if self.next_event > before:
+                return
+            if over:
+                raise ProgramEnded(f"no step: the program has ended, with {self._status()}; {self._seen()}")
+            if clock.monotonic() >= limit:
+                raise WaitFailed(f"no step: the program makes no use of its head; {self._seen()}")
+            clock.sleep(_LOOK)
 
     def go(self) -> Time:
         """Lets a stopped program go on."""

@@ -92,6 +92,10 @@ std::string obey(const std::vector<std::string>& fields) {
     if (fields[0] == "go" && fields.size() == 1) {
         return "ok";
     }
+    if (fields[0] == "look" && fields.size() == 1) {
+        look();
+        return "ok";
+    }
     if (fields[0] == "fault" && fields.size() == faultFields) {
         return addFault(fields);
     }
@@ -120,8 +124,8 @@ std::optional<std::string> nextOrder() {
     return order;
 }
 
-// An order is "look", which needs no answer, or a number and the order, which is answered with the
-// number. \param last the order that ends it; empty: none does
+// An order is "look" alone, which needs no answer, or a number and the order, which is answered
+// with the number. \param last the order that ends it; empty: none does
 // \return false when nobody is there any more
 bool obeyAll(std::string_view last) {
     for (;;) {

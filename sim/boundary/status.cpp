@@ -22,7 +22,7 @@ constexpr mode_t kMode = S_IFCHR | S_IRUSR | S_IWUSR; // as the kernel makes dev
 constexpr ino_t kFirstInode = 100;                    // of the kernel's file system of devices
 
 // Numbers of the kernel's drivers; that of GPIO chips is given out anew at each start.
-dev_t numberOf(teDevice device) {
+dev_t deviceNumberOf(teDevice device) {
     switch (device) {
     case teDevice::spi:
         return makedev(153, 0);
@@ -60,7 +60,7 @@ void describe(teDevice device, Status& status) {
     status.st_uid = geteuid(); // who starts the head may open its devices
     status.st_gid = getegid();
     status.st_ino = kFirstInode + static_cast<ino_t>(device);
-    status.st_rdev = numberOf(device);
+    status.st_rdev = deviceNumberOf(device);
     status.st_blksize = static_cast<blksize_t>(getpagesize());
 }
 

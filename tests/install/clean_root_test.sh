@@ -16,8 +16,9 @@ build=$2
 make_root
 
 inside() { # COMMAND...: runs it in the clean Debian
-    # Not everybody may mount /proc, by which the loader sees in which folder a program lies.
-    "${as_root[@]}" env -i LD_ORIGIN_PATH=/usr/bin LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive \
+    # Not everybody may mount /proc, by which the loader sees in which folder a program lies. Python's own modules are
+    # not compiled here, and are not to be by who uses them.
+    "${as_root[@]}" env -i LD_ORIGIN_PATH=/usr/bin PYTHONDONTWRITEBYTECODE=1 LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive \
         chroot "$root" "$@"
 }
 
@@ -134,6 +135,25 @@ done
 grep -qF "[1] Ending capture..." "$folder/there/output" || fail "no capture: $(cat "$folder/there/output")"
 grep -qx "  violations: none" "$folder/there/summary" || fail "$(cat "$folder/there/summary")"
 echo "$(cat "$folder/there/"* | wc -l) lines"
+
+step "a bench in Python drives the installed programs"
+modules=/usr/lib/python3/dist-packages/virtual_head
+[ -n "$(inside find "$modules" -name '__init__.*.pyc')" ] || fail "the package's modules are not compiled"
+# By the plug-in's path: without /proc camhost does not know where it lies itself.
+inside python3 - "$plugin" >"$folder/log" 2>/dev/null <<'END' || fail "the bench says: $(cat "$folder/log")"
+import sys
+
+import virtual_head
+
+with virtual_head.Camhost.start(plugin=sys.argv[1], spi="/dev/spidev1.0") as camhost:
+    camhost.run("init")
+    print(virtual_head.__file__, camhost.run("exposure 20004")["applied"])
+    with camhost.head.fault("lanes 3 lost"):
+        camhost.run("start")
+        camhost.run("wait 100")
+        print(camhost.head.state().link.aligned)
+END
+[ "$(cat "$folder/log")" = "$modules/__init__.py 20000"$'\n'"False" ] || fail "the bench says: $(cat "$folder/log")"
 
 step "nothing of them is left when they are purged"
 "${as_root[@]}" rm -rf "$root/tmp/"*

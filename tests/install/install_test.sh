@@ -30,7 +30,7 @@ main_job() { # PLUG-IN
 }
 
 step "each component holds what it should"
-for component in plugin runtime sdk head headsdk tools decoders; do
+for component in plugin runtime sdk head headsdk tools decoders python; do
     cmake --install "$build" --prefix "$root" --component "$component" >"$folder/$component.log"
     sed -n "s|^-- Installing: $root/||p; s|^-- Up-to-date: $root/||p" "$folder/$component.log" >"$folder/$component"
 done
@@ -71,6 +71,14 @@ step "the main job runs from the installed files"
 output=$(main_job "$root/$library_folder/varnox/sensor_board_3u5mgxs.so") || fail "main job: $output"
 expect_lines "main job" "$output" "serves sensor type 7" "init: result 0: success" "[1] Ending capture..." \
     "violations: none"
+
+step "pytest finds the fixtures by itself, and a bench the installed programs"
+python_folder=$root/lib/python3/dist-packages
+grep -qx "Version: $version" "$python_folder/virtual_head-$version.dist-info/METADATA" || fail "another version of the Python package"
+PATH=$root/bin:$PATH PYTHONPATH=$python_folder CAMHOST_PLUGIN=$root/$library_folder/varnox/sensor_board_3u5mgxs.so \
+    /usr/bin/python3 -B -m pytest -q -p no:cacheprovider --rootdir "$root/share/doc" -k 'supplies or dead_lane' \
+    "$root/share/doc/python3-virtual-head/examples/python-bench" >"$folder/log" 2>&1 || fail "the bench: $(cat "$folder/log")"
+grep -q '^2 passed' "$folder/log" || fail "the bench: $(cat "$folder/log")"
 
 step "pkg-config leads a program to the SDK"
 mkdir "$folder/program"

@@ -8,7 +8,7 @@ build=$1
 packages=$2
 shift 2
 version=$("$@" --version | sed 's/^camhost //')
-names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev libvirtual-head0 libvirtual-head-dev camera-head-decoders camera-head-doc camera-head-tools)
+source tests/install/names.sh
 
 failed=0
 expect() { # WHAT GIVEN EXPECTED
@@ -17,9 +17,9 @@ expect() { # WHAT GIVEN EXPECTED
         failed=1
     fi
 }
-architecture_of() { # PACKAGE: pages and decoders are the same for every processor
-    case $1 in
-    camera-head-doc | camera-head-decoders) echo all ;;
+architecture_of() { # PACKAGE
+    case " ${names_for_all[*]} " in
+    *" $1 "*) echo all ;;
     *) echo "$architecture" ;;
     esac
 }
@@ -96,27 +96,34 @@ expect "decoders: Depends" "$(field camera-head-decoders Depends)" libsigrokdeco
 expect "decoders: Recommends" "$(field camera-head-decoders Recommends)" "sigrok-cli | pulseview"
 expect "tools: Depends" "$(field camera-head-tools Depends)" "$tools"
 expect "tools: Recommends" "$(field camera-head-tools Recommends)" sensor-board-3u5mgxs
-expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nlibs\nlibdevel\nelectronics\ndoc\nutils'
+expect "benches: Depends" "$(field python3-virtual-head Depends)" "python3 (>= 3.11)"
+expect "benches: Recommends" "$(field python3-virtual-head Recommends)" "camera-head-tools (= $version), python3-pytest"
+expect "sections" "$(for name in "${names[@]}"; do field "$name" Section; done)" $'misc\nlibs\nlibdevel\nlibs\nlibdevel\nutils\nelectronics\ndoc\npython'
 expect "summaries" "$(for name in "${names[@]}"; do field "$name" Description | sed -n 1p; done)" \
     'sensor-board plug-in for the 3U5MGXS image sensor
 host and board-support library of a camera stack
 host and board-support library of a camera stack, development files
 virtual camera head for tests
 virtual camera head for tests, development files
+camera host for the command line, and a virtual camera head
 camera head with a 3U5MGXS sensor, protocol decoders for sigrok
 camera heads, their host libraries and the virtual head, API pages
-camera host for the command line, and a virtual camera head'
+virtual camera head for test benches in Python'
 expect "shlibs" "$(control_file libvarnox0 shlibs)" \
     "libvarnox 0 libvarnox0 (>= $version)"$'\n'"libpellum 0 libvarnox0 (>= $version)"
 expect "shlibs of the virtual head" "$(control_file libvirtual-head0 shlibs)" "libvirtual_head 0 libvirtual-head0 (= $version)"
 for name in libvarnox0 libvirtual-head0; do
     expect "triggers of $name" "$(control_file "$name" triggers)" "activate-noawait ldconfig"
 done
-for name in "${names[@]}"; do
+scripts_of() { # PACKAGE
+    local script
     for script in preinst postinst prerm postrm; do
-        ! control_file "$name" "$script" >/dev/null 2>&1 || expect "$script of $name" "there is one" "none"
+        ! control_file "$1" "$script" >/dev/null 2>&1 || echo "$1 $script"
     done
-done
+}
+# For Python's byte code; nothing else needs one.
+expect "scripts" "$(for name in "${names[@]}"; do scripts_of "$name"; done)" \
+    $'python3-virtual-head postinst\npython3-virtual-head prerm'
 
 expected_files() {
     sed "/^#/d; s/TRIPLET/$triplet/; s/VERSION/$version/" tests/install/package-files.txt

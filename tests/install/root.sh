@@ -1,6 +1,6 @@
 # What the tests share that install the packages in a folder which is a root. Sourced.
 
-names=(sensor-board-3u5mgxs libvarnox0 libvarnox-dev libvirtual-head0 libvirtual-head-dev camera-head-decoders camera-head-doc camera-head-tools)
+source tests/install/names.sh
 step() { echo "== $*"; }
 fail() {
     echo "FAILED: $*" >&2

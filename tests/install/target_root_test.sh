@@ -32,8 +32,7 @@ main_job() {
     sed -i "s|^camhost: $(dirname "$plugin")/|camhost: |" "$results/output"
 }
 
-# Pages and decoders are no matter of a processor.
-read -ra names <<<"$(sed 's/camera-head-\(doc\|decoders\)//g' <<<"${names[*]}")"
+names=("${names_for_one[@]}")
 
 step "the target's packages that ours depend on"
 scripts/armhf-root.sh "$build/debian/root"

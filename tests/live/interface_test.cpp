@@ -58,6 +58,7 @@ TEST_F(Interface, SaysWhatItIs) {
         "\"GET /v1/events\",\"GET /v1/picture\",\"GET /v1/picture.png\","
         "\"GET /v1/picture.raw\",\"GET /v1/waveform.svg\",\"GET /v1/faults\","
         "\"POST /v1/faults\",\"DELETE /v1/faults/*\",\"GET /v1/scenario\",\"GET /v1/rules\","
+        "\"POST /v1/look\","
         "\"GET /v1/time\",\"POST /v1/time\",\"GET /v1/stream\"]}\n");
     m_interface.ended(9);
     EXPECT_EQ(json::parse(get("/v1").body).at("status"), 9);

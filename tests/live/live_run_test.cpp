@@ -121,6 +121,35 @@ TEST(LiveRun, GoesBackToAnyEvent) {
     EXPECT_EQ(served.finish(), 0);
 }
 
+// Nobody has to wait for the next time that it looks by itself.
+TEST(LiveRun, TellsEverythingUntilNowWhenAsked) {
+    tcServed served("--serve 0 --keep-serving " + kObey);
+    const auto look = [&] { return ask(served.port(), "POST", "/v1/look"); };
+    EXPECT_EQ(look().body, "{\"next_event\":0}\n"); // no program has used the head
+    EXPECT_EQ(served.tell("up"), "up 0");
+    tcConnection stream(served.port());
+    ASSERT_TRUE(stream.send("GET /v1/stream HTTP/1.1\r\nHost: localhost:" +
+                            std::to_string(served.port()) + "\r\n\r\n"));
+    EXPECT_THAT(stream.until("\r\n\r\n"), HasSubstr("200 OK"));
+    EXPECT_EQ(served.tell("start"), "start");
+    const tsAnswer looked = look();
+    EXPECT_EQ(looked.status, 200);
+    const json now = state(served);
+    EXPECT_EQ(looked.body,
+              "{\"next_event\":" + std::to_string(now["event"].get<int>() + 1) + "}\n");
+    EXPECT_EQ(now["link"]["aligned"], true);
+    // Who follows hears of what another's question has brought in.
+    EXPECT_THAT(stream.until("STATE ALIGNED 1"), HasSubstr("STATE ALIGNED 1"));
+    EXPECT_EQ(ask(served.port(), "GET", "/v1/look").headers["allow"], "POST");
+    EXPECT_EQ(ask(served.port(), "POST", "/v1/look", "{}").status, 400);
+    ASSERT_EQ(kill(now["process"]["pid"].get<pid_t>(), SIGKILL), 0);
+    ASSERT_TRUE(comes([&] { return state(served)["process"]["running"] == false; }));
+    const tsAnswer over = look();
+    EXPECT_EQ(over.status, 200);
+    EXPECT_EQ(over.body,
+              "{\"next_event\":" + std::to_string(state(served)["event"].get<int>() + 1) + "}\n");
+}
+
 TEST(LiveRun, MakesAFaultAtOnceAndEndsIt) {
     tcServed served("--serve 0 " + kObey);
     EXPECT_EQ(served.tell("up"), "up 0");

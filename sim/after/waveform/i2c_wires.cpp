@@ -50,13 +50,14 @@ void tcI2cWires::stop(std::uint64_t timeNs) {
 }
 
 void tcI2cWires::finish() {
-    if (!m_bits.empty()) {
-        draw(kForEver); // nothing ended it
-    }
+    draw(kForEver); // nothing ended it
 }
 
 void tcI2cWires::draw(std::uint64_t untilNs) {
     const std::uint64_t count = m_bits.size();
+    if (count == 0) {
+        return;
+    }
     m_drawn = fittedBits(m_fromNs, untilNs, count, count * kBitNs, kUnits);
     const auto at = [this](std::uint64_t bit, std::uint64_t unit) {
         return m_drawn.timeNs(bit * kUnits + unit, kUnits);
