@@ -83,9 +83,15 @@ private:
 
 template<class Put>
 void inWords(std::span<const std::uint8_t> bytes, Put put) {
-    for (std::size_t at = 0; at < bytes.size(); at += kWordBytes) {
-        std::uint32_t word = 0;
-        std::memcpy(&word, bytes.data() + at, std::min(kWordBytes, bytes.size() - at));
+    std::uint32_t word = 0;
+    std::size_t at = 0;
+    for (; at + kWordBytes <= bytes.size(); at += kWordBytes) {
+        std::memcpy(&word, bytes.data() + at, kWordBytes);
+        put(word);
+    }
+    if (at < bytes.size()) {
+        word = 0;
+        std::memcpy(&word, bytes.data() + at, bytes.size() - at);
         put(word);
     }
 }
