@@ -14,8 +14,14 @@ elif ! apt-cache show libinih1:armhf >/dev/null 2>&1; then
 fi
 mkdir -p "$folder"
 cd "$folder"
+# All by one call: apt takes more than a second to know its lists.
+mapfile -t ours < <(apt-cache show --no-all-versions "${@/%/:armhf}" 2>/dev/null | sed -n 's/^Package: //p' | sort -u)
+wanted=("${ours[@]/%/:armhf}")
 for package in "$@"; do
-    apt-get download -q "$package:armhf" >/dev/null 2>&1 || apt-get download -q "$package" >/dev/null 2>errors ||
-        { cat errors >&2; exit 1; }
+    case " ${ours[*]} " in
+    *" $package "*) ;;
+    *) wanted+=("$package") ;;
+    esac
 done
+apt-get download -q "${wanted[@]}" >/dev/null 2>errors || { cat errors >&2; exit 1; }
 rm -f errors
