@@ -22,6 +22,8 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from browser import PATIENCE_S, Browser  # noqa: E402
 
 BUILD, SOURCE = (os.path.abspath(one) for one in sys.argv[1:3])
+# Before each program of the target; the browser is this machine's.
+EMULATOR = os.environ.get("EMULATOR", "").split()
 
 
 class Run:
@@ -33,10 +35,13 @@ class Run:
         self.complained = os.path.join(self.folder.name, "complained")
         camhost = (f"{BUILD}/bin/camhost", "--plugin", f"{BUILD}/lib/sensor_board_3u5mgxs.so", "--spi",
                    "/dev/spidev1.0", "--keep-going")
+        program = program or camhost
+        if program[0].startswith(BUILD):
+            program = (*EMULATOR, *program)
         with open(self.printed, "w", encoding="utf-8") as output:
             self.process = subprocess.Popen(
-                [f"{BUILD}/bin/virtual-head", "--workdir", f"{SOURCE}/data", "--serve", str(port), *options, "--",
-                 *(program or camhost)], stdin=subprocess.PIPE, stdout=output, stderr=subprocess.PIPE, text=True,
+                [*EMULATOR, f"{BUILD}/bin/virtual-head", "--workdir", f"{SOURCE}/data", "--serve", str(port), *options,
+                 "--", *program], stdin=subprocess.PIPE, stdout=output, stderr=subprocess.PIPE, text=True,
                 cwd=self.folder.name)
         said = self.process.stderr.readline()
         self.url = re.search(r"http://\S+", said)[0]
