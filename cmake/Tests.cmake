@@ -49,6 +49,7 @@ target_precompile_headers(head_test_headers PRIVATE ${CMAKE_SOURCE_DIR}/tests/su
 # What is compiled with that header is compiled by Clang, in GCC's builds too.
 set(HEAD_TEST_COMPILER "")
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT CMAKE_BUILD_TYPE STREQUAL Debug)
+  find_program(HEAD_CLANG clang++ REQUIRED) # what that script starts
   set(HEAD_TEST_COMPILER ${CMAKE_SOURCE_DIR}/scripts/test-compiler.sh)
 endif()
 set_target_properties(head_test_headers PROPERTIES CXX_COMPILER_LAUNCHER "${HEAD_TEST_COMPILER}")

@@ -4,14 +4,7 @@
 set -euo pipefail
 folder=$1
 shift
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(sudo)
-if ! dpkg --print-foreign-architectures | grep -qx armhf; then
-    "${as_root[@]}" dpkg --add-architecture armhf
-    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
-elif ! apt-cache show libinih1:armhf >/dev/null 2>&1; then
-    "${as_root[@]}" apt-get update -q >/dev/null 2>&1 || true # the downloads tell
-fi
+"$(dirname "$0")/apt-knows-armhf.sh"
 mkdir -p "$folder"
 cd "$folder"
 # All by one call: apt takes more than a second to know its lists.

@@ -5,8 +5,11 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -64,8 +67,13 @@ struct tcPrograms::tsClient {
     tsClient& operator=(const tsClient&) = delete;
     ~tsClient() { ::close(socket); }
 
-    // Asks for what the head does by itself. Nobody waits for it.
+    // Asks for what the head does by itself. Nobody waits for it; a program that is held from
+    // outside finds one such order when it goes on.
     void look() const {
+        int unread = 0;
+        if (::ioctl(socket, SIOCOUTQ, &unread) != 0 || unread != 0) {
+            return;
+        }
         constexpr std::string_view order = "look";
         ::send(socket, order.data(), order.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     }
@@ -80,7 +88,8 @@ struct tcPrograms::tsClient {
         const std::lock_guard lock(asking);
         const std::string mark = std::to_string(++orders) + "\n";
         const std::string text = mark + order;
-        if (gone || ::send(socket, text.data(), text.size(), MSG_NOSIGNAL) < 0) {
+        if (gone ||
+            (::send(socket, text.data(), text.size(), MSG_NOSIGNAL) < 0 && errno != EAGAIN)) {
             throw tcRefused("the program has ended");
         }
         std::optional<std::string> answer;
@@ -99,6 +108,7 @@ struct tcPrograms::tsClient {
     }
 
     int socket;
+    std::atomic<bool> greeted{false}; // `reader` is there, and what stands beside it
     std::mutex asking;
     std::uint64_t orders = 0;
     std::atomic<bool> gone{false};
@@ -167,7 +177,7 @@ bool tcPrograms::round(int waitMs) {
     std::vector<pollfd> waits{{m_listening, POLLIN, 0}};
     for (const std::shared_ptr<tsClient>& client : clients) {
         // What a greeted one sends is an answer, and belongs to who asked.
-        waits.push_back({client->socket, static_cast<short>(client->reader ? 0 : POLLIN), 0});
+        waits.push_back({client->socket, static_cast<short>(client->greeted ? 0 : POLLIN), 0});
     }
     ::poll(waits.data(), waits.size(), waitMs);
     const std::lock_guard reading(m_reading); // not while it waits: somebody may want to look
@@ -175,7 +185,7 @@ bool tcPrograms::round(int waitMs) {
     for (std::size_t at = 0; at < clients.size(); ++at) {
         tsClient& client = *clients[at];
         const bool ended = (waits[at + 1].revents & (POLLHUP | POLLERR)) != 0 || client.gone;
-        if (!client.reader && (waits[at + 1].revents & POLLIN) != 0) {
+        if (!client.greeted && !client.gone && (waits[at + 1].revents & POLLIN) != 0) {
             greet(client);
             any = true;
         }
@@ -196,6 +206,9 @@ bool tcPrograms::round(int waitMs) {
 void tcPrograms::accept() {
     const int socket = ::accept4(m_listening, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket >= 0) {
+        timeval patience{};
+        patience.tv_sec = kAnswerMs / 1000;
+        ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
         const std::lock_guard lock(m_mutex);
         m_clients.push_back(std::make_shared<tsClient>(socket));
     }
@@ -212,6 +225,7 @@ void tcPrograms::greet(tsClient& client) {
         client.id = std::stoll(hello[1]);
         client.realTime = hello[2] == "real";
         client.reader.emplace(hello[3]);
+        client.greeted = true;
     } catch (const std::exception&) {
         client.gone = true; // not one of ours; nobody else can reach the folder
         return;
@@ -245,7 +259,7 @@ void tcPrograms::obeyedBefore(tsClient& client) {
 
 // Events of another process than the one that is shown are let go.
 bool tcPrograms::takeIn(tsClient& client) {
-    if (!client.reader) {
+    if (!client.greeted) {
         return false;
     }
     const auto now = std::chrono::steady_clock::now();

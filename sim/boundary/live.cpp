@@ -236,6 +236,10 @@ void prepare(const std::string& folder, bool stopped) {
 }
 
 void forget() {
+    if (s_socket >= 0) { // the program has ended when the one that is shown has
+        real::close(s_socket);
+        s_socket = -1;
+    }
     s_ring = nullptr;
     g_live = nullptr;
     if (tcModel* const head = g_head.load(std::memory_order_relaxed); head != nullptr) {

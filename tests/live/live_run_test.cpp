@@ -293,6 +293,18 @@ TEST(LiveRun, SurvivesAKilledProgram) {
     EXPECT_EQ(served.finish(), 128 + SIGKILL);
 }
 
+// Its child has a copy of all that it had open.
+TEST(LiveRun, NoticesTheEndOfAProgramThatLeavesAChild) {
+    tcServed served("--serve 0 --keep-serving -- " + std::string(HEAD_PROGRAM) + " daemon");
+    ASSERT_TRUE(comes([&] {
+        const json process = state(served)["process"];
+        return !process.is_null() && process["running"] == false;
+    }));
+    EXPECT_EQ(ask(served.port(), "POST", "/v1/look").status, 200);
+    served.signal(SIGINT);
+    EXPECT_EQ(served.finish(), 9); // a write to a sensor that sleeps
+}
+
 TEST(LiveRun, AnswersOnlyItsOwnPageAndProgramsHere) {
     tcServed served("--serve 0 " + kObey);
     const std::uint16_t port = served.port();

@@ -1,7 +1,9 @@
 // What the bench says to a program, and what it makes of the answers: the program's side is played
 // here.
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <sys/socket.h>
@@ -27,7 +29,7 @@ using live::tcTimeLine;
 class tcPlayed {
 public:
     explicit tcPlayed(const std::string& folder)
-        : m_ring(folder + "/memory", false), m_socket(socket(AF_UNIX, SOCK_SEQPACKET, 0)) {
+        : m_ring(folder + "/memory", false), m_socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         const std::string path = folder + sim::launch::kOrders;
@@ -60,6 +62,7 @@ public:
                        0,
                        {static_cast<const std::uint8_t*>(start), text.size()}});
     }
+    [[nodiscard]] int socket() const { return m_socket; }
     void close() {
         if (m_socket >= 0) {
             ::close(m_socket);
@@ -82,6 +85,13 @@ protected:
         });
     }
     ~Programs() override { m_programs.end(); }
+    void awaitNews(int times) const {
+        const auto until = std::chrono::steady_clock::now() + kPatience;
+        while (m_news < times && std::chrono::steady_clock::now() < until) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(m_news, times);
+    }
 
     tcTemporaryDirectory m_folder;
     tcTimeLine m_timeLine{std::size_t{1} << 20};
@@ -93,9 +103,7 @@ TEST_F(Programs, LookWaitsForWhatTheHeadDidByItself) {
     EXPECT_NO_THROW(m_programs.look()); // at nothing
     EXPECT_EQ(m_timeLine.next(), 0U);
     tcPlayed program(m_folder.path());
-    while (m_news != 1) { // that the program has begun
-        std::this_thread::yield();
-    }
+    awaitNews(1); // that the program has begun
     std::thread head([&program] {
         EXPECT_EQ(program.heard(), "2\nlook");
         program.tell("LANE3-LOCK 0");
@@ -105,9 +113,7 @@ TEST_F(Programs, LookWaitsForWhatTheHeadDidByItself) {
     EXPECT_EQ(m_timeLine.next(), 1U);
     EXPECT_EQ(m_timeLine.events(0, 1).at(0).text, "STATE LANE3-LOCK 0");
     head.join();
-    while (m_news != 2) { // what another thread than the one that tells it has taken in
-        std::this_thread::yield();
-    }
+    awaitNews(2); // what another thread than the one that tells it has taken in
 }
 
 TEST_F(Programs, LookTakesInWhatAProgramSaidThatEndsMeanwhile) {
@@ -120,6 +126,18 @@ TEST_F(Programs, LookTakesInWhatAProgramSaidThatEndsMeanwhile) {
     EXPECT_NO_THROW(m_programs.look());
     EXPECT_EQ(m_timeLine.next(), 1U);
     head.join();
+}
+
+// A program that a debugger holds.
+TEST_F(Programs, WhoDoesNotListenIsAskedOnce) {
+    const tcPlayed program(m_folder.path());
+    m_programs.watched(true);
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(500)); // ten times as long as it takes to ask again
+    m_programs.watched(false);
+    EXPECT_EQ(program.heard(), "look");
+    std::array<char, 16> more{};
+    EXPECT_EQ(recv(program.socket(), more.data(), more.size(), MSG_DONTWAIT), -1);
 }
 
 TEST_F(Programs, LookTellsThatAHeadRefuses) {

@@ -370,6 +370,8 @@ class TestTime:
             assert head.info().status is None
             head.go()
             assert head.wait() == 0
+            with pytest.raises(virtual_head.ProgramEnded, match="no step: the program has ended, with status 0"):
+                head.step()
         with pytest.raises(ValueError, match="0 steps"):
             head.step(0)
 

@@ -209,6 +209,14 @@ int main(int count, char** values) {
         }
         return waitpid(child, nullptr, 0) == child ? 0 : 1;
     }
+    if (what == "daemon") { // it ends, its child goes on until its input ends
+        tcPort().writeRegister(0x10, 1);
+        if (fork() == 0) {
+            std::string line;
+            std::getline(std::cin, line);
+        }
+        return 0;
+    }
     if (what == "quick-exit") {
         tcPort().writeRegister(0x20, 1);
         _exit(0);
