@@ -37,6 +37,9 @@ NAMED = re.compile(r"^(?!namespace|using|#|//|\s|\})[^\n=(;{]*?(?<![:\w])(\w+)\s
 # Likewise a name for a type.
 ALIAS = re.compile(r"^using\s+(\w+)\s*=", re.MULTILINE)
 
+# A namespace that is opened for all that follows. Those of registers have members of the same names.
+OPENED = re.compile(r"^\s*using namespace \w*?(Registers|);", re.MULTILINE)
+
 # Sources that differ in nothing but these are read at once, with all of them: where a library looks for headers, and
 # what its own sources are told.
 PLACES = ("-I", "-isystem", "-D")
@@ -77,7 +80,7 @@ class Source:
 
     def names(self) -> set[str]:
         """What no other source of a group may have."""
-        return {name for kind in (NAMED, ALIAS) for name in kind.findall(self.text)}
+        return {name for kind in (NAMED, ALIAS, OPENED) for name in kind.findall(self.text) if name}
 
 
 def compiled(build: Path, files: Iterable[Path]) -> list[Source]:
@@ -146,7 +149,9 @@ class Tidy:
         # The analyzer follows paths in included sources where the file has such a name.
         file = folder / "UnifiedSource-1.cpp"
         # It would be right about such an include in any source.
-        lines = [f'#include "{source.file}" // NOLINT(bugprone-suspicious-include)\n' for source in group]
+        # Namespaces that a source opens are open in those behind it.
+        ordered = sorted(group, key=lambda source: bool(OPENED.search(source.text)))
+        lines = [f'#include "{source.file}" // NOLINT(bugprone-suspicious-include)\n' for source in ordered]
         file.write_text("".join(lines), encoding="utf-8")
         places = dict.fromkeys(place for source in group for place in source.places())
         compiler, *others = group[0].alike()[0]

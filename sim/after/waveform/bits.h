@@ -17,7 +17,8 @@ struct tsBits {
 
     /// \param unit of time, from the first bit's beginning \return when it begins [ns]
     [[nodiscard]] std::uint64_t timeNs(std::uint64_t unit, std::uint64_t unitsPerBit) const {
-        return startNs + unit * spanNs / (count * unitsPerBit);
+        const std::uint64_t units = count * unitsPerBit;
+        return units == 0 ? startNs : startNs + unit * spanNs / units;
     }
 };
 
