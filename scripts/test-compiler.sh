@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compiles test files by Clang in a build of GCC's: it takes a third of the time for what is not optimized. Only what is
+# Compiles test files by Clang in a build of GCC's: it takes two thirds of the time. Only what is
 # compiled with the precompiled header of all tests, and that header; whatever else belongs to a test program is compiled
 # as it stands. CMake puts this before the compiler (CXX_COMPILER_LAUNCHER, cmake/Tests.cmake).
 # Arguments: the compiler's command.
