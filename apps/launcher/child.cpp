@@ -161,5 +161,6 @@ int waitFor(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
+    s_child = 0; // its number may be another's from now on
     return WIFEXITED(status) ? WEXITSTATUS(status) : kKilledBase + WTERMSIG(status);
 }

@@ -33,6 +33,21 @@ private:
     sigset_t m_before{};
 };
 
+sigset_t wishesToEnd() {
+    sigset_t ends{};
+    sigemptyset(&ends);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaddset(&ends, number);
+    }
+    return ends;
+}
+
+// For the rest of this process. A blocked signal waits for who takes it, also where it was ignored
+// before.
+void block(const sigset_t& signals) {
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 // "8080", "127.0.0.1:8080", "[::1]:8080"
 void readAddress(const std::string& text, live::tsLiveOptions& options) {
     const std::size_t colon = text.rfind(':');
@@ -87,9 +102,13 @@ tcServing::tcServing(const tsArguments& arguments, const tcPreparation& preparat
 }
 
 void tcServing::programEnded(int status) {
-    if (m_run) {
-        m_run->programEnded(status);
+    if (!m_run) {
+        return;
     }
+    if (m_keep) {
+        block(wishesToEnd());
+    }
+    m_run->programEnded(status);
 }
 
 void tcServing::waitForUser() const {
@@ -98,13 +117,7 @@ void tcServing::waitForUser() const {
     }
     std::cerr << "virtual-head: the program has ended; the bench stays at " << m_run->address()
               << " until Ctrl-C" << std::endl;
-    const tcBlockedSignals blocked;
-    sigset_t ends{};
-    sigemptyset(&ends);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaddset(&ends, number);
-        std::signal(number, SIG_DFL); // until now they went to the program
-    }
+    const sigset_t ends = wishesToEnd();
     int number = 0;
     sigwait(&ends, &number);
 }

@@ -14,6 +14,7 @@ public:
     /// Says where on standard error.
     /// \throws tcUsageError when it cannot listen there, or what is asked for makes no sense
     tcServing(const tsArguments& arguments, const tcPreparation& preparation);
+    /// Where serving goes on, whoever wishes to end it from now on is heard in `waitForUser`.
     void programEnded(int status);
     /// Where serving goes on after the program's end: returns when the user ends it.
     void waitForUser() const;

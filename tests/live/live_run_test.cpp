@@ -31,6 +31,11 @@ json state(const tcServed& served, const std::string& query = "") {
     return json::parse(ask(served.port(), "GET", "/v1/state" + query).body);
 }
 
+// With which the program has ended; null before.
+json status(const tcServed& served) {
+    return json::parse(ask(served.port(), "GET", "/v1").body)["status"];
+}
+
 // Waits until the bench knows of it: it reads events some times a second.
 bool comes(const std::function<bool()>& wanted) {
     const auto until = std::chrono::steady_clock::now() + kPatience;
@@ -123,9 +128,11 @@ TEST(LiveRun, GoesBackToAnyEvent) {
 
 // Nobody has to wait for the next time that it looks by itself.
 TEST(LiveRun, TellsEverythingUntilNowWhenAsked) {
-    tcServed served("--serve 0 --keep-serving " + kObey);
+    tcServed served("--serve 0 --keep-serving -- sh -c 'read line; exec " +
+                    std::string(HEAD_PROGRAM) + " obey'");
     const auto look = [&] { return ask(served.port(), "POST", "/v1/look"); };
     EXPECT_EQ(look().body, "{\"next_event\":0}\n"); // no program has used the head
+    served.send("go");
     EXPECT_EQ(served.tell("up"), "up 0");
     tcConnection stream(served.port());
     ASSERT_TRUE(stream.send("GET /v1/stream HTTP/1.1\r\nHost: localhost:" +
@@ -232,8 +239,7 @@ TEST(LiveRun, ShowsTheLatestPicture) {
     tcServed served("--serve 0 --keep-serving --frames shots -- " + std::string(HEAD_PROGRAM) +
                     " capture");
     EXPECT_TRUE(comes([&] { return contentOf("shots/frame-0003.png").size() > 1000; }));
-    ASSERT_TRUE(
-        comes([&] { return json::parse(ask(served.port(), "GET", "/v1").body)["status"] == 0; }));
+    ASSERT_TRUE(comes([&] { return status(served) == 0; }));
     const tsAnswer png = ask(served.port(), "GET", "/v1/picture.png");
     EXPECT_EQ(png.headers.at("content-type"), "image/png");
     EXPECT_EQ(png.headers.at("x-pictures"), "3");
@@ -286,9 +292,7 @@ TEST(LiveRun, ShowsTheHeadThatBeganLast) {
 
 TEST(LiveRun, SurvivesAKilledProgram) {
     tcServed served("--serve 0 --keep-serving -- " + std::string(HEAD_PROGRAM) + " die");
-    ASSERT_TRUE(comes([&] {
-        return json::parse(ask(served.port(), "GET", "/v1").body)["status"] == 128 + SIGKILL;
-    }));
+    ASSERT_TRUE(comes([&] { return status(served) == 128 + SIGKILL; }));
     served.signal(SIGINT);
     EXPECT_EQ(served.finish(), 128 + SIGKILL);
 }
@@ -301,8 +305,20 @@ TEST(LiveRun, NoticesTheEndOfAProgramThatLeavesAChild) {
         return !process.is_null() && process["running"] == false;
     }));
     EXPECT_EQ(ask(served.port(), "POST", "/v1/look").status, 200);
-    served.signal(SIGINT);
+    ASSERT_TRUE(comes([&] { return status(served) == 0; }));
+    served.signal(SIGINT);         // before, it would have been the program's
     EXPECT_EQ(served.finish(), 9); // a write to a sensor that sleeps
+}
+
+// What is left of a run takes its time to write.
+TEST(LiveRun, HearsTheUserFromTheProgramsEndOn) {
+    const tcTemporaryDirectory folder;
+    tcServed served("--serve 0 --keep-serving --report page.html -- " + std::string(HEAD_PROGRAM) +
+                    " capture");
+    ASSERT_TRUE(comes([&] { return status(served) == 0; }));
+    served.signal(SIGINT);
+    EXPECT_EQ(served.finish(), 0);
+    EXPECT_THAT(contentOf("page.html"), testing::EndsWith("</html>\n"));
 }
 
 TEST(LiveRun, AnswersOnlyItsOwnPageAndProgramsHere) {
