@@ -99,7 +99,7 @@ if(CMAKE_CXX_FLAGS_RELWITHDEBINFO MATCHES "-g( |$)")
 endif()
 
 set(HEAD_UNITY OFF CACHE STRING "Compile several files at once: OFF, TOOLS (virtual head, programs) or ON")
-set(HEAD_UNITY_FILES 8 CACHE STRING "Files that are compiled at once")
+set(HEAD_UNITY_FILES 32 CACHE STRING "Files that are compiled at once")
 
 # head_unity(NAME [PRODUCT] [SINGLE ...]): compiles several sources of a library or program at once, with HEAD_UNITY. Most of
 # what a source costs are its headers. SINGLE: what is compiled by itself; what has flags of its own is, too. The

@@ -1,6 +1,7 @@
 # How test programs are built and run: head_add_test().
 
 option(HEAD_TEST_UNITY "Compile several test files at once: quicker in all, slower after a change of one" OFF)
+set(HEAD_TEST_UNITY_FILES 16 CACHE STRING "Test files that are compiled at once")
 
 find_package(GTest REQUIRED)
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
@@ -69,7 +70,7 @@ function(head_speed_up name)
   target_precompile_headers(${name} REUSE_FROM head_test_headers)
   set_target_properties(
     ${name} PROPERTIES CXX_COMPILER_LAUNCHER "${HEAD_TEST_COMPILER}" UNITY_BUILD ${HEAD_TEST_UNITY}
-                       UNITY_BUILD_BATCH_SIZE ${HEAD_UNITY_FILES})
+                       UNITY_BUILD_BATCH_SIZE ${HEAD_TEST_UNITY_FILES})
 endfunction()
 
 # head_add_test(NAME SOURCES ... LIBRARIES ... [SHARDS n] [COST n]): one GoogleTest program. CTest runs it as

@@ -9,13 +9,13 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Capture";
+constexpr const char* kCaptureGroup = "Capture";
 constexpr int kLongestWait = 24 * 60 * 60 * 1000; // ms
 
 /// Makes a command without arguments of an operation that answers a result.
 tsCommand operation(const char* name, const char* summary, int (Varnox::tcSensorBoard::*run)()) {
     tsCommand command;
-    command.group = kGroup;
+    command.group = kCaptureGroup;
     command.name = name;
     command.summary = summary;
     command.examples = {name};
@@ -112,7 +112,7 @@ std::string reset(tcCall& call, tcArguments& arguments) {
 tsCommand timed(const char* name, const char* summary, const char* details, const char* example,
                 tsCommand::Run run) {
     tsCommand command;
-    command.group = kGroup;
+    command.group = kCaptureGroup;
     command.name = name;
     command.arguments = "MILLISECONDS";
     command.summary = summary;
@@ -145,7 +145,7 @@ void addCaptureCommands(tcCommandTable& table) {
     table.add(operation("whitecal", "calibrate the white level", &B::whiteLevelCalibrate));
 
     tsCommand powerCommand;
-    powerCommand.group = kGroup;
+    powerCommand.group = kCaptureGroup;
     powerCommand.name = "power";
     powerCommand.arguments = "on|off";
     powerCommand.summary = "switch the head's supplies";

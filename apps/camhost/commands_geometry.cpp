@@ -9,7 +9,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Geometry";
+constexpr const char* kGeometryGroup = "Geometry";
 constexpr const char* kRectangle = "Y X WIDTH HEIGHT";
 
 using B = Varnox::tcSensorBoard;
@@ -151,7 +151,7 @@ std::vector<std::string> savedSeveralRegions(tcCall& call) {
 
 tsSetting binning(const char* name, const char* summary, tsSetting::Set set, tsSetting::Get get) {
     tsSetting setting;
-    setting.group = kGroup;
+    setting.group = kGeometryGroup;
     setting.name = name;
     setting.argument = "FACTOR";
     setting.summary = summary;
@@ -220,41 +220,42 @@ std::vector<std::string> savedMirroring(tcCall& call) {
     return lines;
 }
 
-tsCommand command(const char* name, std::string arguments, const char* summary, const char* details,
-                  std::vector<std::string> examples, tsCommand::Run run) {
-    return {kGroup,        name, std::move(arguments), summary, details, std::move(examples),
-            std::move(run)};
+tsCommand geometryCommand(const char* name, std::string arguments, const char* summary,
+                          const char* details, std::vector<std::string> examples,
+                          tsCommand::Run run) {
+    return {kGeometryGroup,      name,          std::move(arguments), summary, details,
+            std::move(examples), std::move(run)};
 }
 
 } // namespace
 
 void addGeometryCommands(tcCommandTable& table) {
     const std::string rectangle = kRectangle;
-    tsCommand single =
-        command("roi", "[" + rectangle + "]", "rectangle that is read out [binned rows, pixels]",
-                "", {"roi", "roi 0 0 2592 2056"}, roi);
+    tsCommand single = geometryCommand("roi", "[" + rectangle + "]",
+                                       "rectangle that is read out [binned rows, pixels]", "",
+                                       {"roi", "roi 0 0 2592 2056"}, roi);
     single.saved = savedRegions;
     single.order = settingOrder::kRegion;
     table.add(std::move(single));
-    table.add(command("imageroi", "", "geometry of the image that is delivered [pixels]", "",
-                      {"imageroi"}, imageRoi));
+    table.add(geometryCommand("imageroi", "", "geometry of the image that is delivered [pixels]",
+                              "", {"imageroi"}, imageRoi));
     tsCommand several =
-        command("regions", "[COUNT]", "how many regions are read out, stacked in the image",
-                "Fill them with \"region\" first; 1 is the single rectangle of \"roi\".",
-                {"regions"}, regions);
+        geometryCommand("regions", "[COUNT]", "how many regions are read out, stacked in the image",
+                        "Fill them with \"region\" first; 1 is the single rectangle of \"roi\".",
+                        {"regions"}, regions);
     several.saved = savedSeveralRegions;
     several.order = settingOrder::kRegion;
     table.add(std::move(several));
-    tsCommand one = command("region", "INDEX [" + rectangle + "]",
-                            "one of several regions [binned rows, pixels]", "",
-                            {"region 0", "region 0 100 0 240 20"}, region);
+    tsCommand one = geometryCommand("region", "INDEX [" + rectangle + "]",
+                                    "one of several regions [binned rows, pixels]", "",
+                                    {"region 0", "region 0 100 0 240 20"}, region);
     one.isSetting = true;
     table.add(std::move(one));
     table.add(settingCommand(verticalBinning()));
     table.add(settingCommand(horizontalBinning()));
     tsCommand flip =
-        command("mirror", "[h|v [on|off]]", "whether the image is flipped",
-                "h: left and right, v: top and bottom.", {"mirror", "mirror h on"}, mirror);
+        geometryCommand("mirror", "[h|v [on|off]]", "whether the image is flipped",
+                        "h: left and right, v: top and bottom.", {"mirror", "mirror h on"}, mirror);
     flip.saved = savedMirroring;
     flip.order = settingOrder::kMirror;
     flip.choices = [](tcCall&, std::size_t index) {

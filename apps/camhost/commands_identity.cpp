@@ -4,6 +4,7 @@
 
 #include "apps/camhost/call.h"
 #include "apps/camhost/commands.h"
+#include "apps/camhost/field_text.h"
 #include "apps/camhost/results.h"
 #include "apps/camhost/setting.h"
 
@@ -11,13 +12,8 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Identity";
+constexpr const char* kIdentityGroup = "Identity";
 constexpr int kNoTemperature = -275; // degrees Celsius: the board has no thermometer
-
-template<std::size_t N>
-std::string fieldText(const char (&field)[N]) {
-    return std::string(field, ::strnlen(field, N));
-}
 
 std::string temperatureText(int celsius) {
     return celsius <= kNoTemperature ? "not measured" : std::to_string(celsius) + " C";
@@ -197,36 +193,38 @@ std::string info(tcCall& call, tcArguments& arguments) {
     return text + broughtUp(call) + "\n" + stateText(call.board());
 }
 
-tsCommand command(const char* name, const char* arguments, const char* summary,
-                  std::vector<std::string> examples, tsCommand::Run run) {
-    return {kGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
+tsCommand identityCommand(const char* name, const char* arguments, const char* summary,
+                          std::vector<std::string> examples, tsCommand::Run run) {
+    return {kIdentityGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
 }
 
 /// Makes a command of an operation on one of the board's slots for settings.
 tsCommand slotCommand(const char* name, const char* summary, const char* example,
                       int (Varnox::tcSensorBoard::*run)(int)) {
-    return command(name, "SLOT", summary, {example},
-                   [name, run](tcCall& call, tcArguments& arguments) {
-                       const int slot = arguments.takeInt("SLOT", 0, 255);
-                       arguments.end();
-                       const std::string title = std::string(name) + " " + std::to_string(slot);
-                       call.facts()["slot"] = slot;
-                       const int result = (call.board().*run)(slot);
-                       requireSuccess(title, result);
-                       return title + ": " + resultText(call.told(result));
-                   });
+    return identityCommand(
+        name, "SLOT", summary, {example}, [name, run](tcCall& call, tcArguments& arguments) {
+            const int slot = arguments.takeInt("SLOT", 0, 255);
+            arguments.end();
+            const std::string title = std::string(name) + " " + std::to_string(slot);
+            call.facts()["slot"] = slot;
+            const int result = (call.board().*run)(slot);
+            requireSuccess(title, result);
+            return title + ": " + resultText(call.told(result));
+        });
 }
 
 } // namespace
 
 void addIdentityCommands(tcCommandTable& table) {
-    table.add(command("status", "", "what holds now", {"status"}, status));
+    table.add(identityCommand("status", "", "what holds now", {"status"}, status));
+    table.add(identityCommand("info", "", "what the head is and what holds now",
+                              {"info", "info --json"}, info));
+    table.add(identityCommand("version", "", "versions of head, software and FPGA", {"version"},
+                              version));
     table.add(
-        command("info", "", "what the head is and what holds now", {"info", "info --json"}, info));
-    table.add(command("version", "", "versions of head, software and FPGA", {"version"}, version));
-    table.add(command("camera", "", "model, maker and size of the sensor", {"camera"}, camera));
-    table.add(command("temperature", "[INDEX]", "temperatures [degrees Celsius]", {"temperature"},
-                      temperature));
+        identityCommand("camera", "", "model, maker and size of the sensor", {"camera"}, camera));
+    table.add(identityCommand("temperature", "[INDEX]", "temperatures [degrees Celsius]",
+                              {"temperature"}, temperature));
     table.add(slotCommand("saveslot", "keep the settings in a slot of the board", "saveslot 0",
                           &Varnox::tcSensorBoard::save));
     table.add(slotCommand("recallslot", "take the settings from a slot of the board",

@@ -9,7 +9,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Pins";
+constexpr const char* kPinsGroup = "Pins";
 constexpr int kMax = std::numeric_limits<int>::max();
 
 using B = Varnox::tcSensorBoard;
@@ -65,7 +65,7 @@ std::string pins(tcCall& call, tcArguments& arguments) {
 
 tsCommand propertyCommand(const tsPinProperty& property) {
     tsCommand command;
-    command.group = kGroup;
+    command.group = kPinsGroup;
     command.name = property.name;
     const std::string argument = property.argument;
     command.arguments = property.get != nullptr ? "PIN [" + argument + "]" : "PIN " + argument;
@@ -89,7 +89,7 @@ tsCommand propertyCommand(const tsPinProperty& property) {
 
 void addPinCommands(tcCommandTable& table) {
     tsCommand count;
-    count.group = kGroup;
+    count.group = kPinsGroup;
     count.name = "pins";
     count.summary = "how many pins the board has";
     count.examples = {"pins"};

@@ -9,7 +9,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Pixels";
+constexpr const char* kPixelsGroup = "Pixels";
 constexpr int kLowest = std::numeric_limits<int>::min();
 constexpr int kHighest = std::numeric_limits<int>::max();
 
@@ -17,7 +17,7 @@ using B = Varnox::tcSensorBoard;
 
 tsSetting pixelSetting(const char* name, const char* argument, const char* summary) {
     tsSetting setting;
-    setting.group = kGroup;
+    setting.group = kPixelsGroup;
     setting.name = name;
     setting.argument = argument;
     setting.summary = summary;
@@ -153,7 +153,7 @@ std::string packing(tcCall& call, tcArguments& arguments) {
 void addPixelCommands(tcCommandTable& table) {
     table.add(settingCommand(depth()));
     tsCommand pack;
-    pack.group = kGroup;
+    pack.group = kPixelsGroup;
     pack.name = "packing";
     pack.summary = "how the host's pipeline packs pixels, as the board told it";
     pack.examples = {"packing"};
@@ -162,7 +162,7 @@ void addPixelCommands(tcCommandTable& table) {
     for (const auto& setting : {color(), pattern(), gain(), blackLevel(), gamma()})
         table.add(settingCommand(setting));
     tsCommand white;
-    white.group = kGroup;
+    white.group = kPixelsGroup;
     white.name = "white";
     white.arguments = "[RED GREEN BLUE]";
     white.summary = "white balance";

@@ -6,7 +6,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Program";
+constexpr const char* kProgramGroup = "Program";
 
 std::string keywordHelp(tcCall& call) {
     std::string text;
@@ -102,16 +102,16 @@ std::string keyword(tcCall& call, tcArguments& arguments) {
     return executeKeyword(call, name, rest);
 }
 
-tsCommand command(const char* name, const char* arguments, const char* summary,
-                  std::vector<std::string> examples, tsCommand::Run run) {
-    return {kGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
+tsCommand programCommand(const char* name, const char* arguments, const char* summary,
+                         std::vector<std::string> examples, tsCommand::Run run) {
+    return {kProgramGroup, name, arguments, summary, "", std::move(examples), std::move(run)};
 }
 
 } // namespace
 
 void addProgramCommands(tcCommandTable& table) {
-    tsCommand helpCommand = command("help", "[COMMAND]", "list the commands, or tell about one",
-                                    {"help exposure"}, help);
+    tsCommand helpCommand = programCommand(
+        "help", "[COMMAND]", "list the commands, or tell about one", {"help exposure"}, help);
     helpCommand.choices = [](tcCall& call, std::size_t index) {
         return index == 0 ? firstWords(call) : std::vector<std::string>{};
     };
@@ -122,8 +122,8 @@ void addProgramCommands(tcCommandTable& table) {
     table.add(std::move(helpCommand));
     table.add(std::move(questionMark));
     tsCommand keywordCommand =
-        command("keyword", "KEYWORD [ARGUMENTS]", "hand a command to the plug-in's handlers",
-                {"keyword CLKS"}, keyword);
+        programCommand("keyword", "KEYWORD [ARGUMENTS]", "hand a command to the plug-in's handlers",
+                       {"keyword CLKS"}, keyword);
     keywordCommand.details =
         "For keywords that are called as a command is; all others can be typed "
         "as they are.";
@@ -131,8 +131,8 @@ void addProgramCommands(tcCommandTable& table) {
         return index == 0 ? call.head().keywords() : std::vector<std::string>{};
     };
     table.add(std::move(keywordCommand));
-    table.add(command("quit", "", "end the session", {"quit"}, quit));
-    table.add(command("exit", "", "as \"quit\"", {"exit"}, quit));
+    table.add(programCommand("quit", "", "end the session", {"quit"}, quit));
+    table.add(programCommand("exit", "", "as \"quit\"", {"exit"}, quit));
 }
 
 tcCommandTable makeCommandTable() {

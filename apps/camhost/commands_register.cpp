@@ -10,7 +10,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Registers";
+constexpr const char* kRegistersGroup = "Registers";
 constexpr std::uint32_t kWordMax = std::numeric_limits<std::uint32_t>::max();
 
 std::string valueText(std::uint32_t value) {
@@ -249,9 +249,11 @@ std::string sensorRegisters(tcCall& call, tcArguments& arguments) {
     return text.empty() ? "no field's name holds \"" + part + "\"" : text;
 }
 
-tsCommand command(const char* name, const char* arguments, const char* summary, const char* details,
-                  std::vector<std::string> examples, tsCommand::Run run) {
-    return {kGroup, name, arguments, summary, details, std::move(examples), std::move(run)};
+tsCommand registerCommand(const char* name, const char* arguments, const char* summary,
+                          const char* details, std::vector<std::string> examples,
+                          tsCommand::Run run) {
+    return {kRegistersGroup,     name,          arguments, summary, details,
+            std::move(examples), std::move(run)};
 }
 
 } // namespace
@@ -260,22 +262,22 @@ void addRegisterCommands(tcCommandTable& table) {
     const auto names = [](tcCall& call, std::size_t index) {
         return index == 0 ? fieldNames(call) : std::vector<std::string>{};
     };
-    tsCommand read =
-        command("peek", "REGISTER", "what a register of the sensor, or a field of one, was told",
-                "REGISTER is an address or a field's name.", {"peek 0x0D8", "peek hd_max"}, peek);
+    tsCommand read = registerCommand(
+        "peek", "REGISTER", "what a register of the sensor, or a field of one, was told",
+        "REGISTER is an address or a field's name.", {"peek 0x0D8", "peek hd_max"}, peek);
     read.choices = names;
     table.add(std::move(read));
-    tsCommand write = command(
+    tsCommand write = registerCommand(
         "poke", "REGISTER VALUE", "write a register of the sensor, or a field of one",
         "REGISTER is an address or a field's name; a field leaves the register's other bits as "
         "they\n  were told, 0 where they were not. A wrong value can disturb the sensor.",
         {"poke 0x0D8 0x2D90F", "poke again_fine 3"}, poke);
     write.choices = names;
     table.add(std::move(write));
-    table.add(command("registers", "[PART]", "fields of the sensor's registers by name",
-                      "With PART only those whose name holds it.", {"registers hd_"},
-                      sensorRegisters));
-    tsCommand file = command(
+    table.add(registerCommand("registers", "[PART]", "fields of the sensor's registers by name",
+                              "With PART only those whose name holds it.", {"registers hd_"},
+                              sensorRegisters));
+    tsCommand file = registerCommand(
         "regfile", "read WORD | write WORD VALUE | dump [FROM [TO]] | names",
         "the register file, as its clients see it",
         "WORD is an address or a name; a write reaches the board as any client's does.",

@@ -8,7 +8,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Settings";
+constexpr const char* kSettingsGroup = "Settings";
 
 std::string takeFile(tcCall& call, tcArguments& arguments) {
     std::string file = arguments.takeWord("FILE");
@@ -111,7 +111,7 @@ std::string diff(tcCall& call, tcArguments& arguments) {
 
 tsCommand command(const char* name, const char* summary, const char* details, const char* example,
                   tsCommand::Run run) {
-    tsCommand made{kGroup, name, "FILE", summary, details, {example}, std::move(run)};
+    tsCommand made{kSettingsGroup, name, "FILE", summary, details, {example}, std::move(run)};
     made.takesFile = true;
     return made;
 }

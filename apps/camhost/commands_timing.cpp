@@ -11,7 +11,7 @@ namespace camhost {
 
 namespace {
 
-constexpr const char* kGroup = "Time";
+constexpr const char* kTimeGroup = "Time";
 constexpr int kMax = std::numeric_limits<int>::max();
 
 using B = Varnox::tcSensorBoard;
@@ -19,7 +19,7 @@ using B = Varnox::tcSensorBoard;
 /// \return a setting in microseconds
 tsSetting microseconds(const char* name, const char* summary) {
     tsSetting setting;
-    setting.group = kGroup;
+    setting.group = kTimeGroup;
     setting.name = name;
     setting.argument = "MICROSECONDS";
     setting.unit = " us";
@@ -123,7 +123,7 @@ tsSetting strobe() {
 tsSetting mode(const char* name, const char* argument, const char* summary,
                std::vector<tsChoice> choices) {
     tsSetting setting;
-    setting.group = kGroup;
+    setting.group = kTimeGroup;
     setting.name = name;
     setting.argument = argument;
     setting.summary = summary;
@@ -182,7 +182,7 @@ void addTimingCommands(tcCommandTable& table) {
          {exposure(), interval(), shortestInterval(), trigger(), shutter(), clock(), strobe()})
         table.add(settingCommand(setting));
     tsCommand skip;
-    skip.group = kGroup;
+    skip.group = kTimeGroup;
     skip.name = "skipframes";
     skip.summary = "whether frames are to be skipped";
     skip.examples = {"skipframes"};

@@ -22,6 +22,7 @@
 #include <unistd.h>
 
 #include "apps/camhost/descriptor.h"
+#include "apps/camhost/field_text.h"
 #include "apps/camhost/file_checks.h"
 
 namespace camhost {
@@ -195,11 +196,6 @@ std::vector<tsDevice> examineDevices(const tsDeviceFact& fact, const std::string
 }
 
 // ---- GPIO lines
-
-template<std::size_t N>
-std::string fieldText(const char (&field)[N]) {
-    return std::string(field, ::strnlen(field, N));
-}
 
 /// Looks on one chip for the lines that were not found yet.
 void findLines(const std::string& chip, std::vector<tsControlLine>& lines) {

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kBetween = " = ";
 
-[[noreturn]] void fail(std::size_t line, const std::string& what) {
+[[noreturn]] void refuse(std::size_t line, const std::string& what) {
     throw std::runtime_error("line " + std::to_string(line) + ": " + what);
 }
 
@@ -22,7 +22,7 @@ tsExchange exchangeFrom(std::string_view text, std::size_t line) {
     const tsTimedText timed = splitTime(text, line);
     const std::size_t between = timed.text.rfind(kBetween);
     if (between == std::string_view::npos || between == 0) {
-        fail(line, "expected \"[TIME] CALL = ANSWER\"");
+        refuse(line, "expected \"[TIME] CALL = ANSWER\"");
     }
     return {timed.timeNs, std::string(timed.text.substr(0, between)),
             std::string(timed.text.substr(between + kBetween.size())), line};
@@ -38,11 +38,11 @@ std::vector<tsExchange> parseRecording(std::string_view text) {
         const std::string_view content = text.substr(0, end);
         ++line;
         if (line == 1 && content != kRecordingHeading) {
-            fail(line, "expected \"" + std::string(kRecordingHeading) + "\"");
+            refuse(line, "expected \"" + std::string(kRecordingHeading) + "\"");
         }
         // A program that was killed may have left half a line.
         if (end == std::string_view::npos) {
-            fail(line, "the line is not whole: the recording was cut off");
+            refuse(line, "the line is not whole: the recording was cut off");
         }
         if (line > 1) {
             exchanges.push_back(exchangeFrom(content, line));
@@ -50,7 +50,7 @@ std::vector<tsExchange> parseRecording(std::string_view text) {
         text.remove_prefix(end + 1);
     }
     if (line == 0) {
-        fail(1, "the file is empty");
+        refuse(1, "the file is empty");
     }
     return exchanges;
 }
