@@ -2,9 +2,9 @@
 """Static analysis by clang-tidy of what ships, as .clang-tidy sets it. Argument: a configured build folder. With a
 commit in HEAD_CHANGED_SINCE: of what changed since then. The status is 0 when nothing was found.
 
-Most of what clang-tidy does for a small source it does in its headers, so it reads several at once: a file that
-includes them. Where it says anything of such a file, or cannot read it, it reads each source by itself, and what it
-then says counts.
+Most of what clang-tidy does for a small source it does in its headers, so it reads several at once: a file with their
+texts, one behind the other. Where it says anything of such a file, or cannot read it, it reads each source by itself,
+and what it then says counts.
 """
 
 from __future__ import annotations
@@ -26,10 +26,6 @@ ROOT = Path(__file__).resolve().parent.parent
 
 # Sources that are read at once.
 GROUP = 16
-
-# These look at nothing but the file that clang-tidy is given; the words that they are about.
-ONLY_ITSELF = "-*,misc-unused-using-decls,misc-unused-alias-decls"
-ABOUT_ITSELF = re.compile(r"\busing\s+(?:typename\s+)?[\w:]*\w\s*[;,]|\bnamespace\s+\w+\s*=")
 
 # What stands at the start of a line and has a name: two sources that share one cannot be read at once.
 NAMED = re.compile(r"^(?!namespace|using|#|//|\s|\})[^\n=(;{]*?(?<![:\w])(\w+)\s*(?=[({=;\[])", re.MULTILINE)
@@ -143,19 +139,18 @@ class Tidy:
         return Said(done.returncode == 0 and not done.stdout.strip(), done.stdout)
 
     def together(self, number: int, group: list[Source]) -> Said:
-        """What clang-tidy says of a file that includes the sources."""
+        """What clang-tidy says of a file that has the texts of the sources."""
         folder = self.folder / str(number)
         folder.mkdir()
-        # The analyzer follows paths in included sources where the file has such a name.
-        file = folder / "UnifiedSource-1.cpp"
-        # It would be right about such an include in any source.
+        file = folder / "sources.cpp"
         # Namespaces that a source opens are open in those behind it.
         ordered = sorted(group, key=lambda source: bool(OPENED.search(source.text)))
-        lines = [f'#include "{source.file}" // NOLINT(bugprone-suspicious-include)\n' for source in ordered]
-        file.write_text("".join(lines), encoding="utf-8")
+        # Not by including them: some checks, and the analyzer, look at nothing but the file that they are given.
+        file.write_text("".join(f'#line 1 "{source.file}"\n{source.text}\n' for source in ordered), encoding="utf-8")
         places = dict.fromkeys(place for source in group for place in source.places())
         compiler, *others = group[0].alike()[0]
-        flags = [compiler, *(word for place in places for word in place), *others]
+        beside = [f"-iquote{place}" for place in sorted({source.file.parent for source in group})]
+        flags = [compiler, *(word for place in places for word in place), *others, *beside]
         entry = {"directory": str(folder), "file": str(file), "arguments": [*flags, "-c", str(file)]}
         (folder / ".clang-tidy").write_text(group[0].settings, encoding="utf-8")
         (folder / "compile_commands.json").write_text(json.dumps([entry]), encoding="utf-8")
@@ -163,14 +158,11 @@ class Tidy:
 
     def read(self, number: int, group: list[Source]) -> Said:
         """What clang-tidy says of the sources of a group."""
-        if len(group) > 1 and self.together(number, group).clean:
-            said = [
-                self.run(source.file, f"--checks={ONLY_ITSELF}")
-                for source in group
-                if ABOUT_ITSELF.search(source.text)
-            ]
-        else:
-            said = [self.run(source.file) for source in group]
+        if len(group) > 1:
+            together = self.together(number, group)
+            if together.clean:
+                return together
+        said = [self.run(source.file) for source in group]
         return Said(all(one.clean for one in said), "".join(one.text for one in said))
 
 
