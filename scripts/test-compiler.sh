@@ -10,9 +10,6 @@ case " $* " in
 *) exec "$@" ;;
 esac
 command=(clang++)
-case ${1##*/} in
-arm-linux-gnueabihf-*) command+=(--target=arm-linux-gnueabihf) ;;
-esac
 shift
 # An earlier precompiled header is none for the next one.
 includes=(-include-pch)
